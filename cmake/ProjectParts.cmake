@@ -1,0 +1,65 @@
+# How the folders become one shared library: each folder is an OBJECT library ("part") that links
+# only what it may use, and the library is their sum.
+
+set(SOFTWAREUPDATE_ROOT "${CMAKE_CURRENT_SOURCE_DIR}")
+
+# Compiler settings shared by everything that is built here; never passed on to a host.
+add_library(softwareupdate_settings INTERFACE)
+target_compile_features(softwareupdate_settings INTERFACE cxx_std_17)
+target_compile_definitions(softwareupdate_settings INTERFACE
+    QT_NO_CAST_FROM_ASCII QT_NO_CAST_TO_ASCII QT_NO_URL_CAST_FROM_STRING
+    QT_NO_CAST_FROM_BYTEARRAY QT_NO_FOREACH
+    $<$<PLATFORM_ID:Windows>:NOMINMAX;WIN32_LEAN_AND_MEAN;UNICODE;_UNICODE>)
+target_include_directories(softwareupdate_settings INTERFACE "${SOFTWAREUPDATE_ROOT}")
+if(MSVC)
+    target_compile_options(softwareupdate_settings INTERFACE /W4 /utf-8 /permissive- /Zc:__cplusplus)
+else()
+    target_compile_options(softwareupdate_settings INTERFACE
+        -Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor -Woverloaded-virtual)
+endif()
+# One STB_GNU_UNIQUE symbol would keep the library loaded for ever after a dlclose().
+target_compile_options(softwareupdate_settings INTERFACE $<$<CXX_COMPILER_ID:GNU>:-fno-gnu-unique>)
+
+# softwareupdate_add_part(<name> [SOURCES ...] [PUBLIC_HEADERS ...] [PRIVATE_HEADERS ...]
+#                         [LINK ...] [LINK_PRIVATE ...])
+# The OBJECT library softwareupdate_<name>. PUBLIC_HEADERS are installed and compiled alone.
+function(softwareupdate_add_part name)
+    cmake_parse_arguments(arg "" "" "SOURCES;PUBLIC_HEADERS;PRIVATE_HEADERS;LINK;LINK_PRIVATE" ${ARGN})
+    set(target softwareupdate_${name})
+    add_library(${target} OBJECT ${arg_SOURCES} ${arg_PUBLIC_HEADERS} ${arg_PRIVATE_HEADERS})
+    set_target_properties(${target} PROPERTIES
+        AUTOMOC ON
+        AUTOUIC ON
+        POSITION_INDEPENDENT_CODE ON
+        CXX_VISIBILITY_PRESET hidden
+        VISIBILITY_INLINES_HIDDEN ON)
+    target_compile_definitions(${target} PRIVATE SOFTWAREUPDATE_EXPORTS)
+    target_link_libraries(${target} PUBLIC ${arg_LINK} PRIVATE softwareupdate_settings ${arg_LINK_PRIVATE})
+    list(TRANSFORM arg_PUBLIC_HEADERS PREPEND "${CMAKE_CURRENT_SOURCE_DIR}/")
+    set_property(TARGET ${target} PROPERTY SOFTWAREUPDATE_PUBLIC_HEADERS ${arg_PUBLIC_HEADERS})
+endfunction()
+
+# softwareupdate_add_library(<name> PARTS ... LINK ...)
+# The shared library made of the parts, with the headers of all of them as its header set.
+function(softwareupdate_add_library name)
+    cmake_parse_arguments(arg "" "" "PARTS;LINK" ${ARGN})
+    add_library(${name} SHARED)
+    add_library(${name}::${name} ALIAS ${name})
+    set(headers)
+    foreach(part IN LISTS arg_PARTS)
+        # PRIVATE and without AUTOMOC: the parts bring their moc objects themselves.
+        target_link_libraries(${name} PRIVATE softwareupdate_${part})
+        get_target_property(part_headers softwareupdate_${part} SOFTWAREUPDATE_PUBLIC_HEADERS)
+        list(APPEND headers ${part_headers})
+    endforeach()
+    target_link_libraries(${name} PUBLIC ${arg_LINK})
+    target_compile_features(${name} PUBLIC cxx_std_17)
+    target_sources(${name} PUBLIC
+        FILE_SET HEADERS BASE_DIRS "${SOFTWAREUPDATE_ROOT}" FILES ${headers})
+    set_target_properties(${name} PROPERTIES
+        AUTOMOC OFF
+        LINKER_LANGUAGE CXX
+        VERSION ${PROJECT_VERSION}
+        SOVERSION ${PROJECT_VERSION_MAJOR}
+        VERIFY_INTERFACE_HEADER_SETS ON)
+endfunction()

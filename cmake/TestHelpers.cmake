@@ -1,0 +1,30 @@
+# softwareupdate_add_test(<name> PARTS ... [SOURCES ...] [LINK ...] [TIMEOUT seconds])
+# One Qt Test executable from <name>.cpp. PARTS are the folders whose objects it links; objects are not
+# passed on, so every one is named.
+function(softwareupdate_add_test name)
+    cmake_parse_arguments(arg "" "TIMEOUT" "PARTS;SOURCES;LINK" ${ARGN})
+    add_executable(${name} ${name}.cpp ${arg_SOURCES})
+    set_target_properties(${name} PROPERTIES AUTOMOC ON)
+    target_compile_definitions(${name} PRIVATE SOFTWAREUPDATE_STATIC_DEFINE)
+    target_link_libraries(${name} PRIVATE softwareupdate_settings Qt5::Test ${arg_LINK})
+    foreach(part IN LISTS arg_PARTS)
+        target_link_libraries(${name} PRIVATE softwareupdate_${part})
+    endforeach()
+    add_test(NAME ${name} COMMAND ${name})
+    softwareupdate_set_test_environment(${name})
+    if(arg_TIMEOUT)
+        set_tests_properties(${name} PROPERTIES TIMEOUT ${arg_TIMEOUT})
+    endif()
+endfunction()
+
+# What every test runs under: no display, UTF-8, the same hash order each time, no proxy of the machine's,
+# and a warning from Qt that the test did not announce fails it.
+function(softwareupdate_set_test_environment name)
+    set_tests_properties(${name} PROPERTIES
+        FAIL_REGULAR_EXPRESSION "QWARN  :"
+        ENVIRONMENT "QT_QPA_PLATFORM=offscreen;LC_ALL=C.UTF-8;QT_HASH_SEED=0;XDG_RUNTIME_DIR=${CMAKE_BINARY_DIR}/runtime;http_proxy=;https_proxy=;all_proxy=;no_proxy=")
+endfunction()
+
+file(MAKE_DIRECTORY "${CMAKE_BINARY_DIR}/runtime")
+file(CHMOD "${CMAKE_BINARY_DIR}/runtime" DIRECTORY_PERMISSIONS OWNER_READ OWNER_WRITE OWNER_EXECUTE
+    PERMISSIONS OWNER_READ OWNER_WRITE OWNER_EXECUTE)

@@ -1,0 +1,12 @@
+#include "support/CoreApplication.h"
+
+#include <QCoreApplication>
+
+namespace zk {
+
+QString CoreApplication::applicationVersion()
+{
+    return QCoreApplication::applicationVersion();
+}
+
+} // namespace zk

@@ -1,0 +1,73 @@
+#include "support/FileUtils.h"
+
+#include <QDir>
+#include <QFile>
+#include <QFileDialog>
+#include <QFileInfo>
+#include <QTemporaryDir>
+
+namespace zk {
+
+QString FileUtils::nativePath(const QString& path)
+{
+    return QDir::toNativeSeparators(path);
+}
+
+QString FileUtils::nativePath(const QString& dir, const QString& name)
+{
+    QString folder = QDir::fromNativeSeparators(dir);
+    QString file = QDir::fromNativeSeparators(name);
+    while (folder.size() > 1 && folder.endsWith(QLatin1Char('/'))) {
+        folder.chop(1);
+    }
+    while (file.startsWith(QLatin1Char('/'))) {
+        file.remove(0, 1);
+    }
+    const bool separated = folder.isEmpty() || folder.endsWith(QLatin1Char('/'));
+    return QDir::toNativeSeparators(separated ? folder + file : folder + QLatin1Char('/') + file);
+}
+
+bool FileUtils::erase(const QString& path)
+{
+    // QDir("").removeRecursively() would empty the working folder.
+    const QFileInfo info(path);
+    if (path.isEmpty() || info.isRelative() || QDir(QDir::cleanPath(path)).isRoot()) {
+        return false;
+    }
+    // isSymLink() first: exists() and isDir() look through a link.
+    if (info.isSymLink()) {
+        return QFile::remove(path);
+    }
+    if (!info.exists()) {
+        return false;
+    }
+    return info.isDir() ? QDir(path).removeRecursively() : QFile::remove(path);
+}
+
+QString FileUtils::createTempDir()
+{
+    // Empty when the temporary folder does not exist; the new one would then land in the root folder.
+    const QString base = QDir::tempPath();
+    if (base.isEmpty()) {
+        return QString();
+    }
+    QTemporaryDir dir(base + QStringLiteral("/SoftwareUpdate-XXXXXX"));
+    if (!dir.isValid()) {
+        return QString();
+    }
+    dir.setAutoRemove(false);
+    return QDir::cleanPath(QFileInfo(dir.path()).absoluteFilePath());
+}
+
+bool FileUtils::openDirectoryDialog(QString& chosen, const QString& caption, const QString& startDir,
+                                    QWidget* parent)
+{
+    const QString folder = QFileDialog::getExistingDirectory(parent, caption, startDir);
+    if (folder.isEmpty()) {
+        return false;
+    }
+    chosen = folder;
+    return true;
+}
+
+} // namespace zk

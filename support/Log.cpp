@@ -1,0 +1,131 @@
+#include "support/Log.h"
+
+#include <QDateTime>
+#include <QThread>
+
+#include <ostream>
+
+namespace zk {
+
+std::atomic<unsigned> Log::s_enabledLevels{0};
+
+std::wstring tconvert(const char* text)
+{
+    return text ? QString::fromLatin1(text).toStdWString() : std::wstring();
+}
+
+std::wostream& operator<<(std::wostream& stream, const QString& text)
+{
+    return stream << text.toStdWString();
+}
+
+Log& Log::instance()
+{
+    // Never destroyed: static destructors of the host may still log.
+    static Log* const log = new Log;
+    return *log;
+}
+
+std::wostream* Log::getStream(ELevel level) const
+{
+    return level >= eTrace && level < eOff ? m_streams[level].load() : nullptr;
+}
+
+void Log::setStream(ELevel level, std::wostream* stream)
+{
+    if (level < eTrace || level >= eOff) {
+        return;
+    }
+    const MutexLocker locker(m_mutex, true);
+    m_streams[level] = stream;
+    updateEnabledLevels();
+}
+
+Log::ELevel Log::logLevel() const
+{
+    return m_level;
+}
+
+void Log::setLogLevel(ELevel level)
+{
+    const MutexLocker locker(m_mutex, true);
+    m_level = level;
+    updateEnabledLevels();
+}
+
+const std::wstring& Log::pre(ELevel level, std::wstring& line) const
+{
+    static const wchar_t* const words[] = {L"TRACE", L"INFO", L"WARNING", L"ERROR"};
+    line += QDateTime::currentDateTime().toString(Qt::ISODateWithMs).toStdWString();
+    line += L' ';
+    line += level >= eTrace && level < eOff ? words[level] : L"OFF";
+    line += L" 0x";
+    line += QString::number(quintptr(QThread::currentThreadId()), 16).toStdWString();
+    line += L' ';
+    return line;
+}
+
+Mutex& Log::mutex()
+{
+    return m_mutex;
+}
+
+void Log::updateEnabledLevels()
+{
+    unsigned enabled = 0;
+    for (unsigned level = eTrace; level < eOff; ++level) {
+        if (m_streams[level].load() && unsigned(m_level.load()) <= level) {
+            enabled |= 1U << level;
+        }
+    }
+    s_enabledLevels = enabled;
+}
+
+namespace {
+
+std::wstring linePrefix(Log::ELevel level, const char* function)
+{
+    std::wstring prefix;
+    Log::instance().pre(level, prefix);
+    return prefix.append(L"[").append(tconvert(function)).append(L"] ");
+}
+
+} // namespace
+
+LogLine::LogLine(Log::ELevel level, const char* function)
+    : m_prefix(linePrefix(level, function))
+    , m_locker(Log::instance().mutex(), true)
+    , m_stream(Log::instance().getStream(level))
+{
+    if (m_stream) {
+        m_flags = m_stream->flags();
+        *this << m_prefix;
+    }
+}
+
+LogLine::~LogLine()
+{
+    if (!m_stream) {
+        return;
+    }
+    try {
+        *m_stream << std::endl;
+    } catch (...) {
+        mend();
+    }
+    m_stream->flags(m_flags);
+    // A stream that once met a character it cannot write would stay silent for ever.
+    mend();
+}
+
+void LogLine::mend() noexcept
+{
+    try {
+        m_stream->clear();
+    } catch (...) {
+        // clear() throws only while badbit stays set for lack of a buffer: nothing to write to then.
+        m_stream = nullptr;
+    }
+}
+
+} // namespace zk

@@ -1,0 +1,43 @@
+#pragma once
+
+#include "support/Export.h"
+
+#include <QIODevice>
+
+#include <atomic>
+
+namespace zk {
+
+/**
+ * What readers of archives have in common: progress and a way to stop.
+ *
+ * Lives in one thread, as every QIODevice; abort() and isAborted() may be called from any.
+ */
+class SOFTWAREUPDATE_EXPORT ZipDevice : public QIODevice
+{
+    Q_OBJECT
+
+public:
+    explicit ZipDevice(QObject* parent = nullptr);
+    ~ZipDevice() override;
+
+    /** Whether the work was cancelled; nothing of what it had written is left then. */
+    [[nodiscard]] bool isAborted() const;
+
+signals:
+    /** @p bytes more have been written: at least every 64 KiB and at the end of each entry. */
+    void writeBytes(qint64 bytes);
+
+public slots:
+    /** Asks the work to stop at the next opportunity. */
+    void abort();
+
+protected:
+    qint64 readData(char* data, qint64 maxSize) override;
+    qint64 writeData(const char* data, qint64 maxSize) override;
+
+private:
+    std::atomic<bool> m_aborted{false};
+};
+
+} // namespace zk

@@ -1,0 +1,63 @@
+#pragma once
+
+#include "support/Log.h"
+
+#include <QStringList>
+
+#include <sstream>
+
+namespace zk::test {
+
+/** Collects the log lines of all levels for as long as it lives. */
+class LogCapture
+{
+public:
+    explicit LogCapture(Log::ELevel threshold = Log::eTrace)
+        : m_oldLevel(Log::instance().logLevel())
+    {
+        Log::instance().setLogLevel(threshold);
+        for (int level = Log::eTrace; level < Log::eOff; ++level) {
+            Log::instance().setStream(Log::ELevel(level), &m_streams[level]);
+        }
+    }
+    ~LogCapture()
+    {
+        for (int level = Log::eTrace; level < Log::eOff; ++level) {
+            Log::instance().setStream(Log::ELevel(level), nullptr);
+        }
+        Log::instance().setLogLevel(m_oldLevel);
+    }
+    LogCapture(const LogCapture&) = delete;
+    LogCapture& operator=(const LogCapture&) = delete;
+
+    /** The lines of @p level so far, from "[function] " on: what comes before it changes every time. */
+    [[nodiscard]] QStringList lines(Log::ELevel level) const
+    {
+        QStringList result;
+        const MutexLocker locker(Log::instance().mutex(), true);
+        const QStringList all = QString::fromStdWString(m_streams[level].str())
+                                    .split(QLatin1Char('\n'), Qt::SkipEmptyParts);
+        for (const QString& line : all) {
+            result << line.mid(line.indexOf(QLatin1Char('[')));
+        }
+        return result;
+    }
+
+    /** Whether a line of @p level ends with @p text. */
+    [[nodiscard]] bool has(Log::ELevel level, const QString& text) const
+    {
+        const QStringList all = lines(level);
+        for (const QString& line : all) {
+            if (line.endsWith(text)) {
+                return true;
+            }
+        }
+        return false;
+    }
+
+private:
+    Log::ELevel m_oldLevel;
+    std::wostringstream m_streams[Log::eOff];
+};
+
+} // namespace zk::test
