@@ -13,12 +13,12 @@ namespace zk {
 /**
  * The host's settings store, addressed by a group and a key.
  *
- * The store is a QSettings that the host chooses: native (the registry on Windows) or an INI file. Keys
- * are readable there, e.g. "SoftwareUpdateGroup/UpdateServerUrl". A host that keeps its settings
- * elsewhere derives from this class and overrides value() and set().
+ * The store is a QSettings that the host chooses: native (the registry on Windows) or an INI file.
+ * Keys are readable there, e.g. "SoftwareUpdateGroup/UpdateServerUrl". A host that keeps its
+ * settings elsewhere derives from this class and overrides value() and set().
  *
- * The host owns the object and keeps it alive longer than the client that uses it. Use it from the GUI
- * thread.
+ * The host owns the object and keeps it alive longer than the client that uses it. Use it from the
+ * GUI thread.
  */
 class SOFTWAREUPDATE_EXPORT AppSettings
 {
@@ -57,8 +57,9 @@ public:
     virtual QVariant value(EGroup group, EKey key);
 
     /**
-     * Stores @p value. With @p writeThrough it is on disk when the call returns, else when QSettings
-     * next synchronises. Failures to write are QSettings' to report (QSettings::status()).
+     * Stores @p value. With @p writeThrough it is on disk when the call returns, else when
+     * QSettings next synchronises. Failures to write are QSettings' to report
+     * (QSettings::status()).
      */
     virtual void set(const QVariant& value, EGroup group, EKey key, bool writeThrough);
 

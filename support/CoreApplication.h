@@ -10,7 +10,8 @@ namespace zk {
 class SOFTWAREUPDATE_EXPORT CoreApplication
 {
 public:
-    /** The host's version text, as the host gave it to QCoreApplication::setApplicationVersion(). */
+    /** The host's version text, as the host gave it to QCoreApplication::setApplicationVersion().
+     */
     static QString applicationVersion();
 };
 

@@ -4,9 +4,8 @@ namespace zk {
 
 Qt::WindowFlags dialogFlags(bool resizable)
 {
-    Qt::WindowFlags flags =
-        Qt::Dialog | Qt::CustomizeWindowHint | Qt::WindowTitleHint | Qt::WindowSystemMenuHint |
-        Qt::WindowCloseButtonHint;
+    Qt::WindowFlags flags = Qt::Dialog | Qt::CustomizeWindowHint | Qt::WindowTitleHint |
+                            Qt::WindowSystemMenuHint | Qt::WindowCloseButtonHint;
     if (resizable) {
         flags |= Qt::WindowMaximizeButtonHint;
     }

@@ -46,7 +46,8 @@ bool FileUtils::erase(const QString& path)
 
 QString FileUtils::createTempDir()
 {
-    // Empty when the temporary folder does not exist; the new one would then land in the root folder.
+    // Empty when the temporary folder does not exist; the new one would then land in the root
+    // folder.
     const QString base = QDir::tempPath();
     if (base.isEmpty()) {
         return QString();
@@ -59,8 +60,8 @@ QString FileUtils::createTempDir()
     return QDir::cleanPath(QFileInfo(dir.path()).absoluteFilePath());
 }
 
-bool FileUtils::openDirectoryDialog(QString& chosen, const QString& caption, const QString& startDir,
-                                    QWidget* parent)
+bool FileUtils::openDirectoryDialog(QString& chosen, const QString& caption,
+                                    const QString& startDir, QWidget* parent)
 {
     const QString folder = QFileDialog::getExistingDirectory(parent, caption, startDir);
     if (folder.isEmpty()) {

@@ -19,24 +19,25 @@ public:
     static QString nativePath(const QString& dir, const QString& name);
 
     /**
-     * Removes a file, a link, or a folder with all it contains. A link is removed, never what it points
-     * to. False when something could not be removed, when nothing is there, and for an empty, relative or
-     * root path, which is never touched.
+     * Removes a file, a link, or a folder with all it contains. A link is removed, never what it
+     * points to. False when something could not be removed, when nothing is there, and for an
+     * empty, relative or root path, which is never touched.
      */
     [[nodiscard]] static bool erase(const QString& path);
 
     /**
-     * Makes a new, empty folder of its own below the system's temporary folder, private to this user.
-     * Returns its absolute path, or an empty text when it could not be made.
+     * Makes a new, empty folder of its own below the system's temporary folder, private to this
+     * user. Returns its absolute path, or an empty text when it could not be made.
      */
     [[nodiscard]] static QString createTempDir();
 
     /**
-     * Asks the user for a folder, starting in @p startDir. False when the user cancels; @p chosen is then
-     * left as it was. Runs a nested event loop: @p parent and others may be gone afterwards.
+     * Asks the user for a folder, starting in @p startDir. False when the user cancels; @p chosen
+     * is then left as it was. Runs a nested event loop: @p parent and others may be gone
+     * afterwards.
      */
-    static bool openDirectoryDialog(QString& chosen, const QString& caption, const QString& startDir,
-                                    QWidget* parent);
+    static bool openDirectoryDialog(QString& chosen, const QString& caption,
+                                    const QString& startDir, QWidget* parent);
 };
 
 } // namespace zk

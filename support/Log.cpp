@@ -53,10 +53,41 @@ void Log::setLogLevel(ELevel level)
     updateEnabledLevels();
 }
 
+namespace {
+
+/** "2026-11-21T11:28:00" of one second. Without a destructor, which would keep the library loaded. */
+struct SecondText
+{
+    qint64 second = -1;
+    std::array<wchar_t, 32> text{};
+    size_t size = 0;
+};
+
+// Making the text costs more than all the rest of a line, and lines come in bursts.
+void appendTime(std::wstring& line)
+{
+    thread_local SecondText last;
+    const qint64 now = QDateTime::currentMSecsSinceEpoch();
+    if (last.second != now / 1000) {
+        const std::wstring text =
+            QDateTime::fromMSecsSinceEpoch(now).toString(Qt::ISODate).left(31).toStdWString();
+        last.second = now / 1000;
+        last.size = text.copy(last.text.data(), last.text.size());
+    }
+    const int milliseconds = int(now % 1000);
+    line.append(last.text.data(), last.size);
+    line += L'.';
+    for (const int digit : {milliseconds / 100, milliseconds / 10 % 10, milliseconds % 10}) {
+        line += wchar_t(L'0' + digit);
+    }
+}
+
+} // namespace
+
 const std::wstring& Log::pre(ELevel level, std::wstring& line) const
 {
     static const wchar_t* const words[] = {L"TRACE", L"INFO", L"WARNING", L"ERROR"};
-    line += QDateTime::currentDateTime().toString(Qt::ISODateWithMs).toStdWString();
+    appendTime(line);
     line += L' ';
     line += level >= eTrace && level < eOff ? words[level] : L"OFF";
     line += L" 0x";
@@ -123,7 +154,8 @@ void LogLine::mend() noexcept
     try {
         m_stream->clear();
     } catch (...) {
-        // clear() throws only while badbit stays set for lack of a buffer: nothing to write to then.
+        // clear() throws only while badbit stays set for lack of a buffer: nothing to write to
+        // then.
         m_stream = nullptr;
     }
 }

@@ -21,9 +21,9 @@ SOFTWAREUPDATE_EXPORT std::wostream& operator<<(std::wostream& stream, const QSt
 /**
  * The process-wide logger: one wide stream per level and a threshold.
  *
- * Nothing is written until the host gives a level its stream. Streams belong to the host: it keeps them
- * alive until it has set another one (or null). A wide file stream in the "C" locale cannot write
- * anything beyond ASCII; imbue it with a UTF-8 locale or facet first.
+ * Nothing is written until the host gives a level its stream. Streams belong to the host: it keeps
+ * them alive until it has set another one (or null). A wide file stream in the "C" locale cannot
+ * write anything beyond ASCII; imbue it with a UTF-8 locale or facet first.
  *
  * Usable from any thread at any time, before main() and after it too.
  */
@@ -52,7 +52,8 @@ public:
         return (s_enabledLevels.load(std::memory_order_relaxed) & (1U << unsigned(level))) != 0;
     }
 
-    /** Appends the line prefix to @p line and returns it: ISO time with milliseconds, level, thread. */
+    /** Appends the line prefix to @p line and returns it: ISO time with milliseconds, level,
+     * thread. */
     const std::wstring& pre(ELevel level, std::wstring& line) const;
 
     /** Serialises all writes to the streams. */

@@ -15,7 +15,8 @@ private:
     QMutex m_mutex;
 };
 
-/** Holds a Mutex for a scope. With @p lock false it does nothing, for callers that already hold it. */
+/** Holds a Mutex for a scope. With @p lock false it does nothing, for callers that already hold it.
+ */
 class MutexLocker
 {
 public:

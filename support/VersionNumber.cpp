@@ -84,7 +84,8 @@ View takeNumber(View& numbers)
     return number;
 }
 
-// Takes the next piece of a label off the front: a run of digits or a run of letters; empty at the end.
+// Takes the next piece of a label off the front: a run of digits or a run of letters; empty at the
+// end.
 View takePiece(View& label)
 {
     std::size_t first = 0;
@@ -146,8 +147,8 @@ VersionNumber::VersionNumber(const std::wstring& text)
     m_labelEnd = m_label;
     const std::size_t at = m_label;
     const bool dotted = at + 1 < whole.size() && whole[at] == L'.' && isLetter(whole[at + 1]);
-    if (at < whole.size() &&
-        (dotted || isLetter(whole[at]) || isBlank(whole[at]) || whole[at] == L'-' || whole[at] == L'_')) {
+    if (at < whole.size() && (dotted || isLetter(whole[at]) || isBlank(whole[at]) ||
+                              whole[at] == L'-' || whole[at] == L'_')) {
         m_labelEnd = std::min(whole.find(L'+', at), whole.size());
     }
 }
@@ -196,7 +197,8 @@ std::wstring VersionNumber::toShortVersion() const
     for (int count = 0; count < 3 && end < numbers.size(); ++count) {
         end = std::min(numbers.find(L'.', end + (count > 0 ? 1 : 0)), numbers.size());
     }
-    const View label = trimmed(View(m_text).substr(0, m_labelEnd)).substr(std::min(m_label, m_text.size()));
+    const View label =
+        trimmed(View(m_text).substr(0, m_labelEnd)).substr(std::min(m_label, m_text.size()));
     return std::wstring(numbers.substr(0, end)).append(label);
 }
 
@@ -212,8 +214,9 @@ int VersionNumber::compare(const VersionNumber& other) const
             return order;
         }
     }
-    return compareLabels(View(m_text).substr(m_label, m_labelEnd - m_label),
-                         View(other.m_text).substr(other.m_label, other.m_labelEnd - other.m_label));
+    return compareLabels(
+        View(m_text).substr(m_label, m_labelEnd - m_label),
+        View(other.m_text).substr(other.m_label, other.m_labelEnd - other.m_label));
 }
 
 } // namespace zk

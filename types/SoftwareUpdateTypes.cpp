@@ -5,9 +5,9 @@ namespace zk {
 
 namespace {
 
-// Signals and slots spell these types without their namespace, hosts spell them in full; both names must
-// lead to one type id, or a queued connection or a call by name fails at run time. The state's own name is
-// registered in full when the client is initialised.
+// Signals and slots spell these types without their namespace, hosts spell them in full; both names
+// must lead to one type id, or a queued connection or a call by name fails at run time. The state's
+// own name is registered in full when the client is initialised.
 bool registerTypes()
 {
     using namespace SoftwareUpdate;

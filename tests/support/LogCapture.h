@@ -30,7 +30,8 @@ public:
     LogCapture(const LogCapture&) = delete;
     LogCapture& operator=(const LogCapture&) = delete;
 
-    /** The lines of @p level so far, from "[function] " on: what comes before it changes every time. */
+    /** The lines of @p level so far, from "[function] " on: what comes before it changes every
+     * time. */
     [[nodiscard]] QStringList lines(Log::ELevel level) const
     {
         QStringList result;

@@ -4,7 +4,8 @@
 
 namespace zk::test {
 
-/** Drops the one line that the offscreen platform prints for windows with size hints; call it first. */
+/** Drops the one line that the offscreen platform prints for windows with size hints; call it
+ * first. */
 inline void dropOffscreenSizeHintLine()
 {
     static QtMessageHandler next = nullptr;

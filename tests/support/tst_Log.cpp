@@ -29,8 +29,9 @@ void tst_Log::writesPrefixFunctionAndValues()
     Log::instance().setStream(Log::eError, &stream);
     SOFTWAREUPDATE_LOG(Log::eError, "zk::X::y", "path: ", QStringLiteral("Prøve 测试"), ' ', 42);
     Log::instance().setStream(Log::eError, nullptr);
-    const QRegExp line(QStringLiteral("\\d{4}-\\d\\d-\\d\\dT\\d\\d:\\d\\d:\\d\\d\\.\\d{3} ERROR 0x[0-9a-f]+ "
-                                      "\\[zk::X::y\\] path: Prøve 测试 42\n"));
+    const QRegExp line(
+        QStringLiteral("\\d{4}-\\d\\d-\\d\\dT\\d\\d:\\d\\d:\\d\\d\\.\\d{3} ERROR 0x[0-9a-f]+ "
+                       "\\[zk::X::y\\] path: Prøve 测试 42\n"));
     const QString text = QString::fromStdWString(stream.str());
     QVERIFY2(line.exactMatch(text), qPrintable(text));
 }
@@ -70,7 +71,8 @@ void tst_Log::keepsFormatFlags()
 
 void tst_Log::survivesStreamsThatFail()
 {
-    // As std::wcout in the "C" locale: an umlaut cannot be written, the next line must come out again.
+    // As std::wcout in the "C" locale: an umlaut cannot be written, the next line must come out
+    // again.
     struct AsciiBuffer : std::wstringbuf
     {
         std::streamsize xsputn(const wchar_t* text, std::streamsize size) override

@@ -57,7 +57,8 @@ void tst_SupportUtilities::splitsWords()
         return StringUtils::splitStringSet(text, StringUtils::splitWords,
                                            QString::SplitBehavior(Qt::SkipEmptyParts));
     };
-    QCOMPARE(split(QStringLiteral(" de_DE, zh-Hans;\tfr|en  en ")), set({"de_DE", "zh-Hans", "fr", "en"}));
+    QCOMPARE(split(QStringLiteral(" de_DE, zh-Hans;\tfr|en  en ")),
+             set({"de_DE", "zh-Hans", "fr", "en"}));
     QCOMPARE(split(QString()), QSet<QString>());
     QSet<QString> all = set({"a"});
     QCOMPARE(&StringUtils::appendAll(all, set({"a", "b"}), QStringLiteral("Download")), &all);
@@ -145,14 +146,16 @@ void tst_SupportUtilities::storesSettingsReadably()
     const QTemporaryDir dir;
     const QString path = dir.filePath(QStringLiteral("host.ini"));
     AppSettings settings(path);
-    QVERIFY(!settings.value(AppSettings::SoftwareUpdateGroup, AppSettings::UpdateServerUrl).isValid());
+    QVERIFY(
+        !settings.value(AppSettings::SoftwareUpdateGroup, AppSettings::UpdateServerUrl).isValid());
     settings.set(QStringLiteral("http://ü/"), AppSettings::SoftwareUpdateGroup,
                  AppSettings::UpdateServerUrl, true);
     QFile file(path);
     QVERIFY(file.open(QIODevice::ReadOnly)); // written through: on disk while the store lives on
     QVERIFY(file.readAll().contains("[SoftwareUpdateGroup]\nUpdateServerUrl="));
-    QCOMPARE(AppSettings(path).value(AppSettings::SoftwareUpdateGroup, AppSettings::UpdateServerUrl),
-             QVariant(QStringLiteral("http://ü/")));
+    QCOMPARE(
+        AppSettings(path).value(AppSettings::SoftwareUpdateGroup, AppSettings::UpdateServerUrl),
+        QVariant(QStringLiteral("http://ü/")));
 }
 
 void tst_SupportUtilities::keepsTheCauseOfAnException()
@@ -175,7 +178,8 @@ void tst_SupportUtilities::reportsFailedConnections()
 {
     QTimer timer;
     QVERIFY(zk::connect(&timer, SIGNAL(timeout()), &timer, SLOT(stop()), Qt::AutoConnection));
-    QTest::ignoreMessage(QtWarningMsg, QRegularExpression(QStringLiteral("No such slot QTimer::halt")));
+    QTest::ignoreMessage(QtWarningMsg,
+                         QRegularExpression(QStringLiteral("No such slot QTimer::halt")));
     QVERIFY(!zk::connect(&timer, SIGNAL(timeout()), &timer, SLOT(halt()), Qt::AutoConnection));
 }
 

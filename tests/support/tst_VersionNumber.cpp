@@ -29,23 +29,34 @@ private slots:
 void tst_VersionNumber::ordersAscending()
 {
     // Every entry is older than all that follow it.
-    const QStringList ascending{
-        QString(),       QStringLiteral("0-alpha"),
-        QStringLiteral("0"),           QStringLiteral("0.0.1"),
-        QStringLiteral("1.0.0-1"),     QStringLiteral("1.0.0-2"),
-        QStringLiteral("1.0.0-10"),    QStringLiteral("1.0.0-alpha"),
-        QStringLiteral("1.0.0-alpha.1"), QStringLiteral("1.0.0-alpha.beta"),
-        QStringLiteral("1.0.0-beta"),  QStringLiteral("1.0.0-BETA.2"),
-        QStringLiteral("1.0.0-beta.11"), QStringLiteral("1.0 rc 1"),
-        QStringLiteral("1.0RC2"),      QStringLiteral("1.0.0"),
-        QStringLiteral("1.0.0.1"),     QStringLiteral("9.0"),
-        QStringLiteral("10.0"),        QStringLiteral("10.0.00000000000000000000001"),
-        QStringLiteral("99999999999999999999998"), QStringLiteral("99999999999999999999999")};
+    const QStringList ascending{QString(),
+                                QStringLiteral("0-alpha"),
+                                QStringLiteral("0"),
+                                QStringLiteral("0.0.1"),
+                                QStringLiteral("1.0.0-1"),
+                                QStringLiteral("1.0.0-2"),
+                                QStringLiteral("1.0.0-10"),
+                                QStringLiteral("1.0.0-alpha"),
+                                QStringLiteral("1.0.0-alpha.1"),
+                                QStringLiteral("1.0.0-alpha.beta"),
+                                QStringLiteral("1.0.0-beta"),
+                                QStringLiteral("1.0.0-BETA.2"),
+                                QStringLiteral("1.0.0-beta.11"),
+                                QStringLiteral("1.0 rc 1"),
+                                QStringLiteral("1.0RC2"),
+                                QStringLiteral("1.0.0"),
+                                QStringLiteral("1.0.0.1"),
+                                QStringLiteral("9.0"),
+                                QStringLiteral("10.0"),
+                                QStringLiteral("10.0.00000000000000000000001"),
+                                QStringLiteral("99999999999999999999998"),
+                                QStringLiteral("99999999999999999999999")};
     for (int i = 0; i < ascending.size(); ++i) {
         for (int j = 0; j < ascending.size(); ++j) {
             const VersionNumber a = version(ascending[i]);
             const VersionNumber b = version(ascending[j]);
-            const QByteArray row = QStringLiteral("%1 | %2").arg(ascending[i], ascending[j]).toUtf8();
+            const QByteArray row =
+                QStringLiteral("%1 | %2").arg(ascending[i], ascending[j]).toUtf8();
             QVERIFY2((a < b) == (i < j), row.constData());
             QVERIFY2((a <= b) == (i <= j), row.constData());
             QVERIFY2((a > b) == (i > j), row.constData());
@@ -60,17 +71,28 @@ void tst_VersionNumber::treatsAsEqual_data()
 {
     QTest::addColumn<QString>("a");
     QTest::addColumn<QString>("b");
-    QTest::newRow("missing numbers count as zero") << "4.3" << "4.3.0.0";
-    QTest::newRow("leading zeros are ignored") << "004.03" << "4.3";
-    QTest::newRow("blanks and a leading v") << "  V4.3\t" << "4.3";
-    QTest::newRow("what follows + never orders") << "4.3+build.7" << "4.3+build.8";
-    QTest::newRow("a label's + too") << "4.3-rc1+x" << "4.3-rc1";
-    QTest::newRow("label set off in different ways") << "4.3 RC 2" << "4.3-rc.2";
-    QTest::newRow("label without separator") << "4.3rc2" << "4.3_rc2";
-    QTest::newRow("an empty label is none") << "4.3-" << "4.3";
-    QTest::newRow("no leading number is the empty version") << "beta" << "";
-    QTest::newRow("a lone v is the empty version") << "v" << "";
-    QTest::newRow("a lone + is the empty version") << "+4" << "";
+    QTest::newRow("missing numbers count as zero") << "4.3"
+                                                   << "4.3.0.0";
+    QTest::newRow("leading zeros are ignored") << "004.03"
+                                               << "4.3";
+    QTest::newRow("blanks and a leading v") << "  V4.3\t"
+                                            << "4.3";
+    QTest::newRow("what follows + never orders") << "4.3+build.7"
+                                                 << "4.3+build.8";
+    QTest::newRow("a label's + too") << "4.3-rc1+x"
+                                     << "4.3-rc1";
+    QTest::newRow("label set off in different ways") << "4.3 RC 2"
+                                                     << "4.3-rc.2";
+    QTest::newRow("label without separator") << "4.3rc2"
+                                             << "4.3_rc2";
+    QTest::newRow("an empty label is none") << "4.3-"
+                                            << "4.3";
+    QTest::newRow("no leading number is the empty version") << "beta"
+                                                            << "";
+    QTest::newRow("a lone v is the empty version") << "v"
+                                                   << "";
+    QTest::newRow("a lone + is the empty version") << "+4"
+                                                   << "";
 }
 
 void tst_VersionNumber::treatsAsEqual()
@@ -86,13 +108,24 @@ void tst_VersionNumber::printsForms_data()
     QTest::addColumn<QString>("text");
     QTest::addColumn<QString>("full");
     QTest::addColumn<QString>("brief");
-    QTest::newRow("as written, trimmed") << " 4.3 " << "4.3" << "4.3";
-    QTest::newRow("three numbers") << "4.3.1.778" << "4.3.1.778" << "4.3.1";
-    QTest::newRow("label kept, build dropped")
-        << "v4.3.1.778-beta.2+b5" << "v4.3.1.778-beta.2+b5" << "4.3.1-beta.2";
-    QTest::newRow("blank label") << "4.3 RC 2 +x" << "4.3 RC 2 +x" << "4.3 RC 2";
-    QTest::newRow("one number") << "7" << "7" << "7";
-    QTest::newRow("empty version") << "unknown" << "" << "";
+    QTest::newRow("as written, trimmed") << " 4.3 "
+                                         << "4.3"
+                                         << "4.3";
+    QTest::newRow("three numbers") << "4.3.1.778"
+                                   << "4.3.1.778"
+                                   << "4.3.1";
+    QTest::newRow("label kept, build dropped") << "v4.3.1.778-beta.2+b5"
+                                               << "v4.3.1.778-beta.2+b5"
+                                               << "4.3.1-beta.2";
+    QTest::newRow("blank label") << "4.3 RC 2 +x"
+                                 << "4.3 RC 2 +x"
+                                 << "4.3 RC 2";
+    QTest::newRow("one number") << "7"
+                                << "7"
+                                << "7";
+    QTest::newRow("empty version") << "unknown"
+                                   << ""
+                                   << "";
 }
 
 void tst_VersionNumber::printsForms()

@@ -1,0 +1,124 @@
+// What reading an update document costs beside loading its XML alone, and what selecting from it
+// costs.
+
+#include "catalogue/DocumentParser.h"
+#include "catalogue/PackageSelection.h"
+
+#include <QBuffer>
+#include <QDomDocument>
+#include <QElapsedTimer>
+#include <QXmlInputSource>
+#include <QXmlSimpleReader>
+
+#include <benchmark/benchmark.h>
+
+using namespace zk;
+
+namespace {
+
+/** A document as servers write them: sets with shared values, a file element, links, a comment. */
+QByteArray makeDocument(int packages)
+{
+    QByteArray text("<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
+                    "<softwareList base-url=\"https://updates.example.com/files/\">\n"
+                    "  <package-set type=\"Application\" name=\"Camera Desk\" status=\"STABLE\" "
+                    "language=\"en de\">\n");
+    for (int i = 0; i < packages; ++i) {
+        const QByteArray release = QByteArray::number(1 + i % 50) + '.' + QByteArray::number(i);
+        const QByteArray platform = i % 2 ? "Win32" : "Win64";
+        text +=
+            "    <package platform=\"" + platform + "\" release=\"" + release +
+            "\" public-release=\"" + QByteArray::number(1 + i % 50) + "\" release-date=\"2026-" +
+            QByteArray::number(10 + i % 3) + "-" + QByteArray::number(10 + i % 20) +
+            " 14:05:" + QByteArray::number(10 + i % 50) + "\">\n" + "      <file url=\"desk/desk-" +
+            release + "-" + platform + ".exe\" file-size=\"" + QByteArray::number(1000000 + i) +
+            "\"/>\n" + "      <release-notes url=\"notes/desk-" + release + "_en.html\"/>\n" +
+            "      <release-notes language=\"de\" url=\"notes/desk-" + release + "_de.html\"/>\n" +
+            "      <comment>Maintenance release</comment>\n"
+            "    </package>\n";
+    }
+    return text + "  </package-set>\n</softwareList>\n";
+}
+
+PackageInfoList parse(const QByteArray& document)
+{
+    QBuffer buffer;
+    buffer.setData(document);
+    buffer.open(QIODevice::ReadOnly);
+    return UpdateDocument::parse(&buffer);
+}
+
+void bareSetContent(benchmark::State& state)
+{
+    const QByteArray bytes = makeDocument(int(state.range(0)));
+    for (auto _ : state) {
+        QT_WARNING_PUSH
+        QT_WARNING_DISABLE_DEPRECATED
+        QBuffer buffer;
+        buffer.setData(bytes);
+        buffer.open(QIODevice::ReadOnly);
+        QXmlInputSource source(&buffer);
+        QXmlSimpleReader reader;
+        QDomDocument document;
+        benchmark::DoNotOptimize(document.setContent(&source, &reader));
+        QT_WARNING_POP
+    }
+}
+
+void parseXML(benchmark::State& state)
+{
+    const QByteArray bytes = makeDocument(int(state.range(0)));
+    for (auto _ : state) {
+        const PackageInfoList packages = parse(bytes);
+        if (packages.size() != state.range(0)) {
+            state.SkipWithError("packages were lost");
+        }
+    }
+}
+
+PackageInfo product()
+{
+    return PackageInfo(
+        QString(), QStringLiteral("Camera Desk"), QStringLiteral("1.0"), QStringLiteral("STABLE"),
+        QDateTime(), {QStringLiteral("Win32"), QStringLiteral("Win64")}, {}, QString(), QString());
+}
+
+void copyingTheList(benchmark::State& state)
+{
+    const PackageInfoList packages = parse(makeDocument(int(state.range(0))));
+    for (auto _ : state) {
+        PackageInfoList copy = packages;
+        copy.detach();
+        benchmark::DoNotOptimize(copy);
+    }
+}
+
+void findPackageCandidates(benchmark::State& state)
+{
+    const PackageInfoList packages = parse(makeDocument(int(state.range(0))));
+    for (auto _ : state) {
+        PackageInfoList copy = packages;
+        benchmark::DoNotOptimize(PackageSelection::findCandidates(
+            copy, product(), QStringLiteral("Application"), {QStringLiteral("exe")}));
+    }
+}
+
+void eliminateDuplicatePackages(benchmark::State& state)
+{
+    const PackageInfoList packages = parse(makeDocument(int(state.range(0))));
+    for (auto _ : state) {
+        PackageInfoList copy = packages;
+        PackageSelection::eliminateDuplicates(copy);
+        benchmark::DoNotOptimize(copy);
+    }
+}
+
+BENCHMARK(bareSetContent)->RangeMultiplier(10)->Range(100, 100000)->Unit(benchmark::kMillisecond);
+BENCHMARK(parseXML)->RangeMultiplier(10)->Range(100, 100000)->Unit(benchmark::kMillisecond);
+BENCHMARK(copyingTheList)->Arg(100000)->Unit(benchmark::kMillisecond);
+BENCHMARK(findPackageCandidates)->Arg(100000)->Unit(benchmark::kMillisecond);
+BENCHMARK(eliminateDuplicatePackages)->Arg(100000)->Unit(benchmark::kMillisecond);
+
+} // namespace
+
+BENCHMARK_MAIN();

@@ -1,0 +1,209 @@
+#include "catalogue/DocumentLoader.h"
+
+#include <QDomDocument>
+#include <QXmlSimpleReader>
+
+// The SAX classes are deprecated in Qt 5.15 and gone from Qt 6, but nothing else can stand between
+// the reader and the document that it builds.
+QT_WARNING_PUSH
+QT_WARNING_DISABLE_DEPRECATED
+
+namespace zk::UpdateDocument {
+
+namespace {
+
+/** Passes everything on to the content handler below it, until a limit is met. */
+class Guard : public QXmlDefaultHandler
+{
+public:
+    Guard(QXmlContentHandler* content, const QSet<QString>& attributes,
+          const DocumentLimits& limits, bool& inProlog)
+        : m_content(content)
+        , m_attributes(attributes)
+        , m_limits(limits)
+        , m_inProlog(inProlog)
+    {
+    }
+
+    void setDocumentLocator(QXmlLocator* locator) override
+    {
+        m_content->setDocumentLocator(locator);
+    }
+    bool startDocument() override { return m_content->startDocument(); }
+    bool endDocument() override { return m_content->endDocument(); }
+    bool startPrefixMapping(const QString& prefix, const QString& uri) override
+    {
+        return m_content->startPrefixMapping(prefix, uri);
+    }
+    bool endPrefixMapping(const QString& prefix) override
+    {
+        return m_content->endPrefixMapping(prefix);
+    }
+    bool startElement(const QString& uri, const QString& localName, const QString& qualifiedName,
+                      const QXmlAttributes& attributes) override
+    {
+        m_inProlog = false;
+        if (++m_depth > m_limits.depth) {
+            return refuse(QStringLiteral("elements are nested too deeply"));
+        }
+        m_count += 1 + attributes.count();
+        if (m_count > m_limits.elementsAndAttributes) {
+            return refuse(QStringLiteral("too many elements and attributes"));
+        }
+        return m_content->startElement(uri, localName, qualifiedName, known(attributes));
+    }
+    bool endElement(const QString& uri, const QString& localName,
+                    const QString& qualifiedName) override
+    {
+        --m_depth;
+        return m_content->endElement(uri, localName, qualifiedName);
+    }
+    bool characters(const QString& text) override { return m_content->characters(text); }
+    bool ignorableWhitespace(const QString& text) override
+    {
+        return m_content->ignorableWhitespace(text);
+    }
+    bool processingInstruction(const QString& target, const QString& data) override
+    {
+        return m_content->processingInstruction(target, data);
+    }
+    bool skippedEntity(const QString& name) override { return m_content->skippedEntity(name); }
+
+    bool internalEntityDecl(const QString& /*name*/, const QString& /*value*/) override
+    {
+        return refuseEntity();
+    }
+    bool externalEntityDecl(const QString& /*name*/, const QString& /*publicId*/,
+                            const QString& /*systemId*/) override
+    {
+        return refuseEntity();
+    }
+    bool unparsedEntityDecl(const QString& /*name*/, const QString& /*publicId*/,
+                            const QString& /*systemId*/, const QString& /*notation*/) override
+    {
+        return refuseEntity();
+    }
+
+    QString errorString() const override
+    {
+        return m_refusal.isEmpty() ? m_content->errorString() : m_refusal;
+    }
+
+private:
+    [[nodiscard]] bool isKnown(const QXmlAttributes& attributes, int index) const
+    {
+        return m_attributes.contains(attributes.qName(index));
+    }
+    [[nodiscard]] QXmlAttributes known(const QXmlAttributes& attributes) const
+    {
+        int index = 0;
+        while (index < attributes.count() && isKnown(attributes, index)) {
+            ++index;
+        }
+        if (index == attributes.count()) {
+            return attributes;
+        }
+        QXmlAttributes result;
+        for (index = 0; index < attributes.count(); ++index) {
+            if (isKnown(attributes, index)) {
+                result.append(attributes.qName(index), attributes.uri(index),
+                              attributes.localName(index), attributes.value(index));
+            }
+        }
+        return result;
+    }
+    bool refuse(const QString& reason)
+    {
+        m_refusal = reason;
+        return false;
+    }
+    bool refuseEntity() { return refuse(QStringLiteral("entity declarations are not allowed")); }
+
+    QXmlContentHandler* m_content;
+    const QSet<QString>& m_attributes;
+    DocumentLimits m_limits;
+    bool& m_inProlog;
+    int m_depth = 0;
+    qint64 m_count = 0;
+    QString m_refusal;
+};
+
+/** Qt's reader with a Guard between it and the handlers that were set on it. */
+class GuardedReader : public QXmlSimpleReader
+{
+public:
+    GuardedReader(const QSet<QString>& attributes, const DocumentLimits& limits, bool& inProlog)
+        : m_attributes(attributes)
+        , m_limits(limits)
+        , m_inProlog(inProlog)
+    {
+        // The vocabulary has no namespaces, and keeping track of prefixes is quadratic in their
+        // number.
+        setFeature(QStringLiteral("http://xml.org/sax/features/namespaces"), false);
+        setFeature(QStringLiteral("http://xml.org/sax/features/namespace-prefixes"), true);
+    }
+
+    using QXmlSimpleReader::parse;
+    bool parse(const QXmlInputSource* input) override
+    {
+        Guard guard(contentHandler(), m_attributes, m_limits, m_inProlog);
+        setContentHandler(&guard);
+        setDeclHandler(&guard);
+        setDTDHandler(&guard);
+        return QXmlSimpleReader::parse(input);
+    }
+
+private:
+    const QSet<QString>& m_attributes;
+    DocumentLimits m_limits;
+    bool& m_inProlog;
+};
+
+/** Ends the document where its prolog nests parentheses deeper than the limit. */
+class GuardedSource : public QXmlInputSource
+{
+public:
+    explicit GuardedSource(const DocumentLimits& limits)
+        : m_limit(limits.depth)
+    {
+    }
+
+    QChar next() override
+    {
+        const QChar c = QXmlInputSource::next();
+        if (!inProlog) {
+            return c;
+        }
+        m_depth += c == QLatin1Char('(') ? 1 : (c == QLatin1Char(')') ? -1 : 0);
+        return m_depth > m_limit ? QChar(EndOfDocument) : c;
+    }
+
+    bool inProlog = true;
+
+private:
+    int m_limit;
+    int m_depth = 0;
+};
+
+} // namespace
+
+std::optional<ParseError> loadDocument(QDomDocument& document, const QByteArray& bytes,
+                                       const QSet<QString>& attributes,
+                                       const DocumentLimits& limits)
+{
+    if (bytes.size() > limits.bytes) {
+        return ParseError{QStringLiteral("the document is too large")};
+    }
+    GuardedSource source(limits);
+    source.setData(bytes);
+    GuardedReader reader(attributes, limits, source.inProlog);
+    ParseError error;
+    if (!document.setContent(&source, &reader, &error.message, &error.line, &error.column)) {
+        return error;
+    }
+    return std::nullopt;
+}
+
+QT_WARNING_POP
+
+} // namespace zk::UpdateDocument

@@ -1,0 +1,47 @@
+#pragma once
+
+#include <QSet>
+#include <QString>
+
+#include <optional>
+
+class QByteArray;
+class QDomDocument;
+
+namespace zk::UpdateDocument {
+
+/** What a document may ask for before it is taken for an attack. */
+struct DocumentLimits
+{
+    int depth = 1000;
+    int elementsAndAttributes = 2000000;
+    qint64 bytes = 64 * 1024 * 1024;
+    /** List values and links that packages take over from the levels above them, copies counted. */
+    int inheritedValues = 1000000;
+    /** Characters of addresses parsed again for having been inherited, beyond the document's own
+     * size. */
+    qint64 inheritedUrlCharacters = 4 * 1024 * 1024;
+};
+
+/** Why a document yields no packages, and where (0 when it is not about a place). */
+struct ParseError
+{
+    QString message;
+    int line = 0;
+    int column = 0;
+};
+
+/**
+ * Loads @p bytes into @p document; returns what is wrong with them, if anything. Only @p attributes
+ * are kept: one that nobody reads takes a hundred times its size.
+ *
+ * A document that declares an entity or passes @p limits is refused while it is being read: one 100
+ * kB entity used 20,000 times would end in bad_alloc, 100,000 nested elements overflow the stack
+ * inside QDom, as many parentheses in an element declaration that of the reader.
+ */
+[[nodiscard]] std::optional<ParseError> loadDocument(QDomDocument& document,
+                                                     const QByteArray& bytes,
+                                                     const QSet<QString>& attributes,
+                                                     const DocumentLimits& limits);
+
+} // namespace zk::UpdateDocument

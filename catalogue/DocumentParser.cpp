@@ -1,0 +1,141 @@
+#include "catalogue/DocumentParser.h"
+
+#include "catalogue/DocumentScope.h"
+#include "support/Log.h"
+
+#include <QDomDocument>
+#include <QIODevice>
+
+namespace zk::UpdateDocument {
+
+namespace {
+
+constexpr char parseFunction[] = "zk::DownloadManager::parseXML";
+
+/** Walks sets and packages, each level once. */
+class DocumentPass
+{
+public:
+    DocumentPass(const DocumentLimits& limits, qint64 documentSize)
+        : m_budget{limits.inheritedValues, limits.inheritedUrlCharacters + documentSize}
+    {
+    }
+
+    [[nodiscard]] bool isWithinLimits() const { return !m_budget.isSpent(); }
+
+    // The scope of everything above node, the document included.
+    [[nodiscard]] Scope scopeAbove(const QDomNode& node)
+    {
+        std::vector<QDomNode> levels;
+        for (QDomNode level = node.parentNode(); !level.isNull(); level = level.parentNode()) {
+            levels.push_back(level);
+        }
+        Scope scope(m_budget);
+        for (auto level = levels.rbegin(); level != levels.rend(); ++level) {
+            scope = Scope(scope, readLevel(*level));
+        }
+        return scope;
+    }
+
+    void appendPackages(const QDomElement& set, const Scope& above, PackageInfoList& packages)
+    {
+        const Level level = readLevel(set);
+        const Scope scope(above, level);
+        for (const QDomElement& package : level[PackageKey].elements) {
+            if (m_budget.isSpent()) {
+                return;
+            }
+            packages.append(PackageInfo());
+            readPackage(package, scope, packages.last());
+        }
+        for (const QDomElement& nested : level[PackageSetKey].elements) {
+            appendPackages(nested, scope, packages);
+        }
+    }
+
+    static void readPackage(const QDomElement& package, const Scope& above, PackageInfo& info)
+    {
+        const Level level = readLevel(package);
+        const Scope scope(above, level);
+        if (level[FileKey].elements.empty()) {
+            scope.fill(info);
+            return;
+        }
+        const QDomElement& file = level[FileKey].elements.front();
+        Scope(scope, readLevel(file)).fill(info);
+    }
+
+private:
+    InheritanceBudget m_budget;
+};
+
+// At most limit bytes and one more, so that the caller sees when there are too many.
+QByteArray readUpTo(QIODevice* device, qint64 limit)
+{
+    constexpr qint64 chunkSize = 64 * 1024;
+    QByteArray bytes;
+    while (bytes.size() <= limit) {
+        const QByteArray chunk = device->read(qMin(chunkSize, limit + 1 - bytes.size()));
+        if (chunk.isEmpty()) {
+            break;
+        }
+        bytes += chunk;
+    }
+    return bytes;
+}
+
+std::optional<ParseError> load(QIODevice* device, const DocumentLimits& limits,
+                               PackageInfoList& packages)
+{
+    static const QSet<QString> attributes(documentKeys().cbegin(), documentKeys().cend());
+    QDomDocument document;
+    qint64 size = 0;
+    {
+        const QByteArray bytes = readUpTo(device, limits.bytes);
+        size = bytes.size();
+        if (std::optional<ParseError> error = loadDocument(document, bytes, attributes, limits)) {
+            return error;
+        }
+    }
+    DocumentPass pass(limits, size);
+    const QDomElement root = document.documentElement();
+    pass.appendPackages(root, pass.scopeAbove(root), packages);
+    if (!pass.isWithinLimits()) {
+        return ParseError{QStringLiteral("packages inherit too many values")};
+    }
+    return std::nullopt;
+}
+
+} // namespace
+
+PackageInfoList parse(QIODevice* device, const DocumentLimits& limits)
+{
+    PackageInfoList packages;
+    std::optional<ParseError> error;
+    try {
+        error = load(device, limits, packages);
+    } catch (const std::exception& failure) {
+        error = ParseError{QString::fromLocal8Bit(failure.what())};
+    }
+    if (!error) {
+        return packages;
+    }
+    SOFTWAREUPDATE_LOG(Log::eWarning, parseFunction, "XML parser error: ", error->message);
+    SOFTWAREUPDATE_LOG(Log::eWarning, parseFunction, "- at line: ", error->line,
+                       " column: ", error->column);
+    return PackageInfoList();
+}
+
+void appendPackages(const QDomElement& set, PackageInfoList& packages)
+{
+    DocumentPass pass(DocumentLimits(), 0);
+    pass.appendPackages(set, pass.scopeAbove(set), packages);
+}
+
+void readPackage(const QDomElement& package, PackageInfo& info)
+{
+    DocumentPass pass(DocumentLimits(), 0);
+    DocumentPass::readPackage(package, pass.scopeAbove(package), info);
+}
+
+} // namespace zk::UpdateDocument

@@ -1,0 +1,145 @@
+#pragma once
+
+#include "support/Export.h"
+
+#include <QDateTime>
+#include <QList>
+#include <QMap>
+#include <QMetaType>
+#include <QSet>
+#include <QString>
+#include <QStringList>
+#include <QUrl>
+
+namespace zk {
+
+struct PackageInfo;
+using PackageInfoList = QList<PackageInfo>;
+
+/**
+ * One downloadable package of the update document.
+ *
+ * A plain value: copies share their data, no operation fails. One instance must not be used from
+ * two threads at a time; copies may.
+ */
+struct SOFTWAREUPDATE_EXPORT PackageInfo
+{
+    /** What kind of package, e.g. "Application"; replaced by the selection when it becomes a
+     * candidate. */
+    QString type;
+    /** Name of the product that the package belongs to; compared exactly. */
+    QString name;
+    /** Name to show to users, may be empty. */
+    QString publicName;
+    /** Platforms that the package is built for, e.g. "Win64". */
+    QSet<QString> platforms;
+    /** Where the package is downloaded from. */
+    QUrl url;
+    /** Release version text; ordered as a VersionNumber where candidates are selected. */
+    QString release;
+    /** Release text to show to users, may be empty. */
+    QString publicRelease;
+    /** Release status, e.g. "STABLE" or "BETA". */
+    QString status;
+    /** Release date and time, local time; null when unknown. */
+    QDateTime releaseDate;
+    /** Size of the file in bytes (the low 32 bits of it). */
+    quint32 fileSize = 0;
+    /** Language codes of the package, e.g. "en". */
+    QSet<QString> languages;
+    /** Release notes per language; several per language are possible, value() gives the one added
+     * last. */
+    QMap<QString, QUrl> releaseNotes;
+    /** Readme files per language, as releaseNotes. */
+    QMap<QString, QUrl> readme;
+    /** Bit 0: the package came from a stored document and is not new. No other bit is used. */
+    qint32 flags = 0;
+    /** Path of the downloaded file; empty until there is one. */
+    QString localFile;
+    /** Set by DownloadManager::installLater(). */
+    bool installDeferred = false;
+    /** Package format, e.g. "exe" or "tar.gz", derived from the url. */
+    QString suffix;
+    /** Free text. */
+    QString comment;
+
+    PackageInfo() = default;
+
+    /** A record with these fields, the public name and release being the same as the internal ones.
+     */
+    PackageInfo(const QString& packageType, const QString& productName, const QString& releaseText,
+                const QString& releaseStatus, const QDateTime& date,
+                const QSet<QString>& platformNames, const QSet<QString>& languageCodes,
+                const QString& packageSuffix, const QString& commentText);
+
+    /** "1-<release date in ISO form>-<file size>": what operator== compares. */
+    QString stringID();
+
+    /** Whether release date and file size are the same; nothing else counts. */
+    bool operator==(const PackageInfo& other) const;
+    bool operator!=(const PackageInfo& other) const { return !(*this == other); }
+
+    /** The public name when @p usePublic asks for it and there is one, else the internal one. */
+    QString displayName(bool usePublic);
+
+    /**
+     * The public release when @p usePublic asks for it and there is one. Otherwise, for a record
+     * with a release, the version of the running application: what is being replaced, not what
+     * replaces it.
+     */
+    QString displayReleaseVersion(bool usePublic);
+
+    /** The release date, with its time unless that is midnight; empty for a null date. */
+    QString timeToString(Qt::DateFormat format);
+
+    /** The last component of the url's decoded path. */
+    QString fileName();
+
+    /** Release notes in the language, else in the fallback language, else the first; empty when
+     * none. */
+    QUrl releaseNotesUrl(QString language, QString fallbackLanguage);
+    /** Readme in the language, else in the fallback language, else the first; empty when none. */
+    QUrl readmeUrl(QString language, QString fallbackLanguage);
+
+    /** Whether packages of this format can be installed: "zip", "exe" or "msi", in any case. */
+    static bool isInstallable(QString packageSuffix);
+    [[nodiscard]] bool isInstallable() const;
+
+    /** Order of two release texts as texts: "10.0" comes before "9.0". */
+    static int compareVersion(const QString& a, const QString& b);
+    /** The reverse order of two texts: the one that sorts first is the greater. */
+    static int compareRelease(const QString& a, const QString& b);
+
+    /** Whether this package is preferable to @p other: by release text, then status, then date. */
+    [[nodiscard]] bool isBetterMatch(const PackageInfo& other) const;
+
+    /** Whether this package passes @p filter, whose empty fields impose nothing. */
+    [[nodiscard]] bool matchesFilter(const PackageInfo& filter) const;
+
+    /**
+     * Whether this package may be offered as an update for @p product: same name, newer version,
+     * wanted status, a fitting platform, one of @p suffixes. Empty fields and an empty list impose
+     * nothing.
+     */
+    [[nodiscard]] bool filterPackageCandidate(const PackageInfo& product,
+                                              const QStringList& suffixes) const;
+
+    /** Always true; kept for callers of old. Filters nothing. */
+    [[nodiscard]] bool matchesPackage(const QString& typeText, const QString& nameText) const;
+
+    /**
+     * Every type (release, language, platform) of the packages once, in no particular order. With
+     * @p translate types and releases are translated in the context "Download".
+     */
+    static QStringList allTypes(const PackageInfoList& packages, bool translate);
+    static QStringList allReleases(const PackageInfoList& packages, bool translate);
+    static QStringList allLanguages(const PackageInfoList& packages, bool translate);
+    static QStringList allPlatforms(const PackageInfoList& packages, bool translate);
+
+protected:
+    static QUrl translatedUrl(QMap<QString, QUrl> urls, QString language, QString fallbackLanguage);
+};
+
+} // namespace zk
+
+Q_DECLARE_METATYPE(zk::PackageInfo)

@@ -1,0 +1,135 @@
+#include "catalogue/PackageSelection.h"
+
+#include "catalogue/CandidateFilter.h"
+
+#include <algorithm>
+#include <vector>
+
+namespace zk::PackageSelection {
+
+namespace {
+
+constexpr qint32 knownFlag = 1;
+
+/** A package in a set, found by what PackageInfo::operator== compares. */
+struct Identity
+{
+    const PackageInfo* package;
+};
+
+bool operator==(const Identity& a, const Identity& b)
+{
+    return *a.package == *b.package;
+}
+
+// Coarser than the comparison, for its texts cost more than the rest of the search.
+uint qHash(const Identity& identity, uint seed)
+{
+    const QDateTime& date = identity.package->releaseDate;
+    const qint64 second =
+        date.date().toJulianDay() * 86400 + date.time().msecsSinceStartOfDay() / 1000;
+    return ::qHash(qMakePair(second, identity.package->fileSize), seed);
+}
+
+/** Keeps the greatest version it is shown, and how that was written. */
+class NewestRelease
+{
+public:
+    void consider(const QString& release, const VersionNumber& version)
+    {
+        if (version > m_version) {
+            m_text = release;
+            m_version = version;
+        }
+    }
+    [[nodiscard]] const QString& text() const { return m_text; }
+
+private:
+    QString m_text = QStringLiteral("0");
+    VersionNumber m_version{L"0"};
+};
+
+} // namespace
+
+PackageInfoList findCandidates(PackageInfoList& packages, const PackageInfo& product,
+                               const QString& type, const QStringList& suffixes)
+{
+    std::vector<const PackageInfo*> accepted;
+    const CandidateFilter filter(product, suffixes);
+    NewestRelease newest;
+    for (PackageInfo& package : packages) {
+        const VersionNumber version(package.release.toStdWString());
+        if (filter.accepts(package, version)) {
+            package.type = type;
+            newest.consider(package.release, version);
+            accepted.push_back(&package);
+        }
+    }
+    // By text: of two spellings of one version only the one found first survives.
+    PackageInfoList candidates;
+    for (const PackageInfo* package : accepted) {
+        if (package->release == newest.text()) {
+            candidates.append(*package);
+        }
+    }
+    return candidates;
+}
+
+PackageInfoList findBestMatches(const PackageInfoList& packages, const PackageInfo& filter)
+{
+    QMap<QString, const PackageInfo*> best;
+    for (const PackageInfo& package : packages) {
+        if (!package.matchesFilter(filter)) {
+            continue;
+        }
+        for (const QString& platform : package.platforms) {
+            const PackageInfo*& current = best[package.type + QLatin1Char('/') + platform];
+            if (!current || package.isBetterMatch(*current)) {
+                current = &package;
+            }
+        }
+    }
+    PackageInfoList matches;
+    QSet<const PackageInfo*> taken;
+    for (const PackageInfo* package : qAsConst(best)) {
+        if (!taken.contains(package)) {
+            taken.insert(package);
+            matches.append(*package);
+        }
+    }
+    return matches;
+}
+
+void eliminateDuplicates(PackageInfoList& packages)
+{
+    if (packages.size() < 2) {
+        return;
+    }
+    PackageInfoList kept;
+    QSet<Identity> seen;
+    seen.reserve(packages.size());
+    for (const PackageInfo& package : qAsConst(packages)) {
+        const int before = seen.size();
+        seen.insert({&package});
+        if (seen.size() > before) {
+            kept.append(package);
+        }
+    }
+    packages = kept;
+}
+
+void markKnown(PackageInfoList& packages)
+{
+    for (PackageInfo& package : packages) {
+        package.flags |= knownFlag;
+    }
+}
+
+int countNew(const PackageInfoList& packages)
+{
+    return int(std::count_if(packages.cbegin(), packages.cend(), [](const PackageInfo& package) {
+        return (package.flags & knownFlag) == 0;
+    }));
+}
+
+} // namespace zk::PackageSelection

@@ -1,0 +1,303 @@
+#include "LogCapture.h"
+
+#include "catalogue/DocumentLevel.h"
+#include "catalogue/DocumentParser.h"
+
+#include <QBuffer>
+#include <QDomDocument>
+#include <QTest>
+#include <QTextCodec>
+
+using namespace zk;
+
+// Stands before the raw texts below, which moc cannot read past.
+class tst_DocumentParser : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void readsARealisticDocument();
+    void keepsDocumentOrder();
+    void inheritsValues_data();
+    void inheritsValues();
+    void answersForOneNodeAsForTheDocument();
+    void countsWhatItFinds();
+    void readsEncodings();
+    void reportsWhatIsNoDocument_data();
+    void reportsWhatIsNoDocument();
+};
+
+namespace {
+
+PackageInfoList parse(const QByteArray& bytes)
+{
+    QBuffer buffer;
+    buffer.setData(bytes);
+    buffer.open(QIODevice::ReadOnly);
+    return UpdateDocument::parse(&buffer);
+}
+
+QStringList sorted(const QSet<QString>& words)
+{
+    QStringList list = words.values();
+    list.sort();
+    return list;
+}
+
+// "de=x en=y": the links in key order, the one found first in front.
+QString text(const QMap<QString, QUrl>& links)
+{
+    QStringList parts;
+    for (auto link = links.cbegin(); link != links.cend(); ++link) {
+        parts << link.key() + QLatin1Char('=') + link->toString();
+    }
+    return parts.join(QLatin1Char(' '));
+}
+
+const char* const example = R"(<?xml version="1.0" encoding="UTF-8"?>
+<softwareList base-url="file:///srv/updates/">
+  <package-set type="Application" name="Viewer" public-name="Camera Viewer"
+               status="STABLE" language="en">
+    <package platform="Win64" release="4.3.1" public-release="4.3"
+             release-date="2017-06-30 14:05:00">
+      <file url="viewer/viewer-4.3.1-win64.msi" file-size="52.5MB"/>
+      <release-notes url="notes/viewer-4.3.1_en.html"/>
+      <release-notes language="de" url="notes/viewer-4.3.1_de.html"/>
+      <readme language="en">
+        <url>file:///srv/updates/readme/viewer_en.txt</url>
+      </readme>
+      <comment>Maintenance release</comment>
+    </package>
+    <package platform="Win32" release="4.3.1" release-date="2017-06-30">
+      <file url="viewer/viewer-4.3.1-win32.zip" file-size="48000kB"/>
+    </package>
+    <package-set status="BETA">
+      <package platform="Win64 Win32" release="4.4.0" release-date="2017-07-14">
+        <url>viewer/viewer-4.4.0.exe</url>
+        <file-size>54263808</file-size>
+      </package>
+    </package-set>
+  </package-set>
+  <package-set type="Camera Firmware" name="CamOS">
+    <package release="5.2.0" release-date="2017-05-02 09:00:00"
+             url="firmware/camos-5.2.0.tar.gz" file-size="12MB" platform="Win32 Win64"/>
+  </package-set>
+</softwareList>)";
+
+} // namespace
+
+void tst_DocumentParser::readsARealisticDocument()
+{
+    const PackageInfoList packages = parse(example);
+    QCOMPARE(packages.size(), 4);
+    const PackageInfo& msi = packages[0];
+    QCOMPARE(msi.type, QStringLiteral("Application"));
+    QCOMPARE(msi.name, QStringLiteral("Viewer"));
+    QCOMPARE(msi.publicName, QStringLiteral("Camera Viewer"));
+    QCOMPARE(sorted(msi.platforms), QStringList(QStringLiteral("Win64")));
+    QCOMPARE(msi.url, QUrl(QStringLiteral("file:///srv/updates/viewer/viewer-4.3.1-win64.msi")));
+    QCOMPARE(msi.release, QStringLiteral("4.3.1"));
+    QCOMPARE(msi.publicRelease, QStringLiteral("4.3"));
+    QCOMPARE(msi.status, QStringLiteral("STABLE"));
+    QCOMPARE(msi.releaseDate, QDateTime(QDate(2017, 6, 30), QTime(14, 5)));
+    QCOMPARE(msi.fileSize, 55050240U);
+    QCOMPARE(sorted(msi.languages), QStringList(QStringLiteral("en")));
+    QCOMPARE(text(msi.releaseNotes),
+             QStringLiteral("de=notes/viewer-4.3.1_de.html en=notes/viewer-4.3.1_en.html"));
+    QCOMPARE(text(msi.readme), QStringLiteral("en=file:///srv/updates/readme/viewer_en.txt"));
+    QCOMPARE(msi.suffix, QStringLiteral("msi"));
+    QCOMPARE(msi.comment, QStringLiteral("Maintenance release"));
+    QCOMPARE(msi.flags, 0);
+    QVERIFY(msi.localFile.isEmpty() && !msi.installDeferred);
+
+    const PackageInfo& zip = packages[1];
+    QCOMPARE(zip.suffix, QStringLiteral("zip"));
+    QCOMPARE(zip.fileSize, 49152000U);
+    QCOMPARE(zip.releaseDate, QDateTime(QDate(2017, 6, 30), QTime(0, 0)));
+    QVERIFY(zip.releaseNotes.isEmpty() && zip.comment.isEmpty());
+
+    const PackageInfo& beta = packages[2];
+    QCOMPARE(beta.status, QStringLiteral("BETA"));
+    QCOMPARE(sorted(beta.platforms),
+             (QStringList() << QStringLiteral("Win32") << QStringLiteral("Win64")));
+    QCOMPARE(beta.suffix, QStringLiteral("exe"));
+    QCOMPARE(beta.fileSize, 54263808U);
+
+    const PackageInfo& firmware = packages[3];
+    QCOMPARE(firmware.type, QStringLiteral("Camera Firmware"));
+    QCOMPARE(firmware.suffix, QStringLiteral("tar.gz"));
+    QCOMPARE(firmware.fileSize, 12582912U);
+    QVERIFY(firmware.languages.isEmpty());
+}
+
+void tst_DocumentParser::keepsDocumentOrder()
+{
+    const PackageInfoList packages = parse(R"(<any>
+        <package-set><package name="3"/><package-set><package name="4"/></package-set></package-set>
+        <package name="1"/><ignored><package name="no"/></ignored>
+        <package-set><package name="5"/></package-set><package name="2"/></any>)");
+    QString names;
+    for (const PackageInfo& package : packages) {
+        names += package.name;
+    }
+    QCOMPARE(names, QStringLiteral("12345"));
+}
+
+void tst_DocumentParser::inheritsValues_data()
+{
+    QTest::addColumn<QString>("xml");    // between <s> and </s>
+    QTest::addColumn<QString>("result"); // name|release|url|platforms|languages|notes|readme
+
+    QTest::newRow("lists are united over all levels")
+        << R"(<package-set platform="A" language="en fr"><package platform="B" language="de"><platform>C,D</platform><platform>E</platform></package></package-set>)"
+        << "|||A B C D E|de en fr||";
+    QTest::newRow("the nearest single value wins")
+        << R"(<package-set name="outer" release="1"><package name="inner"/></package-set>)"
+        << "inner|1|||||";
+    QTest::newRow("an empty value is one")
+        << R"(<package-set name="outer"><package name=""/></package-set>)"
+        << "||||||";
+    QTest::newRow("a child element wins over the attribute, the first over the second")
+        << R"(<package name="attribute"><name>first</name><name>second</name></package>)"
+        << "first||||||";
+    QTest::newRow("blanks in an element are kept")
+        << "<package><release> 4.3.1 </release></package>"
+        << "| 4.3.1 |||||";
+    QTest::newRow("the file element is the nearest level")
+        << R"(<package url="p" name="n"><file url="f" platform="X"/><file url="second"/></package>)"
+        << "n||f|X|||";
+    QTest::newRow("a file element of a set is none of the package's levels")
+        << R"(<package-set><file url="f"/><package/></package-set>)"
+        << "||||||";
+    QTest::newRow("base-url and url are joined as they stand")
+        << R"(<package-set base-url="http://h/a"><package url="b c"/></package-set>)"
+        << "||http://h/ab c||||";
+    QTest::newRow("a link without language takes the text as it is written above")
+        << R"(<package language="de en"><release-notes url="n"/></package>)"
+        << "||||de en|de en=n|";
+    QTest::newRow("a link without language at all is English")
+        << R"(<package><release-notes url="n"/></package>)"
+        << "|||||en=n|";
+    QTest::newRow("a link without url points at the package")
+        << R"(<package-set url="set"><package url="p"><readme/></package></package-set>)"
+        << "||p||||en=p";
+    QTest::newRow("but not where the url stands in the file element")
+        << R"(<package-set url="set"><package><file url="p"/><readme/></package></package-set>)"
+        << "||p||||en=set";
+    QTest::newRow("link attributes of a set reach every package")
+        << R"(<package-set readme="r" language="fr"><package language="de"/></package-set>)"
+        << "||||de fr||fr=r";
+    QTest::newRow("a link attribute's language is searched from the file element")
+        << R"(<package language="fr" readme="r"><file language="de"/></package>)"
+        << "||||de fr||de=r";
+    QTest::newRow("links of the outermost level are found first")
+        << R"(<package-set><release-notes url="outer1"/><release-notes url="outer2"/><package release-notes="attribute"><release-notes url="inner"/></package></package-set>)"
+        << "|||||en=outer2 en=outer1 en=attribute en=inner|";
+    QTest::newRow("a link has a file element too, and may stand in the package's")
+        << R"(<package url="p"><file><readme url="x"><file url="r" language="it"/></readme></file></package>)"
+        << "||p||||it=r";
+}
+
+void tst_DocumentParser::inheritsValues()
+{
+    QFETCH(QString, xml);
+    const PackageInfoList packages = parse("<s>" + xml.toUtf8() + "</s>");
+    QCOMPARE(packages.size(), 1);
+    const PackageInfo& p = packages.first();
+    const QStringList fields{p.name,
+                             p.release,
+                             p.url.toString(),
+                             sorted(p.platforms).join(QLatin1Char(' ')),
+                             sorted(p.languages).join(QLatin1Char(' ')),
+                             text(p.releaseNotes),
+                             text(p.readme)};
+    QTEST(fields.join(QLatin1Char('|')), "result");
+}
+
+// The document pass and the search for one key share how a level is read; their walks must agree
+// too.
+void tst_DocumentParser::answersForOneNodeAsForTheDocument()
+{
+    const QByteArray xml(example);
+    QDomDocument document;
+    QVERIFY(document.setContent(xml));
+    const QDomNodeList nodes = document.elementsByTagName(QStringLiteral("package"));
+    QCOMPARE(nodes.size(), 4);
+    const PackageInfoList packages = parse(xml);
+    for (int i = 0; i < nodes.size(); ++i) {
+        PackageInfo info;
+        UpdateDocument::readPackage(nodes.at(i).toElement(), info);
+        // The nodes come in the order of the text, the packages in that of the sets: the same here.
+        QCOMPARE(info.url, packages[i].url);
+        const auto find = [&](const char* key) {
+            return UpdateDocument::findString(nodes.at(i), QString::fromLatin1(key));
+        };
+        QCOMPARE(find("name"), packages[i].name);
+        QCOMPARE(find("status"), packages[i].status);
+        QCOMPARE(QUrl(find("base-url") + find("url")), packages[i].url);
+        QSet<QString> words;
+        UpdateDocument::findAllStrings(nodes.at(i), QStringLiteral("platform"), words);
+        QCOMPARE(words, packages[i].platforms);
+        QMap<QString, QUrl> links;
+        UpdateDocument::findAllTranslatedUrls(nodes.at(i), QStringLiteral("release-notes"), links);
+        QCOMPARE(text(links), text(packages[i].releaseNotes));
+    }
+    PackageInfoList nested;
+    UpdateDocument::appendPackages(
+        document.elementsByTagName(QStringLiteral("package-set")).at(1).toElement(), nested);
+    QCOMPARE(nested.size(), 1);
+    QCOMPARE(nested.first().name, QStringLiteral("Viewer")); // from the levels above the set
+}
+
+void tst_DocumentParser::countsWhatItFinds()
+{
+    QDomDocument document;
+    QVERIFY(document.setContent(QStringLiteral(
+        R"(<s platform="A"><p platform="B"><platform>C D</platform><readme url="1"/><readme url="2"/></p></s>)")));
+    const QDomNode package = document.documentElement().firstChild();
+    QSet<QString> words;
+    QCOMPARE(UpdateDocument::findAllStrings(package, QStringLiteral("platform"), words), 3);
+    QCOMPARE(words.size(), 4);
+    QMap<QString, QUrl> links;
+    QCOMPARE(UpdateDocument::findAllTranslatedUrls(package, QStringLiteral("readme"), links), 2);
+    QCOMPARE(UpdateDocument::findAllStrings(package, QStringLiteral("none"), words), 0);
+}
+
+void tst_DocumentParser::readsEncodings()
+{
+    const QString xml =
+        QStringLiteral("<?xml version=\"1.0\" encoding=\"%1\"?><s><package name=\"Prøve\"/></s>");
+    for (const char* encoding : {"UTF-8", "ISO-8859-1", "UTF-16"}) {
+        const QByteArray bytes =
+            QTextCodec::codecForName(encoding)->fromUnicode(xml.arg(QString::fromLatin1(encoding)));
+        const PackageInfoList packages = parse(bytes);
+        QVERIFY2(packages.size() == 1 && packages.first().name == QStringLiteral("Prøve"),
+                 encoding);
+    }
+}
+
+void tst_DocumentParser::reportsWhatIsNoDocument_data()
+{
+    QTest::addColumn<QByteArray>("bytes");
+    QTest::addColumn<QString>("place");
+    QTest::newRow("empty") << QByteArray() << "line: 1 column: 1";
+    QTest::newRow("text") << QByteArray("no update today") << "line: 1 column: 1";
+    QTest::newRow("cut off") << QByteArray("<a>\n  <package name=") << "line: 2 column: 17";
+    QTest::newRow("web page") << QByteArray("<html>\n<p>sorry<br></html>") << "line: 2 column: 19";
+}
+
+void tst_DocumentParser::reportsWhatIsNoDocument()
+{
+    QFETCH(QByteArray, bytes);
+    QFETCH(QString, place);
+    const test::LogCapture log;
+    QVERIFY(parse(bytes).isEmpty());
+    const QStringList lines = log.lines(Log::eWarning);
+    QCOMPARE(lines.size(), 2);
+    const QString tag = QStringLiteral("[zk::DownloadManager::parseXML] ");
+    QVERIFY2(lines[0].startsWith(tag + QStringLiteral("XML parser error: ")), qPrintable(lines[0]));
+    QCOMPARE(lines[1], tag + QStringLiteral("- at ") + place);
+}
+
+QTEST_GUILESS_MAIN(tst_DocumentParser)
+#include "tst_DocumentParser.moc"

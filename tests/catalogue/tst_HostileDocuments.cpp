@@ -1,0 +1,219 @@
+#include "LogCapture.h"
+
+#include "catalogue/DocumentParser.h"
+
+#include <QBuffer>
+#include <QElapsedTimer>
+#include <QTest>
+
+using namespace zk;
+
+namespace {
+
+// As large as the cheapest attack that must still be answered at once.
+constexpr int documentSize = 4 * 1024 * 1024;
+
+QByteArray filled(const QByteArray& head, const QByteArray& unit, const QByteArray& tail)
+{
+    return head + unit.repeated((documentSize - head.size() - tail.size()) / unit.size()) + tail;
+}
+
+QByteArray numbered(const char* format, int count)
+{
+    QByteArray text;
+    for (int i = 0; i < count; ++i) {
+        text += QString::asprintf(format, i).toLatin1();
+    }
+    return text;
+}
+
+// Peak resident memory of this process since the last call, in MiB; 0 where it cannot be told.
+int takePeakMemory()
+{
+    QFile status(QStringLiteral("/proc/self/status"));
+    if (!status.open(QIODevice::ReadOnly)) {
+        return 0;
+    }
+    const QByteArray text = status.readAll();
+    QFile reset(QStringLiteral("/proc/self/clear_refs"));
+    if (reset.open(QIODevice::WriteOnly)) {
+        reset.write("5");
+    }
+    return text.mid(text.indexOf("VmHWM:") + 6).trimmed().split(' ').first().toInt() / 1024;
+}
+
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+constexpr bool measured = false;
+#else
+constexpr bool measured = true;
+#endif
+
+} // namespace
+
+class tst_HostileDocuments : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void areAnsweredAtOnce_data();
+    void areAnsweredAtOnce();
+    void limitsAreWhatTheySay_data();
+    void limitsAreWhatTheySay();
+    void costsGrowLinearly();
+};
+
+void tst_HostileDocuments::areAnsweredAtOnce_data()
+{
+    QTest::addColumn<QByteArray>("bytes");
+    QTest::addColumn<QString>("error"); // empty: read, whatever comes of it
+
+    const QString entity = QStringLiteral("entity declarations are not allowed");
+    const QString deep = QStringLiteral("elements are nested too deeply");
+    const QString inherited = QStringLiteral("packages inherit too many values");
+
+    QTest::newRow("one large entity used 20,000 times")
+        << QByteArray("<!DOCTYPE a [<!ENTITY x \"") + QByteArray(100000, 'x') + "\">]><a>" +
+               QByteArray("&x;").repeated(20000) + "</a>"
+        << entity;
+    QTest::newRow("nested entities")
+        << QByteArray(
+               "<!DOCTYPE a [<!ENTITY a \"aaaaaaaaaa\"><!ENTITY b \"&a;&a;&a;&a;\">]><a>&b;</a>")
+        << entity;
+    QTest::newRow("parameter entity")
+        << QByteArray("<!DOCTYPE a [<!ENTITY % p \"x\">]><a/>") << entity;
+    QTest::newRow("external entity")
+        << QByteArray("<!DOCTYPE a [<!ENTITY x SYSTEM \"file:///etc/passwd\">]><a>&x;</a>")
+        << entity;
+    QTest::newRow("unparsed entity")
+        << QByteArray(
+               "<!DOCTYPE a [<!NOTATION n SYSTEM \"n\"><!ENTITY x SYSTEM \"x\" NDATA n>]><a/>")
+        << entity;
+    QTest::newRow("several document types")
+        << QByteArray("<!DOCTYPE a><!DOCTYPE b><a/>") << QString();
+    QTest::newRow("100,000 nested sets") << QByteArray("<package-set>").repeated(100000) +
+                                                QByteArray("</package-set>").repeated(100000)
+                                         << deep;
+    QTest::newRow("nested parentheses")
+        << QByteArray("<!DOCTYPE a [<!ELEMENT a ") + QByteArray(documentSize, '(') + ">]><a/>"
+        << QString();
+    QTest::newRow("a million elements") << filled("<a>", "<b/>", "</a>") << QString();
+    QTest::newRow("400,000 packages") << filled("<a>", "<package/>", "</a>") << QString();
+    QTest::newRow("elements full of attributes")
+        << filled("<a>", "<b " + numbered("a%d=\"\" ", 60) + "/>", "</a>") << QString();
+    QTest::newRow("one element with 300,000 attributes")
+        << "<a " + numbered("a%d=\"\" ", 300000) + "/>" << QString();
+    QTest::newRow("100,000 prefixes")
+        << filled("<a " + numbered("xmlns:a%d=\"b\" ", 100000) + ">", "<a xmlns:b=\"c\"/>", "</a>")
+        << QString();
+    QTest::newRow("undeclared entities") << filled("<a>", "&b;", "</a>") << QString();
+    QTest::newRow("comments in a text")
+        << filled("<a><package><name>", "x<!---->", "</name></package></a>") << QString();
+    QTest::newRow("many inherited links")
+        << filled("<a>" + QByteArray("<readme url=\"a\"/>").repeated(100000),
+                  "<package><readme url=\"b\"/></package>", "</a>")
+        << inherited;
+    QTest::newRow("many inherited words")
+        << filled("<a platform=\"" + numbered("%x ", 300000) + "\">", "<package platform=\"a\"/>",
+                  "</a>")
+        << inherited;
+    QTest::newRow("a long inherited url")
+        << filled("<a base-url=\"" + QByteArray(1000000, 'x') + "\">", "<package/>", "</a>")
+        << inherited;
+    QTest::newRow("a long url that links fall back to")
+        << filled("<a url=\"" + QByteArray(1000000, 'x') + "\">", "<package><readme/></package>",
+                  "</a>")
+        << inherited;
+    QTest::newRow("a name of 4 million characters")
+        << "<a><package name=\"" + QByteArray(4000000, 'x') + "\"/></a>" << QString();
+    QTest::newRow("NUL characters") << "<a>" + QByteArray(4000000, '\0') + "</a>" << QString();
+    QTest::newRow("invalid UTF-8")
+        << "<a><package name=\"" + QByteArray(4000000, '\xff') + "\"/></a>" << QString();
+}
+
+void tst_HostileDocuments::areAnsweredAtOnce()
+{
+    QFETCH(QByteArray, bytes);
+    QFETCH(QString, error);
+    const test::LogCapture log(Log::eWarning);
+    QBuffer buffer(&bytes);
+    QVERIFY(buffer.open(QIODevice::ReadOnly));
+    takePeakMemory();
+    const int before = takePeakMemory();
+    QElapsedTimer timer;
+    timer.start();
+    const PackageInfoList packages = UpdateDocument::parse(&buffer);
+    const qint64 elapsed = timer.elapsed();
+    const int grown = takePeakMemory() - before;
+    if (measured) {
+        QVERIFY2(elapsed < 2000, qPrintable(QStringLiteral("%1 ms").arg(elapsed)));
+        QVERIFY2(grown < 300, qPrintable(QStringLiteral("%1 MiB").arg(grown)));
+    }
+    if (!error.isEmpty()) {
+        QVERIFY(packages.isEmpty());
+        QVERIFY2(log.has(Log::eWarning, QStringLiteral("XML parser error: ") + error),
+                 qPrintable(log.lines(Log::eWarning).join(QLatin1Char('\n'))));
+    }
+}
+
+void tst_HostileDocuments::limitsAreWhatTheySay_data()
+{
+    QTest::addColumn<QByteArray>("fits");
+    QTest::addColumn<QByteArray>("exceeds");
+    const auto nested = [](int depth) {
+        return QByteArray("<package-set>").repeated(depth - 1) + "<package/>" +
+               QByteArray("</package-set>").repeated(depth - 1);
+    };
+    QTest::newRow("depth") << nested(1000) << nested(1001);
+    const auto counted = [](int elements) {
+        return "<a>" + QByteArray("<b c=\"\"/>").repeated(elements / 2 - 1) + "<package/></a>";
+    };
+    QTest::newRow("elements and attributes") << counted(2000) << counted(2002);
+    const auto sized = [](int bytes) {
+        return "<a><package/>" + QByteArray(bytes - 17, ' ') + "</a>";
+    };
+    QTest::newRow("bytes") << sized(20000) << sized(20001);
+}
+
+void tst_HostileDocuments::limitsAreWhatTheySay()
+{
+    QFETCH(QByteArray, fits);
+    QFETCH(QByteArray, exceeds);
+    UpdateDocument::DocumentLimits limits;
+    limits.elementsAndAttributes = 2000;
+    limits.bytes = qstrcmp(QTest::currentDataTag(), "bytes") == 0 ? 20000 : limits.bytes;
+    QBuffer small(&fits);
+    QBuffer large(&exceeds);
+    QVERIFY(small.open(QIODevice::ReadOnly) && large.open(QIODevice::ReadOnly));
+    QCOMPARE(UpdateDocument::parse(&small, limits).size(), 1);
+    const test::LogCapture log(Log::eWarning);
+    QVERIFY(UpdateDocument::parse(&large, limits).isEmpty());
+    QCOMPARE(log.lines(Log::eWarning).size(), 2);
+}
+
+// A walk up the ancestors for every key of every package took 52 s for the larger of these.
+void tst_HostileDocuments::costsGrowLinearly()
+{
+    const auto measure = [](int packages) {
+        const QByteArray bytes =
+            "<a base-url=\"http://h/\">" +
+            QByteArray("<package><file url=\"a.exe\"/></package>").repeated(packages) + "</a>";
+        qint64 best = std::numeric_limits<qint64>::max();
+        for (int i = 0; i < 3; ++i) {
+            QBuffer buffer;
+            buffer.setData(bytes);
+            buffer.open(QIODevice::ReadOnly);
+            QElapsedTimer timer;
+            timer.start();
+            if (UpdateDocument::parse(&buffer).size() != packages) {
+                return std::numeric_limits<qint64>::max();
+            }
+            best = qMin(best, timer.nsecsElapsed());
+        }
+        return best;
+    };
+    const double ratio = double(measure(20000)) / double(measure(2000));
+    QVERIFY2(ratio < 30, qPrintable(QString::number(ratio)));
+}
+
+QTEST_GUILESS_MAIN(tst_HostileDocuments)
+#include "tst_HostileDocuments.moc"
