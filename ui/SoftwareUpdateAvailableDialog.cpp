@@ -1,0 +1,182 @@
+#include "ui/SoftwareUpdateAvailableDialog.h"
+
+#include "support/Connect.h"
+#include "support/Log.h"
+#include "ui_SoftwareUpdateAvailableGui.h"
+
+#include <QItemSelectionModel>
+#include <QSet>
+#include <QSignalBlocker>
+
+namespace zk {
+
+SoftwareUpdateAvailableDialog::SoftwareUpdateAvailableDialog(QWidget* parent, Qt::WindowFlags flags)
+    : QDialog(parent, flags)
+    , m_form(std::make_unique<Ui::SoftwareUpdateAvailableGui>())
+{
+    m_form->setupUi(this);
+    connectForm();
+    m_form->tableWidget->setEditTriggers(QAbstractItemView::NoEditTriggers);
+    m_form->installPushButton->setDefault(true);
+    m_form->installPushButton->setAutoDefault(true);
+    adjustSize();
+    m_form->commentText->hide();
+}
+
+SoftwareUpdateAvailableDialog::~SoftwareUpdateAvailableDialog() = default;
+
+void SoftwareUpdateAvailableDialog::connectForm()
+{
+    zk::connect(m_form->downloadPushButton, SIGNAL(clicked()), this, SLOT(downloadPackagePressed()),
+                Qt::AutoConnection);
+    zk::connect(m_form->installPushButton, SIGNAL(clicked()), this, SLOT(installPackagePressed()),
+                Qt::AutoConnection);
+    zk::connect(m_form->releaseNotesPushButton, SIGNAL(clicked()), this,
+                SLOT(releaseNotesPressed()), Qt::AutoConnection);
+    zk::connect(m_form->tableWidget, SIGNAL(itemSelectionChanged()), this,
+                SLOT(currentItemsChanged()), Qt::AutoConnection);
+    zk::connect(m_form->showAllLanguagesCheckBox, SIGNAL(clicked()), this,
+                SLOT(showAllLanguagesPressed()), Qt::AutoConnection);
+    zk::connect(m_form->updateSettingsPushButton, SIGNAL(clicked()), this,
+                SIGNAL(openUpdateSettings()), Qt::AutoConnection);
+    connect(m_form->commentText, &QTextBrowser::anchorClicked, this,
+            &SoftwareUpdateAvailableDialog::linkActivated);
+}
+
+void SoftwareUpdateAvailableDialog::setTableHeaders(const QStringList& headers)
+{
+    m_form->tableWidget->setHorizontalHeaderLabels(headers);
+    m_form->tableWidget->resizeColumnsToContents();
+}
+
+void SoftwareUpdateAvailableDialog::setTableEntries(const QList<QStringList>& rows)
+{
+    QTableWidget* const table = m_form->tableWidget;
+    const QSignalBlocker blocker(table);
+    table->clear();
+    // Rows that are taken away forget that they were hidden.
+    table->setRowCount(0);
+    table->setColumnCount(0);
+    setCommentText(QString());
+    if (rows.isEmpty()) {
+        SOFTWAREUPDATE_LOG(
+            Log::eError, "zk::SoftwareUpdateAvailableDialog::setTableEntries",
+            "SoftwareUpdateAvailableDialog::setTableEntries() -> no table entries set!");
+        return;
+    }
+
+    table->setRowCount(rows.size());
+    table->setColumnCount(rows.first().size());
+    table->verticalHeader()->hide();
+    table->setSortingEnabled(false);
+    for (int row = 0; row < rows.size(); ++row) {
+        const QStringList& cells = rows[row];
+        const int columns = qMin(cells.size(), table->columnCount());
+        for (int column = 0; column < columns; ++column) {
+            table->setItem(row, column, new QTableWidgetItem(cells[column]));
+        }
+    }
+    table->resizeColumnsToContents();
+    table->horizontalHeader()->setHighlightSections(false);
+    table->horizontalHeader()->setSortIndicatorShown(false);
+    table->horizontalHeader()->setStretchLastSection(true);
+}
+
+// NOLINTNEXTLINE(performance-unnecessary-value-param): the signature is published
+void SoftwareUpdateAvailableDialog::setHiddenEntries(QList<int> rows)
+{
+    QTableWidget* const table = m_form->tableWidget;
+    const QSet<int> hidden(rows.cbegin(), rows.cend());
+    for (int row = 0; row < table->rowCount(); ++row) {
+        table->setRowHidden(row, hidden.contains(row));
+    }
+
+    const SoftwareUpdate::SoftUpIndexList selected = getCurrentSelectedItems();
+    if (hidden.intersects(QSet<int>(selected.cbegin(), selected.cend()))) {
+        // Nobody should install what he cannot see.
+        table->selectionModel()->clear();
+    }
+}
+
+void SoftwareUpdateAvailableDialog::setCommentText(const QString& text)
+{
+    m_form->commentText->setText(text);
+    m_form->commentText->setVisible(!text.isEmpty());
+}
+
+void SoftwareUpdateAvailableDialog::setDownloadButtonState(bool enabled)
+{
+    m_form->downloadPushButton->setEnabled(enabled);
+}
+
+void SoftwareUpdateAvailableDialog::setInstallButtonState(bool enabled)
+{
+    m_form->installPushButton->setEnabled(enabled);
+}
+
+void SoftwareUpdateAvailableDialog::setRealeaseNotesButtonState(bool enabled)
+{
+    m_form->releaseNotesPushButton->setEnabled(enabled);
+}
+
+bool SoftwareUpdateAvailableDialog::getShowAllLanguagesState()
+{
+    return m_form->showAllLanguagesCheckBox->isChecked();
+}
+
+void SoftwareUpdateAvailableDialog::downloadPackagePressed()
+{
+    emit downloadUrls(getCurrentSelectedItems());
+}
+
+void SoftwareUpdateAvailableDialog::installPackagePressed()
+{
+    // The current row moves without the selection (Ctrl with the arrow keys or a click), and what
+    // is installed must be what the dialog describes.
+    const SoftwareUpdate::SoftUpIndexList selected = getCurrentSelectedItems();
+    if (selected.size() == 1) {
+        emit installPackage(selected.first());
+        return;
+    }
+    const int current = m_form->tableWidget->currentRow();
+    emit installPackage(selected.contains(current) ? current : -1);
+}
+
+void SoftwareUpdateAvailableDialog::currentItemsChanged()
+{
+    const SoftwareUpdate::SoftUpIndexList selected = getCurrentSelectedItems();
+    QTableWidget* const table = m_form->tableWidget;
+    if (selected.size() == 1 && table->currentRow() != selected.first()) {
+        const int column = qMax(0, table->currentColumn());
+        table->selectionModel()->setCurrentIndex(table->model()->index(selected.first(), column),
+                                                 QItemSelectionModel::NoUpdate);
+    }
+    emit currentItemsChangedSig(selected);
+}
+
+void SoftwareUpdateAvailableDialog::releaseNotesPressed()
+{
+    emit downloadReleaseNotes(getCurrentSelectedItems());
+}
+
+SoftwareUpdate::SoftUpIndexList SoftwareUpdateAvailableDialog::getCurrentSelectedItems()
+{
+    SoftwareUpdate::SoftUpIndexList rows;
+    QSet<int> seen;
+    const QList<QTableWidgetItem*> items = m_form->tableWidget->selectedItems();
+    for (const QTableWidgetItem* item : items) {
+        const int row = item->row();
+        if (!seen.contains(row)) {
+            seen.insert(row);
+            rows.append(row);
+        }
+    }
+    return rows;
+}
+
+void SoftwareUpdateAvailableDialog::showAllLanguagesPressed()
+{
+    emit showAllLanguages(m_form->showAllLanguagesCheckBox->isChecked());
+}
+
+} // namespace zk
