@@ -4,11 +4,19 @@
 #include "support/Log.h"
 #include "ui_SoftwareUpdateAvailableGui.h"
 
+#include <QEvent>
 #include <QItemSelectionModel>
+#include <QScrollBar>
 #include <QSet>
 #include <QSignalBlocker>
 
 namespace zk {
+
+namespace {
+
+constexpr int s_minimumWidth = 550;
+
+} // namespace
 
 SoftwareUpdateAvailableDialog::SoftwareUpdateAvailableDialog(QWidget* parent, Qt::WindowFlags flags)
     : QDialog(parent, flags)
@@ -19,11 +27,44 @@ SoftwareUpdateAvailableDialog::SoftwareUpdateAvailableDialog(QWidget* parent, Qt
     m_form->tableWidget->setEditTriggers(QAbstractItemView::NoEditTriggers);
     m_form->installPushButton->setDefault(true);
     m_form->installPushButton->setAutoDefault(true);
+    reserveSpace();
     adjustSize();
     m_form->commentText->hide();
 }
 
 SoftwareUpdateAvailableDialog::~SoftwareUpdateAvailableDialog() = default;
+
+bool SoftwareUpdateAvailableDialog::event(QEvent* event)
+{
+    const bool done = QDialog::event(event);
+    if (event->type() == QEvent::LayoutRequest || event->type() == QEvent::Resize) {
+        fitMinimumSize();
+    }
+    return done;
+}
+
+void SoftwareUpdateAvailableDialog::reserveSpace()
+{
+    // Without this the comment of a package would leave no row of the table to be seen.
+    QTableWidget* const table = m_form->tableWidget;
+    table->setMinimumHeight(table->horizontalHeader()->sizeHint().height() +
+                            3 * table->verticalHeader()->defaultSectionSize() +
+                            table->horizontalScrollBar()->sizeHint().height() +
+                            2 * table->frameWidth());
+    QTextBrowser* const comment = m_form->commentText;
+    comment->setMinimumHeight(4 * comment->fontMetrics().lineSpacing() +
+                              2 * int(comment->document()->documentMargin()) +
+                              2 * comment->frameWidth());
+    m_form->splitter->setChildrenCollapsible(false);
+    m_form->splitter->setStretchFactor(0, 1);
+}
+
+void SoftwareUpdateAvailableDialog::fitMinimumSize()
+{
+    // Left alone, the layout would count one line for each wrapped text, and cut off the others.
+    const int width = qMax(s_minimumWidth, layout()->totalMinimumSize().width());
+    setMinimumSize(width, layout()->minimumHeightForWidth(qMax(width, this->width())));
+}
 
 void SoftwareUpdateAvailableDialog::connectForm()
 {

@@ -83,8 +83,13 @@ private slots:
     SoftwareUpdate::SoftUpIndexList getCurrentSelectedItems();
     void showAllLanguagesPressed();
 
+protected:
+    bool event(QEvent* event) override;
+
 private:
     void connectForm();
+    void reserveSpace();
+    void fitMinimumSize();
 
     const std::unique_ptr<Ui::SoftwareUpdateAvailableGui> m_form;
 };

@@ -26,6 +26,8 @@ void SoftwareUpdateWidget::setSettings(const SoftwareUpdateWidgetSettings& setti
     m_form->checkForBetaCheckBox->setChecked(settings.includeBeta);
     m_form->updateComboBox->setCurrentIndex(settings.checkInterval);
     m_form->updateServerLineEdit->setText(settings.updateServerUrl);
+    // A long address shows its beginning, not its end.
+    m_form->updateServerLineEdit->setCursorPosition(0);
 
     // Null is an unknown version, empty one that is known to have no text.
     m_form->currentVersionLabel->setVisible(!settings.currentVersion.isNull());
