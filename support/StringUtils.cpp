@@ -4,7 +4,9 @@
 
 namespace zk {
 
-const QRegExp StringUtils::splitWords(QStringLiteral("[\\s,;|]+"));
+// Not a QStringLiteral: Qt's cache of expressions keeps the pattern for longer than an unloaded
+// library keeps its literals, and crashed at the end of the process.
+const QRegExp StringUtils::splitWords(QLatin1String("[\\s,;|]+"));
 
 QSet<QString> StringUtils::splitStringSet(const QString& text, const QRegExp& separator,
                                           QString::SplitBehavior behavior)
