@@ -128,11 +128,11 @@ void SoftwareUpdateAvailableDialog::setHiddenEntries(QList<int> rows)
 {
     QTableWidget* const table = m_form->tableWidget;
     const QSet<int> hidden(rows.cbegin(), rows.cend());
+    // Asked first: the table leaves hidden rows out of its selected items.
+    const SoftwareUpdate::SoftUpIndexList selected = getCurrentSelectedItems();
     for (int row = 0; row < table->rowCount(); ++row) {
         table->setRowHidden(row, hidden.contains(row));
     }
-
-    const SoftwareUpdate::SoftUpIndexList selected = getCurrentSelectedItems();
     if (hidden.intersects(QSet<int>(selected.cbegin(), selected.cend()))) {
         // Nobody should install what he cannot see.
         table->selectionModel()->clear();

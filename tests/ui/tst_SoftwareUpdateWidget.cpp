@@ -1,0 +1,290 @@
+#include "ui/SoftwareUpdateDialog.h"
+#include "ui/SoftwareUpdateWidget.h"
+
+#include "UiTestSupport.h"
+#include "tests/support/MessageFilter.h"
+
+#include <QCheckBox>
+#include <QComboBox>
+#include <QDialogButtonBox>
+#include <QLineEdit>
+#include <QProgressBar>
+#include <QPushButton>
+#include <QSignalSpy>
+#include <QWindow>
+
+using namespace zk;
+
+namespace {
+
+/** Keeps modifier keys held, as the platform reports them, for as long as it lives. */
+class HeldKeys
+{
+public:
+    explicit HeldKeys(Qt::KeyboardModifiers modifiers)
+    {
+        QTest::keyPress(&m_window, Qt::Key_Shift, modifiers);
+    }
+    ~HeldKeys() { QTest::keyRelease(&m_window, Qt::Key_Shift, Qt::NoModifier); }
+    HeldKeys(const HeldKeys&) = delete;
+    HeldKeys& operator=(const HeldKeys&) = delete;
+
+private:
+    QWindow m_window;
+};
+
+template <typename Widget>
+Widget* child(const QWidget& parent, const char* name)
+{
+    return parent.findChild<Widget*>(QLatin1String(name));
+}
+
+SoftwareUpdateWidgetSettings someSettings()
+{
+    SoftwareUpdateWidgetSettings settings;
+    settings.checkForUpdates = true;
+    settings.includeBeta = true;
+    settings.checkInterval = 2;
+    settings.updateServerUrl = QStringLiteral("http://127.0.0.1/päckchen list.xml");
+    settings.currentVersion = QStringLiteral("4.3.1");
+    settings.lastCheck = QStringLiteral("Wednesday, 25 September 2024");
+    return settings;
+}
+
+} // namespace
+
+class tst_SoftwareUpdateWidget : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void initTestCase() { zk::test::dropOffscreenSizeHintLine(); }
+    void publishesMethods();
+    void hidesExpertFields_data();
+    void hidesExpertFields();
+    void carriesSettings();
+    void hidesCaptions();
+    void followsTheClient_data();
+    void followsTheClient();
+    void checksTheAddressAsTyped();
+    void appliesOnceThenCloses();
+    void cancelAppliesNothing();
+    void takesTheSizeOfItsContents();
+    void isReachableByKeyboardAndScreenReader();
+};
+
+void tst_SoftwareUpdateWidget::publishesMethods()
+{
+    const QStringList widget{
+        QStringLiteral("signal checkForUpdate(QUrl)"),
+        QStringLiteral("signal applySettings(SoftwareUpdateWidgetSettings)"),
+        QStringLiteral("signal forceUpdateAvailable()"),
+        QStringLiteral("slot enableProgress()"),
+        QStringLiteral("slot disbaleProgress()"),
+        QStringLiteral("slot setMessage(QString)"),
+        QStringLiteral("slot setLastCheckText(QString)"),
+        QStringLiteral(
+            "slot clientStateChanged(zk::SoftwareUpdate::EState,zk::SoftwareUpdate::EState)"),
+        QStringLiteral("private slot emitApplySettings()"),
+        QStringLiteral("private slot emitCheckForUpdate()")};
+    QCOMPARE(test::publishedMethods(SoftwareUpdateWidget::staticMetaObject), widget);
+    QCOMPARE(test::publishedMethods(SoftwareUpdateDialog::staticMetaObject),
+             QStringList{QStringLiteral("private slot standardButtonClicked(QAbstractButton*)")});
+}
+
+void tst_SoftwareUpdateWidget::hidesExpertFields_data()
+{
+    QTest::addColumn<int>("modifiers");
+    QTest::newRow("no key") << int(Qt::NoModifier);
+    QTest::newRow("Shift") << int(Qt::ShiftModifier);
+    QTest::newRow("Control") << int(Qt::ControlModifier);
+    QTest::newRow("Alt") << int(Qt::AltModifier);
+    QTest::newRow("Meta") << int(Qt::MetaModifier);
+    QTest::newRow("keypad") << int(Qt::KeypadModifier);
+}
+
+void tst_SoftwareUpdateWidget::hidesExpertFields()
+{
+    QFETCH(int, modifiers);
+    const HeldKeys keys{Qt::KeyboardModifiers(modifiers)};
+    SoftwareUpdateWidget widget(nullptr);
+    const bool expert = modifiers != Qt::NoModifier;
+    QCOMPARE(child<QWidget>(widget, "checkForBetaCheckBox")->isHidden(), !expert);
+    QCOMPARE(child<QWidget>(widget, "updateServerLabel")->isHidden(), !expert);
+    QCOMPARE(child<QWidget>(widget, "updateServerLineEdit")->isHidden(), !expert);
+}
+
+void tst_SoftwareUpdateWidget::carriesSettings()
+{
+    SoftwareUpdateWidget widget(nullptr);
+    const SoftwareUpdateWidgetSettings in = someSettings();
+    widget.setSettings(in);
+    const SoftwareUpdateWidgetSettings out = widget.getSettings();
+    QCOMPARE(out.checkForUpdates, in.checkForUpdates);
+    QCOMPARE(out.includeBeta, in.includeBeta);
+    QCOMPARE(out.checkInterval, in.checkInterval);
+    QCOMPARE(out.updateServerUrl, in.updateServerUrl);
+    QCOMPARE(out.currentVersion, in.currentVersion);
+    QCOMPARE(out.lastCheck, in.lastCheck);
+    QCOMPARE(child<QComboBox>(widget, "updateComboBox")->currentText(), QStringLiteral("Weekly"));
+
+    widget.setSettings(SoftwareUpdateWidgetSettings());
+    QVERIFY(!widget.getSettings().checkForUpdates && !widget.getSettings().includeBeta);
+    QCOMPARE(child<QComboBox>(widget, "updateComboBox")->currentText(),
+             QStringLiteral("At application start"));
+
+    widget.setNotificationText(QStringLiteral("a"));
+    QCOMPARE(child<QLabel>(widget, "updateNotificationLabel")->text(), QStringLiteral("a"));
+    widget.setMessage(QStringLiteral("b"));
+    QCOMPARE(child<QLabel>(widget, "updateNotificationLabel")->text(), QStringLiteral("b"));
+}
+
+void tst_SoftwareUpdateWidget::hidesCaptions()
+{
+    SoftwareUpdateWidget widget(nullptr);
+    SoftwareUpdateWidgetSettings settings = someSettings();
+    widget.setSettings(settings);
+    QVERIFY(!child<QWidget>(widget, "currentVersionLabel")->isHidden());
+    QVERIFY(!child<QWidget>(widget, "lastCheckLabel")->isHidden());
+
+    settings.currentVersion = QString();
+    settings.lastCheck = QString();
+    widget.setSettings(settings);
+    QVERIFY(child<QWidget>(widget, "currentVersionLabel")->isHidden());
+    QVERIFY(child<QWidget>(widget, "lastCheckLabel")->isHidden());
+    QCOMPARE(widget.getSettings().currentVersion, QStringLiteral("4.3.1"));
+    QCOMPARE(widget.getSettings().lastCheck, someSettings().lastCheck);
+
+    settings.currentVersion = QLatin1String("");
+    settings.lastCheck = QLatin1String("");
+    widget.setSettings(settings);
+    QVERIFY(!child<QWidget>(widget, "currentVersionLabel")->isHidden());
+    QCOMPARE(widget.getSettings().currentVersion, QString());
+    QVERIFY(child<QWidget>(widget, "lastCheckLabel")->isHidden());
+
+    widget.setLastCheckText(QStringLiteral("today"));
+    widget.setLastCheckText(QString());
+    QVERIFY(child<QWidget>(widget, "lastCheckLabel")->isHidden());
+    QCOMPARE(child<QLabel>(widget, "lastCheckDateLabel")->text(), QStringLiteral("today"));
+}
+
+void tst_SoftwareUpdateWidget::followsTheClient_data()
+{
+    QTest::addColumn<int>("state");
+    QTest::addColumn<bool>("busy");
+    QTest::newRow("idle") << int(SoftwareUpdate::eIdle) << false;
+    QTest::newRow("checking") << int(SoftwareUpdate::eChecking) << true;
+    QTest::newRow("update available") << int(SoftwareUpdate::eUpdateAvailable) << false;
+    QTest::newRow("error") << int(SoftwareUpdate::eError) << false;
+}
+
+void tst_SoftwareUpdateWidget::followsTheClient()
+{
+    QFETCH(int, state);
+    QFETCH(bool, busy);
+    SoftwareUpdateWidget widget(nullptr);
+    const auto* bar = child<QProgressBar>(widget, "progressBar");
+    const auto isBusy = [&] {
+        return !bar->isHidden() && bar->isEnabled() &&
+               !child<QPushButton>(widget, "updatePushButton")->isEnabled();
+    };
+    const auto isIdle = [&] {
+        return bar->isHidden() && !bar->isEnabled() &&
+               child<QPushButton>(widget, "updatePushButton")->isEnabled();
+    };
+    QVERIFY(isIdle());
+    for (const bool busyBefore : {false, true}) {
+        busyBefore ? widget.enableProgress() : widget.disbaleProgress();
+        QVERIFY(busyBefore ? isBusy() : isIdle());
+        widget.clientStateChanged(SoftwareUpdate::eChecking, SoftwareUpdate::EState(state));
+        QVERIFY(busy ? isBusy() : isIdle());
+    }
+}
+
+void tst_SoftwareUpdateWidget::checksTheAddressAsTyped()
+{
+    SoftwareUpdateWidget widget(nullptr);
+    widget.setSettings(someSettings());
+    const QSignalSpy spy(&widget, &SoftwareUpdateWidget::checkForUpdate);
+    child<QLineEdit>(widget, "updateServerLineEdit")
+        ->setText(QStringLiteral("http://127.0.0.1/a b?c=%zz"));
+    child<QPushButton>(widget, "updatePushButton")->click();
+    QCOMPARE(spy.count(), 1);
+    QCOMPARE(spy[0][0].toUrl().toEncoded(), QByteArray("http://127.0.0.1/a%20b?c=%25zz"));
+}
+
+void tst_SoftwareUpdateWidget::appliesOnceThenCloses()
+{
+    SoftwareUpdateDialog dialog(nullptr, Qt::Dialog);
+    QCOMPARE(dialog.updateWidget()->window(), &dialog);
+    dialog.updateWidget()->setSettings(someSettings());
+    QStringList order;
+    connect(dialog.updateWidget(), &SoftwareUpdateWidget::applySettings, this,
+            [&](const SoftwareUpdateWidgetSettings& settings) {
+                QVERIFY(dialog.isVisible());
+                order << QStringLiteral("apply ") + settings.updateServerUrl;
+            });
+    connect(&dialog, &QDialog::accepted, this, [&] { order << QStringLiteral("accepted"); });
+    dialog.show();
+    child<QLineEdit>(dialog, "updateServerLineEdit")->setText(QStringLiteral("x"));
+    QTest::keyClick(&dialog, Qt::Key_Return);
+    QCOMPARE(order, (QStringList{QStringLiteral("apply x"), QStringLiteral("accepted")}));
+    QVERIFY(!dialog.isVisible());
+}
+
+void tst_SoftwareUpdateWidget::cancelAppliesNothing()
+{
+    SoftwareUpdateDialog dialog(nullptr, Qt::Dialog);
+    const QSignalSpy applied(dialog.updateWidget(), &SoftwareUpdateWidget::applySettings);
+    const QSignalSpy rejected(&dialog, &QDialog::rejected);
+    dialog.show();
+    child<QDialogButtonBox>(dialog, "buttonBox")->button(QDialogButtonBox::Cancel)->click();
+    QCOMPARE(rejected.count(), 1);
+    QCOMPARE(applied.count(), 0);
+    QVERIFY(!dialog.isVisible());
+}
+
+void tst_SoftwareUpdateWidget::takesTheSizeOfItsContents()
+{
+    SoftwareUpdateDialog dialog(nullptr, Qt::Dialog);
+    dialog.updateWidget()->setSettings(someSettings());
+    dialog.show();
+    QVERIFY(QTest::qWaitForWindowExposed(&dialog));
+    const QSize plain = dialog.size();
+    QCOMPARE(dialog.minimumSize(), dialog.maximumSize());
+    QCOMPARE(test::clippedTexts(dialog), QStringList());
+
+    dialog.updateWidget()->setMessage(QStringLiteral("A message of several lines. ").repeated(12));
+    QTRY_VERIFY(dialog.height() > plain.height());
+    QCOMPARE(test::clippedTexts(dialog), QStringList());
+    dialog.updateWidget()->setMessage(QString());
+    QTRY_COMPARE(dialog.size(), plain);
+
+    const HeldKeys keys(Qt::ShiftModifier);
+    dialog.updateWidget()->initForModifiers();
+    QTRY_VERIFY(dialog.height() > plain.height());
+    QCOMPARE(dialog.minimumSize(), dialog.maximumSize());
+}
+
+void tst_SoftwareUpdateWidget::isReachableByKeyboardAndScreenReader()
+{
+    const HeldKeys keys(Qt::ShiftModifier);
+    SoftwareUpdateDialog dialog(nullptr, Qt::Dialog);
+    dialog.show();
+    QVERIFY(QTest::qWaitForWindowActive(&dialog));
+    child<QWidget>(dialog, "updatePushButton")->setFocus();
+    QCOMPARE(test::tabStops(dialog).mid(0, 5),
+             (QStringList{QStringLiteral("updatePushButton"), QStringLiteral("updateCheckBox"),
+                          QStringLiteral("updateComboBox"), QStringLiteral("checkForBetaCheckBox"),
+                          QStringLiteral("updateServerLineEdit")}));
+    QCOMPARE(test::spokenName(child<QWidget>(dialog, "progressBar")),
+             QStringLiteral("Check for updates:"));
+    QCOMPARE(test::spokenName(child<QWidget>(dialog, "updateServerLineEdit")),
+             QStringLiteral("Update server URL:"));
+    // On Unix the name of a combo box is its value; Windows' screen readers are told this one.
+    QCOMPARE(child<QWidget>(dialog, "updateComboBox")->accessibleName(),
+             QStringLiteral("Check for updates:"));
+}
+
+QTEST_MAIN(tst_SoftwareUpdateWidget)
+#include "tst_SoftwareUpdateWidget.moc"
