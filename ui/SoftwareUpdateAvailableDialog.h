@@ -52,7 +52,7 @@ public:
     /** Whether "Show all languages" is checked. */
     bool getShowAllLanguagesState();
 
-signals: // clazy:exclude=fully-qualified-moc-types (connections by text rely on these spellings)
+signals:
     /** "Download Package" was clicked. Rows are distinct, in the order of the selection, not
      * sorted. */
     void downloadUrls(SoftwareUpdate::SoftUpIndexList rows);

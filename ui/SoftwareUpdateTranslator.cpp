@@ -17,7 +17,7 @@ QString preferredLanguage(const QStringList& tags)
 {
     const QStringList known{QStringLiteral("en"), QStringLiteral("de"), QStringLiteral("fr")};
     for (const QString& tag : tags) {
-        const QString language = languageOf(tag);
+        QString language = languageOf(tag);
         if (known.contains(language)) {
             return language;
         }

@@ -45,12 +45,16 @@ public:
      */
     void initForModifiers();
 
-signals: // clazy:exclude=fully-qualified-moc-types (connections by text rely on these spellings)
+signals:
     /** "Check Now" was clicked. Carries the address as typed, which may be invalid or not yet
      * applied. */
     void checkForUpdate(QUrl serverURL);
     /** The user confirmed the settings; emitted by the dialog around the panel. */
-    void applySettings(SoftwareUpdateWidgetSettings settings);
+    // Connections by text rely on the short spelling; what names the check to leave out fills the
+    // line.
+    // clang-format off
+    void applySettings(SoftwareUpdateWidgetSettings settings); // clazy:exclude=fully-qualified-moc-types
+    // clang-format on
     /** For a host to emit: asks the client to show the packages it knows. The panel never emits it.
      */
     void forceUpdateAvailable();

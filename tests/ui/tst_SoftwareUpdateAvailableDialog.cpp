@@ -35,7 +35,7 @@ struct Fixture
         return dialog.findChild<Widget*>(QLatin1String(name));
     }
     void click(const char* button) { child<QAbstractButton>(button)->click(); }
-    void clickCell(int rowIndex, Qt::KeyboardModifiers modifiers = Qt::NoModifier)
+    void clickCell(int rowIndex, Qt::KeyboardModifiers modifiers = Qt::NoModifier) const
     {
         const QPoint point = table->visualItemRect(table->item(rowIndex, 1)).center();
         QTest::mouseClick(table->viewport(), Qt::LeftButton, modifiers, point);
