@@ -51,8 +51,9 @@ void SoftwareUpdateAvailableDialog::reserveSpace()
                             3 * table->verticalHeader()->defaultSectionSize() +
                             table->horizontalScrollBar()->sizeHint().height() +
                             2 * table->frameWidth());
+    // Four lines, with a pixel each for rounding.
     QTextBrowser* const comment = m_form->commentText;
-    comment->setMinimumHeight(4 * comment->fontMetrics().lineSpacing() +
+    comment->setMinimumHeight(4 * (comment->fontMetrics().lineSpacing() + 1) +
                               2 * int(comment->document()->documentMargin()) +
                               2 * comment->frameWidth());
     m_form->splitter->setChildrenCollapsible(false);

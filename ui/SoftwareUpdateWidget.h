@@ -46,17 +46,14 @@ public:
     void initForModifiers();
 
 signals:
-    /** "Check Now" was clicked. Carries the address as typed, which may be invalid or not yet
-     * applied. */
+    /** "Check Now" was clicked. Carries the address as typed, applied or not, valid or not. */
     void checkForUpdate(QUrl serverURL);
     /** The user confirmed the settings; emitted by the dialog around the panel. */
-    // Connections by text rely on the short spelling; what names the check to leave out fills the
-    // line.
+    // Connections by text rely on the short spelling.
     // clang-format off
     void applySettings(SoftwareUpdateWidgetSettings settings); // clazy:exclude=fully-qualified-moc-types
     // clang-format on
-    /** For a host to emit: asks the client to show the packages it knows. The panel never emits it.
-     */
+    /** For a host to emit: asks the client to show the packages it knows. */
     void forceUpdateAvailable();
 
 public slots:
