@@ -42,10 +42,13 @@ int takePeakMemory()
     return text.mid(text.indexOf("VmHWM:") + 6).trimmed().split(' ').first().toInt() / 1024;
 }
 
+// The bounds are those of an optimised build; the others show that nothing hangs or dies.
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-constexpr bool measured = false;
+constexpr int allowance = 30;
+#elif defined(__OPTIMIZE__) || defined(NDEBUG)
+constexpr int allowance = 1;
 #else
-constexpr bool measured = true;
+constexpr int allowance = 5;
 #endif
 
 } // namespace
@@ -144,10 +147,8 @@ void tst_HostileDocuments::areAnsweredAtOnce()
     const PackageInfoList packages = UpdateDocument::parse(&buffer);
     const qint64 elapsed = timer.elapsed();
     const int grown = takePeakMemory() - before;
-    if (measured) {
-        QVERIFY2(elapsed < 2000, qPrintable(QStringLiteral("%1 ms").arg(elapsed)));
-        QVERIFY2(grown < 300, qPrintable(QStringLiteral("%1 MiB").arg(grown)));
-    }
+    QVERIFY2(elapsed < 2000 * allowance, qPrintable(QStringLiteral("%1 ms").arg(elapsed)));
+    QVERIFY2(grown < 300 * allowance, qPrintable(QStringLiteral("%1 MiB").arg(grown)));
     if (!error.isEmpty()) {
         QVERIFY(packages.isEmpty());
         QVERIFY2(log.has(Log::eWarning, QStringLiteral("XML parser error: ") + error),

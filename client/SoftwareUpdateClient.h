@@ -1,0 +1,233 @@
+#pragma once
+
+#include "catalogue/PackageInfo.h"
+#include "install/FileDownloader.h"
+#include "support/Export.h"
+#include "support/VersionNumber.h"
+#include "types/SoftwareUpdateTypes.h"
+#include "types/SoftwareUpdateWidgetSettings.h"
+
+#include <QNetworkAccessManager>
+#include <QNetworkProxy>
+#include <QNetworkReply>
+#include <QObject>
+#include <QPointer>
+#include <QSettings>
+#include <QUrl>
+
+class QProgressDialog;
+class QTimer;
+class QWidget;
+
+namespace zk {
+
+class AppSettings;
+class SoftwareUpdateAvailableDialog;
+class SoftwareUpdateDialog;
+
+/**
+ * The one object through which a host application looks for, shows and installs updates.
+ *
+ * The host calls init() once, names the parent of all dialogs with setParent(), connects to the
+ * signals and calls doInitialCheck(). From then on checks run on the user's schedule, or when the
+ * host calls checkForUpdate(). The host calls deleteInstance() before it ends.
+ *
+ * Everything happens in the thread that called init(), which must be the GUI thread. Nothing
+ * throws; failures end in a state, a message, a message box or a log line. The client must not be
+ * deleted from a slot connected to one of its own signals: connect that one queued. It may be
+ * deleted while one of its dialogs is being executed.
+ */
+class SOFTWAREUPDATE_EXPORT SoftwareUpdateClient : public QObject
+{
+    Q_OBJECT
+
+public:
+    /**
+     * Creates the client; does nothing when there is one.
+     *
+     * @p productName and @p version are what update documents are compared with; @p serverUrl is
+     * requested as it stands. They replace what is stored. @p settings belongs to the host and must
+     * outlive the client; without one everything is forgotten at once.
+     */
+    static void init(const QString& productName, VersionNumber version, const QString& serverUrl,
+                     AppSettings* settings);
+
+    /** The client, null before init() and after deleteInstance(). */
+    static SoftwareUpdateClient* instance();
+
+    /** Deletes the client at once. Dialogs that are open stay: they belong to their parent widgets.
+     */
+    static void deleteInstance();
+
+    ~SoftwareUpdateClient() override;
+
+    /** Stops the hourly test and closes all dialogs. A request or download that runs goes on. */
+    void abortUpdate();
+
+    /** For the host's own use; the library reads neither. */
+    static QSettings::Format sSoftUpQSettingsFormat;
+    static QSettings::Scope sSoftUpQSettingsScope;
+
+    // Connections are made by name and index: the order of all declarations below is part of the
+    // interface, and so is the spelling of their types without the namespace.
+    // clazy:excludeall=fully-qualified-moc-types
+
+signals:
+    /** Comes before state() changes, also when both are equal. */
+    void stateChanged(zk::SoftwareUpdate::EState oldState, zk::SoftwareUpdate::EState newState);
+    /** A text for the user; an empty one clears it. */
+    void messageChanged(const QString& message);
+    /** A check has started; @p lastCheck is its time in the system's long format. */
+    void lastCheckTextChanged(const QString& lastCheck);
+    /** The user asked for the settings in the update-available dialog. */
+    void openUpdateSettings();
+
+public slots:
+    /**
+     * Requests the update document from @p serverUrl. Ends in one of the states eUpdateAvailable,
+     * eUpToDate, eNoUpdateAvailable, eTimeout (after 15 s without an answer) and eError.
+     */
+    void performUpdateCheck(const QUrl& serverUrl);
+    /**
+     * Checks now, if automatic checking is on; with the settings dialog open in any case, and with
+     * the address typed there.
+     */
+    void checkForUpdate();
+    /** Checks in @p millisecondsDelay (less than 1: now) unless the settings dialog is open then.
+     */
+    void checkForUpdate(int millisecondsDelay);
+    /** The host's call at start-up: checks after the delay if that is chosen, else if one is due.
+     */
+    void doInitialCheck(int msDelay = 0);
+    /**
+     * Shows the settings dialog; nothing without a parent widget. A modal one is executed: the call
+     * returns when it closes. No flags: those of setWindowFlags().
+     */
+    void queryForUpdate(Qt::WindowFlags flags = {}, bool modal = true);
+    /** Starts the hourly test whether a check is due. What is stored does not change. */
+    void enableSoftwareUpdate();
+    /** Stops the hourly test. What is stored does not change. */
+    void disableSoftwareUpdate();
+    /** The installed version of the host product. */
+    void setVersionNumber(const VersionNumber&);
+    /** From the next request on the system's proxy is used; this is how it starts. */
+    void setSystemProxy();
+    /** From the next request on @p proxy is used, of whatever type. */
+    void setNetworkProxy(const QNetworkProxy& proxy);
+    /** Camera models with their firmware, for the next check. An empty list changes nothing. */
+    void setCurrentCameraVersions(const SoftwareUpdate::TCurrentCameraVersions&);
+    /**
+     * The parent of dialogs to come; not the QObject parent. Without a living one no dialog is
+     * shown: a check that finds packages then stays in eChecking.
+     */
+    void setParent(QWidget* parent);
+    /** The flags of dialogs to come. */
+    void setWindowFlags(Qt::WindowFlags flags);
+    /** Stores what the user chose and starts or stops the hourly test. */
+    void applyDialogSettings(const SoftwareUpdateWidgetSettings& dialogSettings);
+    Q_INVOKABLE SoftwareUpdate::EState state() const;
+    /** What is stored now. */
+    Q_INVOKABLE SoftwareUpdate::SoftwareUpdateSettings getSettings() const;
+
+private slots:
+    void updateAvailable();
+    void doBackgroundCheck();
+    void downloadUrls(SoftwareUpdate::SoftUpIndexList itemIndexes);
+    void downloadReleaseNotes(SoftwareUpdate::SoftUpIndexList itemIndexes);
+    void downloadProgress(qint64 value, qint64 total);
+    void downloadError(QNetworkReply::NetworkError errorCode);
+    void installPackage(int itemIndex);
+    QList<int> determineForeignLanguageRows(PackageInfoList list);
+    void downloadFinished();
+    void abortDownload();
+    void evaluateServerResponse(QNetworkReply* reply);
+    void requestTimeout();
+    void requestError(const QString& errorText);
+    void queryLastUpdate(int delay = 0);
+    void deleteUpdateDialog();
+    void deleteUpdateAvailableDialog();
+    void deleteNetworkmanager();
+    void deleteProgressDialog();
+    void startZipInstall();
+    void manageUpdateAvailableDialog(SoftwareUpdate::SoftUpIndexList indexList);
+    void showHideForeignLanguageItems(bool);
+    void openSettingsDialogFromUpdateAvailableDialog();
+
+protected:
+    SoftwareUpdateClient(const QString& productName, VersionNumber version,
+                         const QString& serverUrl, AppSettings* settings, QWidget* parent);
+
+private:
+    /** The download that runs or ran last. */
+    struct Download
+    {
+        enum State { eNone, eRunning, eFailed, eComplete };
+        /** A copy: a check may replace the package list meanwhile. */
+        PackageInfo package;
+        State state = eNone;
+        /** Tells downloads apart that follow one another while a message box is open. */
+        int number = 0;
+    };
+
+    static QPointer<SoftwareUpdateClient> s_Instance;
+
+    QPointer<QWidget> m_parentWidget;
+    QPointer<QNetworkAccessManager> m_networkManager;
+    bool m_useCustomProxy = false;
+    QNetworkProxy m_customProxy{QNetworkProxy::NoProxy};
+    QTimer* m_requestTimer = nullptr;
+    QTimer* m_scheduleTimer;
+    PackageInfoList m_packages;
+    SoftwareUpdate::SoftUpIndexList m_installRows;
+    QPointer<SoftwareUpdateDialog> m_settingsDialog;
+    QPointer<SoftwareUpdateAvailableDialog> m_updateAvailableDialog;
+    QPointer<QProgressDialog> m_progressDialog;
+    QString m_downloadPath;
+    Qt::WindowFlags m_windowFlags;
+    FileDownloader* m_downloader;
+    AppSettings* m_settings;
+    SoftwareUpdate::EState m_state = SoftwareUpdate::eIdle;
+    Download m_download;
+    bool m_isAborting = false;
+    bool m_isSettingsDialogExecuting = false;
+
+    void setState(SoftwareUpdate::EState state);
+    void startSchedule(bool run);
+
+    void getCurrentSettings(SoftwareUpdate::SoftwareUpdateSettings* settings) const;
+    void setCurrentSettings(const SoftwareUpdate::SoftwareUpdateSettings* settings);
+    QString transformReleaseStatus(bool beta) const;
+    QNetworkProxy networkProxy(const QString& url);
+
+    void createSettingsDialog(Qt::WindowFlags flags);
+    void sendRequest(const QUrl& serverUrl);
+    void startRequestTimer();
+    bool followRedirect(const QNetworkReply& reply);
+    SoftwareUpdate::EUpdateParsingResult parseServerResponse(QNetworkReply* reply);
+    PackageInfoList selectCandidates(PackageInfoList& all);
+    void productUpToDate();
+    void showMessage(const QString& message);
+
+    void createUpdateAvailableDialog();
+    void closeOutdatedUpdateAvailableDialog();
+    void describePackage(const PackageInfo& package);
+    void openLink(const QUrl& url);
+
+    void showErrorBox(const QString& title, const QString& text);
+    bool confirmInstallation();
+    void startDownload(const PackageInfo& package);
+    void createProgressDialog();
+    void downloadCompleted(const FileDownloader::Result& result);
+    void failDownload(int code);
+    void eraseDownload();
+    void dispatchPackage(const QString& suffix);
+    void installEXEPackage();
+    void installMPKGPackage();
+    void installMSIPackage();
+    void installDEBPackage();
+    void installRPKPackage();
+    void installTARGZPackage();
+    void installZIPPackage();
+};
+
+} // namespace zk

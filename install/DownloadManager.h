@@ -1,0 +1,131 @@
+#pragma once
+
+#include "catalogue/PackageInfo.h"
+#include "support/Export.h"
+
+#include <QDomElement>
+#include <QObject>
+
+class QIODevice;
+
+namespace zk {
+
+/**
+ * Reading and selecting from update documents, and installing packages for the host application.
+ *
+ * The static members are reentrant and hold no state; everything else belongs to the GUI thread.
+ */
+class SOFTWAREUPDATE_EXPORT DownloadManager : public QObject
+{
+    Q_OBJECT
+
+public:
+    /** The names of the update document's elements and attributes. */
+    static const QString DOCUMENT_TAG;
+    static const QString PACKAGE_SET;
+    static const QString PACKAGE;
+    static const QString FILE;
+    static const QString TYPE;
+    static const QString NAME;
+    static const QString NAME_PUBLIC;
+    static const QString PLATFORM;
+    static const QString RELEASE_VERSION;
+    static const QString RELEASE_VERSION_PUBLIC;
+    static const QString RELEASE_STATUS;
+    static const QString RELEASE_DATE;
+    static const QString BASE_URL;
+    static const QString URL;
+    static const QString FILE_SIZE;
+    static const QString LANGUAGE;
+    static const QString RELEASE_NOTES;
+    static const QString README;
+    static const QString COMMENT;
+
+    explicit DownloadManager(QObject* parent = nullptr);
+    ~DownloadManager() override;
+
+    /**
+     * All packages of the document that @p device (open for reading) holds, in document order;
+     * empty on any error, which is logged. Refuses entity declarations, more than 1,000 levels,
+     * 2,000,000 elements and attributes, or 64 MiB. Throws nothing.
+     */
+    static PackageInfoList parseXML(QIODevice* device);
+
+    /** The first child element named "file" of @p node if there is one, else @p node. */
+    static QDomNode startSearchAt(const QDomNode& node);
+    /** Bytes of "4096", "20kB" or "1.5MB"; 0 for anything else, the low 32 bits of more. */
+    static quint32 parseFileSize(const QString& text);
+    /** The package format that ends @p url, e.g. "exe" or "tar.gz"; an odd one is logged. */
+    static QString parsePackageSuffix(const QString& url);
+    /** Local time of "yyyy-MM-dd hh:mm:ss" or "yyyy-MM-dd"; a null date for anything else. */
+    static QDateTime parseReleaseDate(const QString& text);
+
+    /**
+     * The packages of the one newest release that may update @p product, in list order. All
+     * packages that may update it get @p type as their type, in @p packages itself. No @p suffixes:
+     * any will do.
+     */
+    static PackageInfoList findPackageCandidates(PackageInfoList& packages,
+                                                 const PackageInfo& product, const QString& type,
+                                                 const QStringList& suffixes);
+    /** Removes every package that equals an earlier one. Linear in the length of the list. */
+    static void eliminateDuplicatePackages(PackageInfoList& packages);
+    /** How many packages did not come from a stored document. */
+    static int countNew(const PackageInfoList& packages);
+
+    /** Keeps the raw bytes of an update document for recentPackages(). */
+    void setDocumentData(const QByteArray& documentData);
+
+    /** All packages of the stored document, marked as known. The filter is not applied: select
+     * yourself. */
+    Q_INVOKABLE PackageInfoList recentPackages(const PackageInfo& filter);
+    Q_INVOKABLE PackageInfoList recentPackages(const QString& type = QString(),
+                                               const QString& name = QString(),
+                                               const QString& release = QString(),
+                                               const QString& status = QString(),
+                                               const QDateTime& releaseDate = QDateTime(),
+                                               const QSet<QString>& platforms = QSet<QString>(),
+                                               const QSet<QString>& languages = QSet<QString>());
+
+    /** Keeps @p package for a later installation and whether it was put off. */
+    void installLater(const PackageInfo& package, bool flag);
+    /** Keeps a downloaded file and three more paths of the host's for a later installation. */
+    void installLater(const QString& localFile, const QString& second, const QString& third,
+                      const QString& fourth);
+    /** Whether the file kept for later is there with the size that the document gave. */
+    [[nodiscard]] bool hasInstallPackage() const;
+    /** What installLater() keeps. */
+    PackageInfo& installPackage();
+
+signals:
+    /** A package has been unpacked into @p folder. */
+    void unzippingDone(const QString& folder);
+
+public slots:
+    /** Runs the installer in @p filePath. */
+    void runInstaller(const QString& filePath);
+    void unzippingFinished(const QString& folder);
+    void unzippingFailed(const QString& message);
+    /** Adds @p bytes to what the progress dialog shows. */
+    void incProgress(qint64 bytes);
+
+protected:
+    static void parseSet(const QDomElement& set, PackageInfoList& packages);
+    static void parsePackage(const QDomElement& package, PackageInfo& info);
+    static QString findString(const QDomNode& node, const QString& key);
+    static int findAllStrings(const QDomNode& node, const QString& key, QSet<QString>& values);
+    static int findAllTranslatedUrls(const QDomNode& node, const QString& key,
+                                     QMap<QString, QUrl>& urls);
+
+    /** The best package per type and platform among those that pass @p filter, in no particular
+     * order. */
+    Q_INVOKABLE PackageInfoList findBestMatches(PackageInfoList& packages,
+                                                const PackageInfo& filter);
+
+private:
+    QByteArray m_documentData;
+    PackageInfo m_installPackage;
+    QString m_laterPaths[3];
+};
+
+} // namespace zk

@@ -1,0 +1,213 @@
+#include "install/FileDownloader.h"
+
+#include "support/Log.h"
+
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QNetworkAccessManager>
+#include <QNetworkProxy>
+#include <QNetworkRequest>
+
+#include <limits>
+#include <utility>
+
+namespace zk {
+
+namespace {
+
+constexpr char slotName[] = "zk::FileDownloader::fileDownloaded";
+
+QString logText(const QUrl& url)
+{
+    return url.toString(QUrl::RemovePassword);
+}
+
+int httpStatus(const QNetworkReply& reply)
+{
+    return reply.attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
+}
+
+bool isRedirect(int status)
+{
+    return status == 301 || status == 302 || status == 303 || status == 307 || status == 308;
+}
+
+// Where a redirect leads to: the reply's own URL when it names no target.
+QUrl redirectTarget(const QNetworkReply& reply, const QVariant& attribute)
+{
+    const QVariant location =
+        attribute.isNull() ? reply.header(QNetworkRequest::LocationHeader) : attribute;
+    if (location.isNull()) {
+        return reply.url();
+    }
+    const QUrl target = location.toUrl();
+    return target.isRelative() ? reply.url().resolved(target) : target;
+}
+
+// In pieces: readAll() delivers 2 GiB at the most and says nothing of the rest. An aborted reply is
+// no longer open.
+bool copyBody(QNetworkReply& reply, QFile& file)
+{
+    constexpr qint64 pieceSize = 1024 * 1024;
+    QByteArray piece(int(pieceSize), Qt::Uninitialized);
+    while (reply.isOpen() && reply.bytesAvailable() > 0) {
+        const qint64 size = reply.read(piece.data(), pieceSize);
+        if (size <= 0 || file.write(piece.constData(), size) != size) {
+            return false;
+        }
+    }
+    return file.flush();
+}
+
+/** What became of the file. */
+struct Written
+{
+    bool opened = false;
+    bool whole = false;
+};
+
+Written writeBody(QNetworkReply& reply, const QString& filePath)
+{
+    Written written;
+    // The whole path at once: stepping up from a folder that does not exist leads nowhere.
+    if (!QDir().mkpath(QFileInfo(filePath).absolutePath())) {
+        return written;
+    }
+    // Not truncated: a longer file that is there already keeps its tail.
+    QFile file(filePath);
+    written.opened = file.open(QIODevice::ReadWrite);
+    if (written.opened) {
+        written.whole = copyBody(reply, file);
+        file.close();
+        written.whole = written.whole && file.error() == QFile::NoError;
+    }
+    return written;
+}
+
+} // namespace
+
+FileDownloader::FileDownloader(QObject* parent)
+    : QObject(parent)
+    , m_manager(new QNetworkAccessManager(this))
+{
+    connect(m_manager, SIGNAL(finished(QNetworkReply*)), this,
+            SLOT(fileDownloaded(QNetworkReply*)));
+}
+
+FileDownloader::~FileDownloader() = default;
+
+void FileDownloader::downloadFile(const QUrl& url, const QString& filePath)
+{
+    m_filePath = filePath;
+    m_redirects = 0;
+    get(url);
+}
+
+void FileDownloader::abortDownload()
+{
+    if (m_reply) {
+        m_reply->abort();
+    }
+}
+
+void FileDownloader::setProxy(const QNetworkProxy& proxy)
+{
+    m_manager->setProxy(proxy);
+}
+
+void FileDownloader::setCompletionCallback(CompletionCallback callback)
+{
+    m_completed = std::move(callback);
+}
+
+void FileDownloader::get(const QUrl& url)
+{
+    m_reply = m_manager->get(QNetworkRequest(url));
+    QNetworkReply* const reply = m_reply;
+    connect(reply, &QNetworkReply::downloadProgress, this, &FileDownloader::progress);
+    connect(
+        reply, &QNetworkReply::downloadProgress, this,
+        [this, reply](qint64 received, qint64 total) { stopOversized(reply, received, total); });
+    // By text: the signal has the name of a function of the same class.
+    connect(reply, SIGNAL(error(QNetworkReply::NetworkError)), this,
+            SIGNAL(error(QNetworkReply::NetworkError)));
+}
+
+void FileDownloader::stopOversized(QNetworkReply* reply, qint64 received, qint64 total)
+{
+    // A body is held in memory until it is written, so there must be an end to it.
+    constexpr qint64 maximumSize = std::numeric_limits<int>::max();
+    const bool isOversized = received > maximumSize || (total >= 0 && received > total);
+    if (!isOversized || reply->isFinished()) {
+        return;
+    }
+    const QPointer<QNetworkReply> guard(reply);
+    emit error(QNetworkReply::UnknownContentError);
+    if (guard) {
+        guard->abort();
+    }
+}
+
+void FileDownloader::fileDownloaded(QNetworkReply* pReply)
+{
+    SOFTWAREUPDATE_LOG(Log::eInfo, slotName, " : ", int(pReply->error()), " : ",
+                       pReply->errorString());
+    SOFTWAREUPDATE_LOG(Log::eInfo, slotName, " finished : ", int(pReply->isFinished()));
+    SOFTWAREUPDATE_LOG(Log::eInfo, slotName, " downloaded : ", pReply->size());
+    Result result;
+    result.error = pReply->error();
+    result.httpStatus = httpStatus(*pReply);
+    SOFTWAREUPDATE_LOG(Log::eInfo, slotName, " http status : ", result.httpStatus);
+    if (isRedirect(result.httpStatus) && followRedirect(pReply)) {
+        return;
+    }
+    const Written written = writeBody(*pReply, m_filePath);
+    result.allWritten = written.whole;
+    result.isOutdated = m_reply != pReply;
+    pReply->deleteLater();
+
+    const QPointer<FileDownloader> self(this);
+    const QString filePath = m_filePath;
+    complete(result);
+    if (self && written.opened) {
+        emit finished(filePath);
+    }
+}
+
+bool FileDownloader::followRedirect(QNetworkReply* reply)
+{
+    const QVariant attribute = reply->attribute(QNetworkRequest::RedirectionTargetAttribute);
+    if (attribute.isNull()) {
+        return false;
+    }
+    SOFTWAREUPDATE_LOG(Log::eInfo, slotName, "redirect : ", logText(attribute.toUrl()));
+    const QUrl target = redirectTarget(*reply, attribute);
+    SOFTWAREUPDATE_LOG(Log::eInfo, slotName, "complete redirect url: ", logText(target));
+    if (target == reply->url()) {
+        return false;
+    }
+    if (++m_redirects > maximumRedirects) {
+        const QPointer<FileDownloader> self(this);
+        const Result result{QNetworkReply::TooManyRedirectsError, httpStatus(*reply), false,
+                            m_reply != reply};
+        reply->deleteLater();
+        emit error(result.error);
+        if (self) {
+            complete(result);
+        }
+        return true;
+    }
+    get(target);
+    return true;
+}
+
+void FileDownloader::complete(const Result& result)
+{
+    // A copy: the callback may replace or destroy the one that is being called.
+    if (const CompletionCallback completed = m_completed) {
+        completed(result);
+    }
+}
+
+} // namespace zk

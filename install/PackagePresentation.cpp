@@ -1,0 +1,88 @@
+#include "install/PackagePresentation.h"
+
+#include "catalogue/UpdateDocument.h"
+#include "install/LinkRule.h"
+
+#include <QCoreApplication>
+#include <QLocale>
+
+namespace zk::PackagePresentation {
+
+namespace {
+
+// The texts belong to the client, in whose name they are looked up.
+QString translate(const char* text)
+{
+    return QCoreApplication::translate("zk::SoftwareUpdateClient", text);
+}
+
+bool isCameraFirmware(const PackageInfo& package)
+{
+    return package.type == QLatin1String(Vocabulary::typeCameraFirmware);
+}
+
+// In the set's own order, so that a table shows the same text again and again within one run.
+QString joined(const QSet<QString>& words)
+{
+    return QStringList(words.values()).join(QStringLiteral(", "));
+}
+
+} // namespace
+
+QString title(const PackageInfo& package)
+{
+    // The internal name but the public version: users know the product by the one and the other.
+    QString text = package.name.isEmpty() ? package.publicName : package.name;
+    text += QLatin1Char(' ');
+    text += package.publicRelease.isEmpty() ? package.release : package.publicRelease;
+    if (package.status == QLatin1String(Vocabulary::statusBeta)) {
+        text += QLatin1String(" BETA");
+    }
+    return text;
+}
+
+QStringList row(const PackageInfo& package)
+{
+    constexpr double megabytesPerByte = 9.5367431640625e-7;
+    return {title(package),
+            QString::number(package.fileSize * megabytesPerByte, 'f', 1) + QStringLiteral(" MB"),
+            package.suffix,
+            isCameraFirmware(package) ? joined(package.languages) : translate("Multilingual"),
+            joined(package.platforms)};
+}
+
+QString comment(const PackageInfo& package)
+{
+    QString published;
+    if (!package.releaseDate.isNull()) {
+        const QString date =
+            QLocale::system().toString(package.releaseDate.date(), QLocale::LongFormat);
+        published = translate("Published on %1").arg(date) + QStringLiteral("<br />");
+    }
+    const QString url = package.url.toString().toHtmlEscaped();
+    const bool isLink = package.url.isRelative() || isOpenableLink(package.url);
+    const QString link = isLink ? QStringLiteral("<a href=\"") + url + QStringLiteral("\">") + url +
+                                      QStringLiteral("</a>")
+                                : url;
+    return QStringLiteral("<b>") + title(package).toHtmlEscaped() + QStringLiteral(", ") +
+           package.type.toHtmlEscaped() + QStringLiteral("</b><br />") + published + link +
+           QStringLiteral("<br />");
+}
+
+SoftwareUpdate::SoftUpIndexList foreignLanguageRows(const PackageInfoList& packages,
+                                                    const QString& hostLanguage)
+{
+    const bool isEnglish = hostLanguage == QLatin1String("en");
+    SoftwareUpdate::SoftUpIndexList rows;
+    for (int row = 0; row < packages.size(); ++row) {
+        const PackageInfo& package = packages.at(row);
+        const bool isForeign = !package.languages.contains(hostLanguage) ||
+                               (isEnglish && !package.languages.contains(QStringLiteral("de")));
+        if (isCameraFirmware(package) && isForeign) {
+            rows.append(row);
+        }
+    }
+    return rows;
+}
+
+} // namespace zk::PackagePresentation
