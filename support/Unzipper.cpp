@@ -1,0 +1,115 @@
+#include "support/Unzipper.h"
+
+#include "support/Exception.h"
+#include "support/FileUtils.h"
+#include "support/Log.h"
+#include "support/ZipReader.h"
+
+#include <QFile>
+#include <QMutexLocker>
+#include <QRegExp>
+
+#include <exception>
+
+namespace zk {
+
+Unzipper::Unzipper(const QString& zipFile, const QString& targetDir, bool deleteArchive)
+    : m_zipFile(zipFile)
+    , m_targetDir(targetDir)
+    , m_deleteArchive(deleteArchive)
+{
+    start();
+    if (!isRunning() && !isFinished()) {
+        post(false, QStringLiteral("No thread could be started to unpack '%1'.")
+                        .arg(FileUtils::nativePath(zipFile)));
+    }
+}
+
+Unzipper::~Unzipper()
+{
+    cancel();
+    wait();
+}
+
+void Unzipper::cancel()
+{
+    const QMutexLocker locker(&m_mutex);
+    m_cancelled = true;
+    if (m_reader) {
+        m_reader->abort();
+    }
+}
+
+void Unzipper::removeZipFile()
+{
+    if (m_succeeded && QFile::exists(m_zipFile) && !QFile::remove(m_zipFile)) {
+        SOFTWAREUPDATE_LOG(Log::eError, "zk::Unzipper::removeZipFile",
+                           "could not remove the archive: ", m_zipFile);
+    }
+}
+
+void Unzipper::run()
+{
+    try {
+        const bool complete = extract();
+        post(complete, complete ? QString()
+                                : QStringLiteral("Unpacking '%1' was cancelled.")
+                                      .arg(FileUtils::nativePath(m_zipFile)));
+    } catch (const ExceptionQt& error) {
+        post(false, error.message());
+    } catch (const std::exception& error) {
+        post(false, QString::fromLocal8Bit(error.what()));
+    }
+}
+
+/** False when cancelled; throws what the reader throws. */
+bool Unzipper::extract()
+{
+    ZipReader reader(m_zipFile, nullptr);
+    setReader(&reader);
+    struct Forget
+    {
+        Unzipper* self;
+        ~Forget() { self->setReader(nullptr); }
+    } const forget{this};
+    Q_UNUSED(forget)
+    if (!reader.isAborted()) {
+        reader.open(QIODevice::NotOpen);
+        reader.extractFiles(m_targetDir, QRegExp(), QString(), true, reader.fileList());
+    }
+    // Not isAborted(): a cancel that comes after the last file changes nothing any more.
+    return reader.isComplete();
+}
+
+void Unzipper::setReader(ZipReader* reader)
+{
+    const QMutexLocker locker(&m_mutex);
+    m_reader = reader;
+    if (m_reader && m_cancelled) {
+        m_reader->abort();
+    }
+}
+
+void Unzipper::post(bool complete, const QString& failure)
+{
+    // Queued even from the own thread. What the destructor finds in the queue is dropped by
+    // ~QObject.
+    QMetaObject::invokeMethod(
+        this, [this, complete, failure] { announce(complete, failure); }, Qt::QueuedConnection);
+}
+
+void Unzipper::announce(bool complete, const QString& failure)
+{
+    if (!complete) {
+        emit unzippingFailed(failure);
+        return;
+    }
+    m_succeeded = true;
+    if (m_deleteArchive) {
+        removeZipFile();
+    }
+    // Last: a slot may delete this object.
+    emit unzippingDone(m_targetDir);
+}
+
+} // namespace zk

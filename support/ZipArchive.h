@@ -1,0 +1,97 @@
+#pragma once
+
+#include "support/Exception.h"
+
+#include <QString>
+#include <QtGlobal>
+
+#include <memory>
+#include <vector>
+
+struct zip;
+struct zip_file;
+
+namespace zk {
+
+/** What the central directory says about one entry. */
+struct ZipEntry
+{
+    /** As in the archive, with "/" between folders; the name of a folder ends with it. */
+    QString name;
+    quint64 size = 0;
+    quint64 compressedSize = 0;
+    quint32 crc = 0;
+    quint16 method = 0;
+    quint32 unixMode = 0;
+    /** Seconds since 1970, -1 when not known. */
+    qint64 modified = -1;
+
+    [[nodiscard]] bool isFolder() const { return name.endsWith(QLatin1Char('/')); }
+};
+
+/**
+ * One archive open for reading, whose central directory holds nothing that must not be unpacked.
+ *
+ * Used in one thread at a time.
+ */
+class ZipArchive
+{
+public:
+    /** The bytes of one entry, read from the first to the last. */
+    class Stream
+    {
+    public:
+        /** Reads up to @p size bytes; 0 at the end. Throws IOException with the reason alone. */
+        qint64 read(char* data, qint64 size);
+        /** Fills @p data; throws IOException with the reason alone when the entry ends before. */
+        void readFully(char* data, qint64 size);
+
+    private:
+        friend class ZipArchive;
+        struct Closer
+        {
+            void operator()(zip_file* file) const;
+        };
+        explicit Stream(zip_file* file);
+
+        std::unique_ptr<zip_file, Closer> m_file;
+    };
+    enum class Form { Raw, Inflated };
+
+    /** Throws IOException when the archive cannot be read, or names the first entry that must not
+     * be unpacked. */
+    explicit ZipArchive(const QString& path);
+    ~ZipArchive();
+    ZipArchive(const ZipArchive&) = delete;
+    ZipArchive& operator=(const ZipArchive&) = delete;
+
+    /** In archive order. */
+    [[nodiscard]] const std::vector<ZipEntry>& entries() const { return m_entries; }
+
+    /** Opens entry number @p index; throws IOException with the reason alone. */
+    [[nodiscard]] Stream stream(std::size_t index, Form form) const;
+
+    /** The exception that refuses this archive because of @p reason. */
+    [[nodiscard]] IOException refusal(const QString& reason) const;
+    /** The exception that refuses this archive because of one entry: "... entry 'name'
+     * <complaint>". */
+    [[nodiscard]] IOException refusal(const QString& entryName, const QString& complaint) const;
+
+private:
+    struct Closer
+    {
+        void operator()(zip* archive) const;
+    };
+
+    void open();
+    void readDirectory();
+    [[nodiscard]] ZipEntry readEntry(quint64 index) const;
+    void checkNames() const;
+
+    QString m_path;
+    quint64 m_fileSize = 0;
+    std::unique_ptr<zip, Closer> m_zip;
+    std::vector<ZipEntry> m_entries;
+};
+
+} // namespace zk

@@ -1,0 +1,270 @@
+#include "support/ZipExtraction.h"
+
+#include <QDateTime>
+#include <QDir>
+#include <QFileInfo>
+#include <QStorageInfo>
+
+#include <libdeflate.h>
+#include <zip.h>
+
+#include <array>
+#include <limits>
+#include <new>
+#include <utility>
+
+namespace zk {
+
+namespace {
+
+constexpr qint64 PieceSize = 64 * 1024;
+constexpr quint64 MaxInflatedAtOnce = 256ULL * 1024 * 1024;
+constexpr quint64 MaxPackedAtOnce = 48ULL * 1024 * 1024;
+
+void checkCrc(quint32 found, const ZipEntry& entry)
+{
+    if (found != entry.crc) {
+        throw IOException(QStringLiteral("is damaged: its checksum is wrong"));
+    }
+}
+
+IOException wrongSize()
+{
+    return IOException(QStringLiteral("is damaged: it has not the size that it declares"));
+}
+
+void setExecutable(QFile& file, quint32 unixMode)
+{
+#ifdef Q_OS_UNIX
+    constexpr quint32 owner = 0100;
+    constexpr quint32 group = 0010;
+    constexpr quint32 other = 0001;
+    if ((unixMode & (owner | group | other)) == 0) {
+        return;
+    }
+    QFile::Permissions permissions = file.permissions();
+    // Only to whom the user's mask lets read.
+    permissions.setFlag(QFile::ExeOwner, (unixMode & owner) != 0);
+    permissions.setFlag(QFile::ExeGroup, (unixMode & group) != 0 && permissions & QFile::ReadGroup);
+    permissions.setFlag(QFile::ExeOther, (unixMode & other) != 0 && permissions & QFile::ReadOther);
+    if (!file.setPermissions(permissions)) {
+        throw IOException(QStringLiteral("cannot be made executable: %1").arg(file.errorString()));
+    }
+#else
+    Q_UNUSED(file)
+    Q_UNUSED(unixMode)
+#endif
+}
+
+void finishFile(QFile& file, const ZipEntry& entry)
+{
+    setExecutable(file, entry.unixMode);
+    if (entry.modified >= 0) {
+        // Not fatal: some file systems cannot hold every time, and the contents are right.
+        (void)file.setFileTime(QDateTime::fromSecsSinceEpoch(entry.modified),
+                               QFileDevice::FileModificationTime);
+    }
+    file.close();
+    if (file.error() != QFileDevice::NoError) {
+        throw IOException(QStringLiteral("cannot be written: %1").arg(file.errorString()));
+    }
+}
+
+QString existingFolder(const QString& path)
+{
+    QString folder = QDir::cleanPath(path);
+    while (!QFileInfo::exists(folder)) {
+        const QString parent = QFileInfo(folder).path();
+        if (parent == folder) {
+            break;
+        }
+        folder = parent;
+    }
+    return folder;
+}
+
+} // namespace
+
+char* ZipExtraction::Buffer::atLeast(quint64 size)
+{
+    if (size > capacity) {
+        data.reset(); // first, or both would be there at once
+        capacity = 0;
+        // Not make_unique: it would fill what is about to be overwritten.
+        data.reset(new char[std::size_t(size)]);
+        capacity = size;
+    }
+    return data.get();
+}
+
+void ZipExtraction::DecompressorCloser::operator()(libdeflate_decompressor* decompressor) const
+{
+    libdeflate_free_decompressor(decompressor);
+}
+
+ZipExtraction::ZipExtraction(const ZipArchive& archive, Progress progress, IsAborted isAborted)
+    : m_archive(archive)
+    , m_progress(std::move(progress))
+    , m_isAborted(std::move(isAborted))
+    , m_decompressor(libdeflate_alloc_decompressor())
+{
+    if (!m_decompressor) {
+        throw std::bad_alloc();
+    }
+}
+
+ZipExtraction::~ZipExtraction() = default;
+
+bool ZipExtraction::run(const std::vector<Job>& jobs, const QString& targetDir,
+                        ZipTargetTree::Existing existing)
+{
+    const QString folder = QDir::cleanPath(QDir::current().absoluteFilePath(targetDir));
+    if (targetDir.isEmpty()) {
+        throw m_archive.refusal(QStringLiteral("no folder is given"));
+    }
+    checkSpace(jobs, folder);
+    const ZipEntry* current = nullptr;
+    try {
+        ZipTargetTree tree(folder, existing);
+        for (const Job& job : jobs) {
+            current = &m_archive.entries()[job.index];
+            if (m_isAborted() || !extract(job, tree)) {
+                return false;
+            }
+        }
+        current = nullptr;
+        tree.commit();
+        return true;
+    } catch (const IOException& error) {
+        throw current ? m_archive.refusal(current->name, error.message())
+                      : m_archive.refusal(error.message());
+    } catch (const std::bad_alloc&) {
+        const QString reason = QStringLiteral("needs more memory than there is");
+        throw current ? m_archive.refusal(current->name, reason) : m_archive.refusal(reason);
+    }
+}
+
+void ZipExtraction::checkSpace(const std::vector<Job>& jobs, const QString& targetDir) const
+{
+    const QStorageInfo storage(existingFolder(targetDir));
+    const qint64 available = storage.bytesAvailable();
+    if (!storage.isValid() || available < 0) {
+        return;
+    }
+    // Every file takes whole blocks.
+    const quint64 block = quint64(qMax(storage.blockSize(), 512));
+    quint64 left = quint64(available);
+    for (const Job& job : jobs) {
+        const ZipEntry& entry = m_archive.entries()[job.index];
+        // At most 2^63, so rounding up does not overflow.
+        const quint64 needed = (entry.size + block - 1) / block * block;
+        if (needed > left) {
+            throw m_archive.refusal(
+                entry.name,
+                QStringLiteral("does not fit on the disk any more: only %1 bytes are free")
+                    .arg(available));
+        }
+        left -= needed;
+    }
+}
+
+bool ZipExtraction::extract(const Job& job, ZipTargetTree& tree)
+{
+    const ZipEntry& entry = m_archive.entries()[job.index];
+    if (entry.isFolder()) {
+        tree.makeFolder(job.target.chopped(job.target.endsWith(QLatin1Char('/')) ? 1 : 0));
+        return announce(0);
+    }
+    const bool atOnce = entry.method == ZIP_CM_DEFLATE && entry.size <= MaxInflatedAtOnce &&
+                        entry.compressedSize <= MaxPackedAtOnce;
+    return atOnce ? writeInflated(job, entry, tree) : writeStreamed(job, entry, tree);
+}
+
+bool ZipExtraction::writeInflated(const Job& job, const ZipEntry& entry, ZipTargetTree& tree)
+{
+    const char* data = inflate(job.index, entry);
+    const std::unique_ptr<QFile> file = tree.createFile(job.target);
+    if (!writePieces(*file, data, qint64(entry.size))) {
+        return false;
+    }
+    finishFile(*file, entry);
+    return entry.size > 0 || announce(0);
+}
+
+const char* ZipExtraction::inflate(std::size_t index, const ZipEntry& entry)
+{
+    char* const packed = m_packed.atLeast(entry.compressedSize);
+    m_archive.stream(index, ZipArchive::Form::Raw).readFully(packed, qint64(entry.compressedSize));
+    // One byte at least: the decompressor is not to be given a null pointer.
+    char* const unpacked = m_unpacked.atLeast(qMax<quint64>(entry.size, 1));
+    std::size_t used = 0;
+    std::size_t made = 0;
+    const libdeflate_result result = libdeflate_deflate_decompress_ex(
+        m_decompressor.get(), packed, std::size_t(entry.compressedSize), unpacked,
+        std::size_t(entry.size), &used, &made);
+    if (result == LIBDEFLATE_INSUFFICIENT_SPACE) {
+        throw wrongSize();
+    }
+    if (result != LIBDEFLATE_SUCCESS) {
+        throw IOException(QStringLiteral("is damaged: its data cannot be inflated"));
+    }
+    if (made != entry.size || used != entry.compressedSize) {
+        throw wrongSize();
+    }
+    checkCrc(libdeflate_crc32(0, unpacked, made), entry);
+    return unpacked;
+}
+
+bool ZipExtraction::writeStreamed(const Job& job, const ZipEntry& entry, ZipTargetTree& tree)
+{
+    const auto form =
+        entry.method == ZIP_CM_STORE ? ZipArchive::Form::Raw : ZipArchive::Form::Inflated;
+    ZipArchive::Stream stream = m_archive.stream(job.index, form);
+    const std::unique_ptr<QFile> file = tree.createFile(job.target);
+    std::array<char, PieceSize> piece;
+    quint32 crc = 0;
+    for (qint64 left = qint64(entry.size); left > 0;) {
+        const qint64 size = qMin(left, PieceSize);
+        stream.readFully(piece.data(), size);
+        crc = libdeflate_crc32(crc, piece.data(), std::size_t(size));
+        left -= size;
+        if (left == 0) {
+            checkCrc(crc, entry);
+        }
+        if (!writePieces(*file, piece.data(), size)) {
+            return false;
+        }
+    }
+    // libzip makes its own checks where it reaches the end; what comes beyond it is a lie of the
+    // directory's.
+    if (stream.read(piece.data(), 1) != 0) {
+        throw wrongSize();
+    }
+    checkCrc(crc, entry);
+    finishFile(*file, entry);
+    return entry.size > 0 || announce(0);
+}
+
+bool ZipExtraction::writePieces(QFile& file, const char* data, qint64 size)
+{
+    for (qint64 done = 0; done < size;) {
+        const qint64 part = qMin(size - done, PieceSize);
+        if (file.write(data + done, part) != part) {
+            throw IOException(QStringLiteral("cannot be written: %1").arg(file.errorString()));
+        }
+        done += part;
+        if (!announce(part)) {
+            return false;
+        }
+    }
+    return true;
+}
+
+bool ZipExtraction::announce(qint64 bytes)
+{
+    m_written += bytes;
+    m_progress(bytes);
+    return !m_isAborted();
+}
+
+} // namespace zk
