@@ -6,7 +6,6 @@
 #include "support/ZipReader.h"
 
 #include <QFile>
-#include <QMutexLocker>
 #include <QRegExp>
 
 #include <exception>
@@ -33,7 +32,7 @@ Unzipper::~Unzipper()
 
 void Unzipper::cancel()
 {
-    const QMutexLocker locker(&m_mutex);
+    const std::lock_guard<std::mutex> lock(m_mutex);
     m_cancelled = true;
     if (m_reader) {
         m_reader->abort();
@@ -83,7 +82,7 @@ bool Unzipper::extract()
 
 void Unzipper::setReader(ZipReader* reader)
 {
-    const QMutexLocker locker(&m_mutex);
+    const std::lock_guard<std::mutex> lock(m_mutex);
     m_reader = reader;
     if (m_reader && m_cancelled) {
         m_reader->abort();

@@ -150,6 +150,10 @@ void ZipArchive::open()
         throw refusal(textOf(zip_source_error(source)));
     }
     m_fileSize = stat.size;
+    if (m_fileSize == 0) {
+        // libzip takes it for an archive without entries; it is a download that never began.
+        throw refusal(QStringLiteral("the file is empty"));
+    }
 }
 
 void ZipArchive::readDirectory()

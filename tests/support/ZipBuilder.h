@@ -1,0 +1,54 @@
+#pragma once
+
+#include <QByteArray>
+#include <QString>
+
+#include <optional>
+
+namespace zk::test {
+
+/** One entry as ZipBuilder writes it; what is not set is what an honest archiver would write. */
+struct ZipItem
+{
+    QByteArray name;
+    QByteArray data;
+    bool deflate = true;
+    quint16 flags = 0x0800; // the name is UTF-8
+    quint16 system = 3;     // Unix
+    quint32 unixMode = 0100644;
+    std::optional<quint16> method;
+    std::optional<quint32> crc;
+    std::optional<quint64> size;
+    std::optional<quint64> compressedSize;
+    /** Written after the entry's data and counted as part of it. */
+    QByteArray junk;
+    QByteArray extra;
+    bool zip64 = false;
+    quint32 windowsAttributes = 0;
+};
+
+/** Writes zip archives byte by byte, so that those can be made that no archiver makes. */
+class ZipBuilder
+{
+public:
+    ZipBuilder& add(const ZipItem& item);
+    ZipBuilder& add(const QByteArray& name, const QByteArray& data = "data");
+
+    /** The finished archive; the number of entries and the end's offset may lie. */
+    [[nodiscard]] QByteArray bytes() const;
+    void write(const QString& path) const;
+
+    std::optional<quint64> claimedEntries;
+    bool zip64End = false;
+
+private:
+    QByteArray m_local;
+    QByteArray m_central;
+    quint64 m_count = 0;
+};
+
+/** Writes a file, throwing the test away where it cannot. */
+void writeFile(const QString& path, const QByteArray& data);
+QByteArray readFile(const QString& path);
+
+} // namespace zk::test
