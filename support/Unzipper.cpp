@@ -12,6 +12,8 @@
 
 namespace zk {
 
+// By reference as published.
+// NOLINTNEXTLINE(modernize-pass-by-value)
 Unzipper::Unzipper(const QString& zipFile, const QString& targetDir, bool deleteArchive)
     : m_zipFile(zipFile)
     , m_targetDir(targetDir)
@@ -20,7 +22,7 @@ Unzipper::Unzipper(const QString& zipFile, const QString& targetDir, bool delete
     start();
     if (!isRunning() && !isFinished()) {
         post(false, QStringLiteral("No thread could be started to unpack '%1'.")
-                        .arg(FileUtils::nativePath(zipFile)));
+                        .arg(FileUtils::nativePath(m_zipFile)));
     }
 }
 
@@ -91,19 +93,29 @@ void Unzipper::setReader(ZipReader* reader)
 
 void Unzipper::post(bool complete, const QString& failure)
 {
-    // Queued even from the own thread. What the destructor finds in the queue is dropped by
-    // ~QObject.
-    QMetaObject::invokeMethod(
-        this, [this, complete, failure] { announce(complete, failure); }, Qt::QueuedConnection);
+    {
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        m_complete = complete;
+        m_failure = failure;
+    }
+    // Queued even from the own thread; what the destructor finds in the queue is dropped by
+    // ~QObject. By name, as a functor would cross the threads under locks that ThreadSanitizer does
+    // not see.
+    QMetaObject::invokeMethod(this, "announce", Qt::QueuedConnection);
 }
 
-void Unzipper::announce(bool complete, const QString& failure)
+void Unzipper::announce()
 {
-    if (!complete) {
+    QString failure;
+    {
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        m_succeeded = m_complete;
+        failure = m_failure;
+    }
+    if (!m_succeeded) {
         emit unzippingFailed(failure);
         return;
     }
-    m_succeeded = true;
     if (m_deleteArchive) {
         removeZipFile();
     }

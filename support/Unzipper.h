@@ -54,17 +54,19 @@ private:
     [[nodiscard]] bool extract();
     void setReader(ZipReader* reader);
     void post(bool complete, const QString& failure);
-    void announce(bool complete, const QString& failure);
+    Q_INVOKABLE void announce();
 
     const QString m_zipFile;
     const QString m_targetDir;
     const bool m_deleteArchive;
     bool m_succeeded = false;
 
-    // Guards the two below. Not a QMutex: ThreadSanitizer does not see into an uninstrumented Qt.
+    // Guards what follows. Not a QMutex: ThreadSanitizer does not see into an uninstrumented Qt.
     std::mutex m_mutex;
     ZipReader* m_reader = nullptr;
     bool m_cancelled = false;
+    bool m_complete = false;
+    QString m_failure;
 };
 
 } // namespace zk

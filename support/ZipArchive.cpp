@@ -8,6 +8,7 @@
 #include <zip.h>
 
 #include <limits>
+#include <utility>
 
 namespace zk {
 
@@ -122,8 +123,8 @@ void ZipArchive::Stream::readFully(char* data, qint64 size)
     }
 }
 
-ZipArchive::ZipArchive(const QString& path)
-    : m_path(path)
+ZipArchive::ZipArchive(QString path)
+    : m_path(std::move(path))
 {
     open();
     readDirectory();

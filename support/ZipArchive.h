@@ -60,7 +60,7 @@ public:
 
     /** Throws IOException when the archive cannot be read, or names the first entry that must not
      * be unpacked. */
-    explicit ZipArchive(const QString& path);
+    explicit ZipArchive(QString path);
     ~ZipArchive();
     ZipArchive(const ZipArchive&) = delete;
     ZipArchive& operator=(const ZipArchive&) = delete;

@@ -108,7 +108,7 @@ QString entryNameComplaint(const QString& name)
     if (name.startsWith(QLatin1Char('/'))) {
         return QStringLiteral("has an absolute path");
     }
-    const QString complaint = characterComplaint(name);
+    QString complaint = characterComplaint(name);
     if (!complaint.isEmpty()) {
         return complaint;
     }
@@ -117,7 +117,7 @@ QString entryNameComplaint(const QString& name)
         return QStringLiteral("is nested too deeply");
     }
     for (const QStringRef& part : parts) {
-        const QString partComplaint = componentComplaint(part);
+        QString partComplaint = componentComplaint(part);
         if (!partComplaint.isEmpty()) {
             return partComplaint;
         }

@@ -17,7 +17,7 @@ namespace zk {
 
 namespace {
 
-constexpr qint64 PieceSize = 64 * 1024;
+constexpr qint64 PieceSize = 65536;
 constexpr quint64 MaxInflatedAtOnce = 256ULL * 1024 * 1024;
 constexpr quint64 MaxPackedAtOnce = 48ULL * 1024 * 1024;
 
@@ -153,7 +153,7 @@ void ZipExtraction::checkSpace(const std::vector<Job>& jobs, const QString& targ
     }
     // Every file takes whole blocks.
     const quint64 block = quint64(qMax(storage.blockSize(), 512));
-    quint64 left = quint64(available);
+    auto left = quint64(available);
     for (const Job& job : jobs) {
         const ZipEntry& entry = m_archive.entries()[job.index];
         // At most 2^63, so rounding up does not overflow.
@@ -223,7 +223,7 @@ bool ZipExtraction::writeStreamed(const Job& job, const ZipEntry& entry, ZipTarg
     const std::unique_ptr<QFile> file = tree.createFile(job.target);
     std::array<char, PieceSize> piece;
     quint32 crc = 0;
-    for (qint64 left = qint64(entry.size); left > 0;) {
+    for (auto left = qint64(entry.size); left > 0;) {
         const qint64 size = qMin(left, PieceSize);
         stream.readFully(piece.data(), size);
         crc = libdeflate_crc32(crc, piece.data(), std::size_t(size));

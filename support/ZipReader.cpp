@@ -9,6 +9,7 @@
 
 #include <limits>
 #include <new>
+#include <utility>
 
 namespace zk {
 
@@ -16,8 +17,9 @@ namespace {
 
 /** What @p entries select of the archive, and where each goes. Throws IOException. */
 std::vector<ZipExtraction::Job> selectJobs(const ZipArchive& archive,
-                                           const QHash<QString, int>& indexes, QRegExp filter,
-                                           const QString& prefix, const QStringList& entries)
+                                           const QHash<QString, int>& indexes,
+                                           const QRegExp& filter, const QString& prefix,
+                                           const QStringList& entries)
 {
     std::vector<ZipExtraction::Job> jobs;
     QSet<int> taken;
@@ -51,6 +53,8 @@ std::vector<ZipExtraction::Job> selectJobs(const ZipArchive& archive,
 
 } // namespace
 
+// By reference as published.
+// NOLINTNEXTLINE(modernize-pass-by-value)
 ZipReader::ZipReader(const QString& zipFile, QObject* parent)
     : ZipDevice(parent)
     , m_zipFile(zipFile)
@@ -111,15 +115,17 @@ qint64 ZipReader::uncompressedSize(const QStringList& entries) const
     for (const QString& name : entries) {
         const int index = m_indexes.value(name, -1);
         if (index >= 0) {
-            const qint64 size = qint64(m_archive->entries()[std::size_t(index)].size);
+            const auto size = qint64(m_archive->entries()[std::size_t(index)].size);
             sum += qMin(size, std::numeric_limits<qint64>::max() - sum);
         }
     }
     return sum;
 }
 
+// The list comes by value as published.
 qint64 ZipReader::extractFiles(const QString& targetDir, const QRegExp& filter,
-                               const QString& prefix, bool overwrite, QStringList entries)
+                               const QString& prefix, bool overwrite,
+                               QStringList entries) // NOLINT(performance-unnecessary-value-param)
 {
     m_complete = false;
     const std::shared_ptr<ZipArchive> archive = m_archive;

@@ -256,7 +256,7 @@ void tst_ZipReader::judgesNames_data()
                              "/",
                              "/a",
                              "//server/share",
-                             "\\\\server\\share",
+                             R"(\\server\share)",
                              "..",
                              "../a",
                              "a/..",
@@ -543,7 +543,10 @@ void tst_ZipReader::agreesWithOtherTools()
     const QString program = command.takeFirst();
     for (const QString& tool : {program, QStringLiteral("unzip")}) {
         if (QStandardPaths::findExecutable(tool).isEmpty()) {
-            QSKIP(qPrintable(tool + QStringLiteral(" is not installed")));
+            // Not QSKIP: clang finds its variable arguments missing.
+            QTest::qSkip(qPrintable(tool + QStringLiteral(" is not installed")), __FILE__,
+                         __LINE__);
+            return;
         }
     }
     const QString tree = m_folder + QStringLiteral("/tree");
