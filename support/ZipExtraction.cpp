@@ -20,6 +20,7 @@ namespace {
 constexpr qint64 PieceSize = 65536;
 constexpr quint64 MaxInflatedAtOnce = 256ULL * 1024 * 1024;
 constexpr quint64 MaxPackedAtOnce = 48ULL * 1024 * 1024;
+constexpr quint64 MaxLoadedAhead = 4ULL * 1024 * 1024;
 
 void checkCrc(quint32 found, const ZipEntry& entry)
 {
@@ -68,6 +69,11 @@ void finishFile(QFile& file, const ZipEntry& entry)
     if (file.error() != QFileDevice::NoError) {
         throw IOException(QStringLiteral("cannot be written: %1").arg(file.errorString()));
     }
+}
+
+bool isLoadedAhead(const ZipEntry& entry)
+{
+    return entry.size <= MaxLoadedAhead && entry.compressedSize <= MaxLoadedAhead;
 }
 
 QString existingFolder(const QString& path)
@@ -123,24 +129,22 @@ bool ZipExtraction::run(const std::vector<Job>& jobs, const QString& targetDir,
         throw m_archive.refusal(QStringLiteral("no folder is given"));
     }
     checkSpace(jobs, folder);
-    const ZipEntry* current = nullptr;
+    m_current = nullptr;
+    const auto refusal = [this](const QString& reason) {
+        return m_current ? m_archive.refusal(m_current->name, reason) : m_archive.refusal(reason);
+    };
     try {
         ZipTargetTree tree(folder, existing);
-        for (const Job& job : jobs) {
-            current = &m_archive.entries()[job.index];
-            if (m_isAborted() || !extract(job, tree)) {
-                return false;
-            }
+        if (!extractAll(jobs, tree)) {
+            return false;
         }
-        current = nullptr;
+        m_current = nullptr;
         tree.commit();
         return true;
     } catch (const IOException& error) {
-        throw current ? m_archive.refusal(current->name, error.message())
-                      : m_archive.refusal(error.message());
+        throw refusal(error.message());
     } catch (const std::bad_alloc&) {
-        const QString reason = QStringLiteral("needs more memory than there is");
-        throw current ? m_archive.refusal(current->name, reason) : m_archive.refusal(reason);
+        throw refusal(QStringLiteral("needs more memory than there is"));
     }
 }
 
@@ -168,21 +172,118 @@ void ZipExtraction::checkSpace(const std::vector<Job>& jobs, const QString& targ
     }
 }
 
-bool ZipExtraction::extract(const Job& job, ZipTargetTree& tree)
+bool ZipExtraction::extractAll(const Jobs& jobs, ZipTargetTree& tree)
 {
-    const ZipEntry& entry = m_archive.entries()[job.index];
-    if (entry.isFolder()) {
-        tree.makeFolder(job.target.chopped(job.target.endsWith(QLatin1Char('/')) ? 1 : 0));
-        return announce(0);
+    Batch* batch = &m_batches[0];
+    Batch* next = &m_batches[1];
+    plan(*next, jobs, 0);
+    std::future<void> loading = startLoading(*next, jobs);
+    while (next->first < jobs.size()) {
+        if (loading.valid()) {
+            loading.get();
+        }
+        std::swap(batch, next);
+        plan(*next, jobs, batch->end);
+        if (!batch->alone) {
+            loading = startLoading(*next, jobs);
+        }
+        if (!write(*batch, jobs, tree)) {
+            return false;
+        }
+        if (batch->alone) {
+            loading = startLoading(*next, jobs);
+        }
     }
-    const bool atOnce = entry.method == ZIP_CM_DEFLATE && entry.size <= MaxInflatedAtOnce &&
-                        entry.compressedSize <= MaxPackedAtOnce;
-    return atOnce ? writeInflated(job, entry, tree) : writeStreamed(job, entry, tree);
+    return true;
 }
 
-bool ZipExtraction::writeInflated(const Job& job, const ZipEntry& entry, ZipTargetTree& tree)
+void ZipExtraction::plan(Batch& batch, const Jobs& jobs, std::size_t first) const
 {
-    const char* data = inflate(job.index, entry);
+    batch.first = first;
+    batch.end = first;
+    batch.alone = false;
+    quint64 size = 0;
+    for (; batch.end < jobs.size(); ++batch.end) {
+        const ZipEntry& entry = m_archive.entries()[jobs[batch.end].index];
+        if (!isLoadedAhead(entry) || size + entry.size > MaxLoadedAhead) {
+            break;
+        }
+        size += entry.size;
+    }
+    if (batch.end == first && first < jobs.size()) {
+        batch.alone = true;
+        ++batch.end;
+    }
+    batch.failedAt = batch.end;
+}
+
+std::future<void> ZipExtraction::startLoading(Batch& batch, const Jobs& jobs)
+{
+    if (batch.alone || batch.first == batch.end) {
+        return {};
+    }
+    // Both policies: where no thread can be had, the caller's own does it.
+    return std::async(std::launch::async | std::launch::deferred,
+                      [this, &batch, &jobs] { load(batch, jobs); });
+}
+
+void ZipExtraction::load(Batch& batch, const Jobs& jobs)
+{
+    char* data = batch.data.atLeast(MaxLoadedAhead);
+    for (std::size_t i = batch.first; i < batch.end; ++i) {
+        const ZipEntry& entry = m_archive.entries()[jobs[i].index];
+        try {
+            if (!entry.isFolder()) {
+                unpack(jobs[i].index, entry, data);
+            }
+        } catch (const IOException& error) {
+            batch.failedAt = i;
+            batch.failure = error.message();
+            return;
+        }
+        data += entry.size;
+    }
+}
+
+bool ZipExtraction::write(const Batch& batch, const Jobs& jobs, ZipTargetTree& tree)
+{
+    const char* data = batch.data.data.get();
+    for (std::size_t i = batch.first; i < batch.end; ++i) {
+        const Job& job = jobs[i];
+        const ZipEntry& entry = m_archive.entries()[job.index];
+        m_current = &entry;
+        if (m_isAborted()) {
+            return false;
+        }
+        if (i == batch.failedAt) {
+            throw IOException(batch.failure);
+        }
+        if (!(batch.alone ? writeAlone(job, entry, tree) : writeLoaded(job, entry, data, tree))) {
+            return false;
+        }
+        data += batch.alone ? 0 : entry.size;
+    }
+    return true;
+}
+
+bool ZipExtraction::writeAlone(const Job& job, const ZipEntry& entry, ZipTargetTree& tree)
+{
+    if (entry.method != ZIP_CM_DEFLATE || entry.size > MaxInflatedAtOnce ||
+        entry.compressedSize > MaxPackedAtOnce) {
+        return writeStreamed(job, entry, tree);
+    }
+    char* const unpacked = m_unpacked.atLeast(entry.size);
+    unpack(job.index, entry, unpacked);
+    return writeLoaded(job, entry, unpacked, tree);
+}
+
+bool ZipExtraction::writeLoaded(const Job& job, const ZipEntry& entry, const char* data,
+                                ZipTargetTree& tree)
+{
+    if (entry.isFolder()) {
+        tree.makeFolder(job.target.chopped(1));
+        return announce(0);
+    }
     const std::unique_ptr<QFile> file = tree.createFile(job.target);
     if (!writePieces(*file, data, qint64(entry.size))) {
         return false;
@@ -191,12 +292,15 @@ bool ZipExtraction::writeInflated(const Job& job, const ZipEntry& entry, ZipTarg
     return entry.size > 0 || announce(0);
 }
 
-const char* ZipExtraction::inflate(std::size_t index, const ZipEntry& entry)
+void ZipExtraction::unpack(std::size_t index, const ZipEntry& entry, char* unpacked)
 {
+    ZipArchive::Stream stream = m_archive.stream(index, ZipArchive::Form::Raw);
+    if (entry.method == ZIP_CM_STORE) {
+        stream.readFully(unpacked, qint64(entry.size));
+        return checkCrc(libdeflate_crc32(0, unpacked, std::size_t(entry.size)), entry);
+    }
     char* const packed = m_packed.atLeast(entry.compressedSize);
-    m_archive.stream(index, ZipArchive::Form::Raw).readFully(packed, qint64(entry.compressedSize));
-    // One byte at least: the decompressor is not to be given a null pointer.
-    char* const unpacked = m_unpacked.atLeast(qMax<quint64>(entry.size, 1));
+    stream.readFully(packed, qint64(entry.compressedSize));
     std::size_t used = 0;
     std::size_t made = 0;
     const libdeflate_result result = libdeflate_deflate_decompress_ex(
@@ -212,7 +316,6 @@ const char* ZipExtraction::inflate(std::size_t index, const ZipEntry& entry)
         throw wrongSize();
     }
     checkCrc(libdeflate_crc32(0, unpacked, made), entry);
-    return unpacked;
 }
 
 bool ZipExtraction::writeStreamed(const Job& job, const ZipEntry& entry, ZipTargetTree& tree)

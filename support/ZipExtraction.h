@@ -7,6 +7,7 @@
 #include <QString>
 
 #include <functional>
+#include <future>
 #include <memory>
 #include <vector>
 
@@ -61,11 +62,31 @@ private:
         void operator()(libdeflate_decompressor* decompressor) const;
     };
 
-    void checkSpace(const std::vector<Job>& jobs, const QString& targetDir) const;
-    bool extract(const Job& job, ZipTargetTree& tree);
-    bool writeInflated(const Job& job, const ZipEntry& entry, ZipTargetTree& tree);
+    /** Jobs in a row, from first to before end. */
+    struct Batch
+    {
+        std::size_t first = 0;
+        std::size_t end = 0;
+        /** One entry that is not loaded ahead. */
+        bool alone = false;
+        /** The contents of the entries, one behind the other. */
+        Buffer data;
+        /** The job that could not be loaded and why; end when all could. */
+        std::size_t failedAt = 0;
+        QString failure;
+    };
+    using Jobs = std::vector<Job>;
+
+    void checkSpace(const Jobs& jobs, const QString& targetDir) const;
+    bool extractAll(const Jobs& jobs, ZipTargetTree& tree);
+    void plan(Batch& batch, const Jobs& jobs, std::size_t first) const;
+    [[nodiscard]] std::future<void> startLoading(Batch& batch, const Jobs& jobs);
+    void load(Batch& batch, const Jobs& jobs);
+    bool write(const Batch& batch, const Jobs& jobs, ZipTargetTree& tree);
+    bool writeAlone(const Job& job, const ZipEntry& entry, ZipTargetTree& tree);
+    bool writeLoaded(const Job& job, const ZipEntry& entry, const char* data, ZipTargetTree& tree);
     bool writeStreamed(const Job& job, const ZipEntry& entry, ZipTargetTree& tree);
-    const char* inflate(std::size_t index, const ZipEntry& entry);
+    void unpack(std::size_t index, const ZipEntry& entry, char* unpacked);
     bool writePieces(QFile& file, const char* data, qint64 size);
     bool announce(qint64 bytes);
 
@@ -73,8 +94,12 @@ private:
     Progress m_progress;
     IsAborted m_isAborted;
     std::unique_ptr<libdeflate_decompressor, DecompressorCloser> m_decompressor;
+    // The archive, the decompressor and these serve one thread at a time: nothing is loaded ahead
+    // while an entry of its own is written.
     Buffer m_packed;
     Buffer m_unpacked;
+    Batch m_batches[2];
+    const ZipEntry* m_current = nullptr;
     qint64 m_written = 0;
 };
 
