@@ -70,6 +70,7 @@ private slots:
     void judgesNames_data();
     void judgesNames();
     void extractsWithTimesAndModes();
+    void extractsLargeAmongSmall();
     void readsNamesInBothEncodings();
     void selectsAndStripsEntries();
     void refusesNamesThatAPrefixMakesHostile();
@@ -168,6 +169,10 @@ void tst_ZipReader::refusesHostileArchives_data()
     item.data.clear();
     item.crc = 1;
     row("wrong checksum, empty", item, "checksum");
+    item.data = QByteArray(5'000'000, 'x');
+    row("wrong checksum, large and stored", item, "checksum");
+    item.deflate = true;
+    row("wrong checksum, large", item, "checksum");
     item = bad("short");
     item.size = 3;
     row("inflates beyond its size", item, "size");
@@ -336,6 +341,32 @@ void tst_ZipReader::extractsWithTimesAndModes()
     QVERIFY(toolInfo.isExecutable());
     QVERIFY(!storedInfo.isExecutable());
 #endif
+}
+
+void tst_ZipReader::extractsLargeAmongSmall()
+{
+    // Small ones are read ahead by another thread, in batches that large ones end.
+    ZipBuilder builder;
+    QMap<QString, QByteArray> expected;
+    const QByteArray large = noise(5'000'000);
+    const auto add = [&](const char* name, const QByteArray& data, bool deflate) {
+        ZipItem item;
+        item.name = name;
+        item.data = data;
+        item.deflate = deflate;
+        builder.add(item);
+        expected.insert(QString::fromLatin1(name), data);
+    };
+    add("large first", large, true);
+    add("small", large.left(1), true);
+    add("half", large.left(3'000'000), false);
+    add("other half", large.mid(1'000'000, 3'000'000), true);
+    add("large, stored", large, false);
+    add("large again", large + large, true);
+    add("last", large.right(7), false);
+    builder.write(m_zip);
+    QCOMPARE(extract(), qint64(26'000'008));
+    QVERIFY(contents(m_out) == expected);
 }
 
 void tst_ZipReader::readsNamesInBothEncodings()
