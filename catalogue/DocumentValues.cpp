@@ -19,8 +19,8 @@ quint32 lowBits(double bytes)
     return quint32(quint64(qint64(bytes)));
 }
 
-// The digits of text from at on as a number, nothing when there is anything else among them. As Qt's own
-// reader does, takes a plus sign in the place of the first one.
+// The digits of text from at on as a number, nothing when there is anything else among them. As
+// Qt's own reader does, takes a plus sign in the place of the first one.
 std::optional<int> digits(const QString& text, int at, int count)
 {
     int value = 0;

@@ -55,7 +55,8 @@ void Log::setLogLevel(ELevel level)
 
 namespace {
 
-/** "2026-11-21T11:28:00" of one second. Without a destructor, which would keep the library loaded. */
+/** "2026-11-21T11:28:00" of one second. Without a destructor, which would keep the library loaded.
+ */
 struct SecondText
 {
     qint64 second = -1;
