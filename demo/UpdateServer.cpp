@@ -1,0 +1,284 @@
+#include "UpdateServer.h"
+
+#include "Archive.h"
+
+#include <httplib.h>
+
+#include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <condition_variable>
+#include <map>
+#include <mutex>
+#include <thread>
+
+namespace demo {
+
+using Answer = UpdateServer::Answer;
+using Request = UpdateServer::Request;
+
+namespace {
+
+// Idle connections hold a worker each, and browsers and QNetworkAccessManager open six at a time.
+constexpr std::size_t workers = 24;
+
+// What httplib adds to the headers of a request to tell a handler who is asking.
+bool isOwnAddition(const std::string& name)
+{
+    return name.rfind("REMOTE_", 0) == 0 || name.rfind("LOCAL_", 0) == 0;
+}
+
+Request recorded(const httplib::Request& request)
+{
+    Request result;
+    result.method = QByteArray::fromStdString(request.method);
+    result.path = QByteArray::fromStdString(request.target);
+    for (const auto& header : request.headers) {
+        if (!isOwnAddition(header.first)) {
+            result.headers.append({QByteArray::fromStdString(header.first),
+                                   QByteArray::fromStdString(header.second)});
+        }
+    }
+    return result;
+}
+
+} // namespace
+
+class UpdateServer::Private
+{
+public:
+    Private()
+    {
+        m_server.new_task_queue = [] { return new httplib::ThreadPool(workers); };
+        // Without options: the default would let another process listen on the same port.
+        m_server.set_socket_options([](socket_t) {});
+        m_server.set_tcp_nodelay(true);
+        m_server.set_keep_alive_timeout(1);
+        m_server.set_keep_alive_max_count(1000);
+        m_server.set_read_timeout(1);
+        m_server.set_write_timeout(2);
+        m_server.set_pre_routing_handler(
+            [this](const httplib::Request& request, httplib::Response& response) {
+                respond(request, response);
+                return httplib::Server::HandlerResponse::Handled;
+            });
+        m_port = m_server.bind_to_any_port("127.0.0.1");
+        if (m_port <= 0) {
+            return;
+        }
+        m_thread = std::thread([this] { m_server.listen_after_bind(); });
+        // Stopping a server that does not run yet does nothing.
+        while (!m_server.is_running()) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        }
+    }
+
+    ~Private()
+    {
+        {
+            const std::lock_guard<std::mutex> lock(m_mutex);
+            m_isStopping = true;
+        }
+        m_stopping.notify_all();
+        if (m_thread.joinable()) {
+            m_server.stop();
+            m_thread.join();
+        }
+    }
+
+    Private(const Private&) = delete;
+    Private& operator=(const Private&) = delete;
+
+    [[nodiscard]] int port() const { return std::max(m_port, 0); }
+
+    void setAnswer(const std::string& path, const Answer& answer)
+    {
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        m_answers[path] = std::make_shared<const Answer>(answer);
+    }
+
+    std::shared_ptr<const Answer> answer(const std::string& path) const
+    {
+        static const auto notFound = std::make_shared<const Answer>(failure(404));
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        const auto found = m_answers.find(path);
+        return found == m_answers.end() ? notFound : found->second;
+    }
+
+    QList<Request> requests() const
+    {
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        return m_requests;
+    }
+
+    void clearRequests()
+    {
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        m_requests.clear();
+    }
+
+private:
+    httplib::Server m_server;
+    int m_port = 0;
+    std::thread m_thread;
+    mutable std::mutex m_mutex;
+    std::condition_variable m_stopping;
+    bool m_isStopping = false;
+    std::map<std::string, std::shared_ptr<const Answer>> m_answers;
+    QList<Request> m_requests;
+
+    void respond(const httplib::Request& request, httplib::Response& response)
+    {
+        {
+            const std::lock_guard<std::mutex> lock(m_mutex);
+            m_requests.append(recorded(request));
+        }
+        const auto given = answer(request.path);
+        if (given->hang) {
+            pause(std::chrono::hours(24));
+            response.status = 503;
+            return;
+        }
+        response.status = given->status;
+        for (const Header& header : given->headers) {
+            response.set_header(header.first.toStdString(), header.second.toStdString());
+        }
+        send(given, response);
+    }
+
+    // Through a provider: a plain body would be compressed behind our back.
+    void send(const std::shared_ptr<const Answer>& given, httplib::Response& response)
+    {
+        const std::string type = given->contentType.toStdString();
+        if (given->body.isEmpty()) {
+            response.set_content(std::string(), type);
+            return;
+        }
+        response.set_content_provider(
+            std::size_t(given->body.size()), type,
+            [this, given](std::size_t offset, std::size_t length, httplib::DataSink& sink) {
+                if (!pause(std::chrono::milliseconds(given->pause))) {
+                    return false;
+                }
+                const auto piece = std::size_t(std::max(given->pieceSize, 1));
+                return sink.write(given->body.constData() + offset, std::min(length, piece));
+            });
+    }
+
+    /** False when the server is stopped before @p duration is over. */
+    bool pause(std::chrono::milliseconds duration)
+    {
+        std::unique_lock<std::mutex> lock(m_mutex);
+        return !m_stopping.wait_for(lock, duration, [this] { return m_isStopping; });
+    }
+};
+
+QByteArray UpdateServer::Request::header(const QByteArray& name) const
+{
+    for (const Header& header : headers) {
+        if (header.first.compare(name, Qt::CaseInsensitive) == 0) {
+            return header.second;
+        }
+    }
+    return QByteArray();
+}
+
+UpdateServer::UpdateServer()
+    : d(std::make_unique<Private>())
+{
+}
+
+UpdateServer::~UpdateServer() = default;
+
+bool UpdateServer::isListening() const
+{
+    return d->port() != 0;
+}
+
+quint16 UpdateServer::port() const
+{
+    return quint16(d->port());
+}
+
+QUrl UpdateServer::url(const QString& path) const
+{
+    QUrl result;
+    result.setScheme(QStringLiteral("http"));
+    result.setHost(QStringLiteral("127.0.0.1"));
+    result.setPort(port());
+    result.setPath(path);
+    return result;
+}
+
+QString UpdateServer::documentPath()
+{
+    return QStringLiteral("/updates.xml");
+}
+
+void UpdateServer::setDocument(const QByteArray& document)
+{
+    setAnswer(documentPath(), page(QByteArrayLiteral("text/xml"), document));
+}
+
+void UpdateServer::setAnswer(const QString& path, const Answer& answer)
+{
+    d->setAnswer(path.toStdString(), answer);
+}
+
+Answer UpdateServer::answer(const QString& path) const
+{
+    return *d->answer(path.toStdString());
+}
+
+QList<Request> UpdateServer::requests() const
+{
+    return d->requests();
+}
+
+void UpdateServer::clearRequests()
+{
+    d->clearRequests();
+}
+
+Answer UpdateServer::page(const QByteArray& contentType, const QByteArray& body)
+{
+    Answer answer;
+    answer.contentType = contentType;
+    answer.body = body;
+    return answer;
+}
+
+Answer UpdateServer::redirect(int status, const QByteArray& target)
+{
+    Answer answer =
+        page(QByteArrayLiteral("text/plain"), QByteArrayLiteral("The page has moved.\n"));
+    answer.status = status;
+    if (!target.isEmpty()) {
+        answer.headers.append({QByteArrayLiteral("Location"), target});
+    }
+    return answer;
+}
+
+Answer UpdateServer::gzipped(const QByteArray& contentType, const QByteArray& body)
+{
+    Answer answer = page(contentType, gzip(body));
+    answer.headers.append({QByteArrayLiteral("Content-Encoding"), QByteArrayLiteral("gzip")});
+    return answer;
+}
+
+Answer UpdateServer::failure(int status)
+{
+    Answer answer = page(QByteArrayLiteral("text/plain"),
+                         QByteArrayLiteral("Error ") + QByteArray::number(status) + '\n');
+    answer.status = status;
+    return answer;
+}
+
+Answer UpdateServer::hanging()
+{
+    Answer answer;
+    answer.hang = true;
+    return answer;
+}
+
+} // namespace demo
