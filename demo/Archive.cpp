@@ -1,4 +1,4 @@
-#include "Archive.h"
+#include "demo/Archive.h"
 
 #include <QDataStream>
 

@@ -1,11 +1,9 @@
-#include "UpdateServer.h"
+#include "demo/UpdateServer.h"
 
-#include "Archive.h"
-
-#include <httplib.h>
+#include "demo/Archive.h"
+#include "demo/StoppableServer.h"
 
 #include <algorithm>
-#include <atomic>
 #include <chrono>
 #include <condition_variable>
 #include <map>
@@ -53,10 +51,6 @@ public:
         // Without options: the default would let another process listen on the same port.
         m_server.set_socket_options([](socket_t) {});
         m_server.set_tcp_nodelay(true);
-        m_server.set_keep_alive_timeout(1);
-        m_server.set_keep_alive_max_count(1000);
-        m_server.set_read_timeout(1);
-        m_server.set_write_timeout(2);
         m_server.set_pre_routing_handler(
             [this](const httplib::Request& request, httplib::Response& response) {
                 respond(request, response);
@@ -81,7 +75,7 @@ public:
         }
         m_stopping.notify_all();
         if (m_thread.joinable()) {
-            m_server.stop();
+            m_server.stopAtOnce();
             m_thread.join();
         }
     }
@@ -118,7 +112,7 @@ public:
     }
 
 private:
-    httplib::Server m_server;
+    StoppableServer m_server;
     int m_port = 0;
     std::thread m_thread;
     mutable std::mutex m_mutex;

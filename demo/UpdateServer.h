@@ -34,7 +34,7 @@ public:
         int pieceSize = 64 * 1024;
         /** ... with a pause of this many milliseconds before each. */
         int pause = 0;
-        /** Say nothing at all; answered with 503 when the server stops. */
+        /** Say nothing at all until the server stops, which ends the connection. */
         bool hang = false;
     };
 

@@ -161,7 +161,7 @@ private slots:
         QElapsedTimer timer;
         timer.start();
         server.reset();
-        QVERIFY2(timer.elapsed() < 4000, qPrintable(QString::number(timer.elapsed())));
+        QVERIFY2(timer.elapsed() < 500, qPrintable(QString::number(timer.elapsed())));
         silent.abort();
         silent.connectToHost(url.host(), quint16(url.port()));
         QVERIFY(!silent.waitForConnected());
