@@ -1,0 +1,90 @@
+#include "demo/Options.h"
+
+#include "demo/Console.h"
+
+#include <QCommandLineParser>
+#include <QDir>
+#include <QStandardPaths>
+
+#include <cstdlib>
+
+namespace demo {
+
+namespace {
+
+[[noreturn]] void refuse(const QString& option, const QString& value)
+{
+    printError(QStringLiteral("--%1: '%2' is not one of the possible values").arg(option, value));
+    std::exit(2);
+}
+
+int choice(const QCommandLineParser& parser, const QString& option, const QStringList& values)
+{
+    const int index = values.indexOf(parser.value(option));
+    if (index < 0) {
+        refuse(option, parser.value(option));
+    }
+    return index;
+}
+
+QString defaultSettingsFile()
+{
+    const QString folder = QStandardPaths::writableLocation(QStandardPaths::AppConfigLocation);
+    QDir().mkpath(folder);
+    return QDir(folder).filePath(QStringLiteral("camera-desk.ini"));
+}
+
+} // namespace
+
+Options parseOptions(const QStringList& arguments)
+{
+    const QString server = QStringLiteral("server");
+    const QString language = QStringLiteral("language");
+    const QString version = QStringLiteral("host-version");
+    const QString settings = QStringLiteral("settings");
+    const QString pictures = QStringLiteral("pictures");
+    const QString check = QStringLiteral("check");
+    const QString tour = QStringLiteral("tour");
+    QCommandLineParser parser;
+    parser.setApplicationDescription(QStringLiteral(
+        "Camera Desk: administers cameras, and shows how a host uses the software-update "
+        "client.\nIt brings its own update server on 127.0.0.1."));
+    parser.addHelpOption();
+    parser.addVersionOption();
+    parser.addOptions({
+        {check, QStringLiteral("Check once without asking anything, print what happens, and end.")},
+        {tour, QStringLiteral("Play through all windows without a user, and end.")},
+        {pictures, QStringLiteral("Save pictures of the tour's windows in <folder>."),
+         QStringLiteral("folder")},
+        {version, QStringLiteral("Pretend to be <version>, with cameras that are up to date."),
+         QStringLiteral("version"), QStringLiteral("4.2.0")},
+        {server, QStringLiteral("The update server is normal, stopped, hanging or empty."),
+         QStringLiteral("kind"), QStringLiteral("normal")},
+        {language,
+         QStringLiteral("Show texts in <language>: en, de or fr (default: the system's)."),
+         QStringLiteral("language")},
+        {settings, QStringLiteral("Keep the settings in the INI file <file>."),
+         QStringLiteral("file")},
+    });
+    parser.process(arguments);
+
+    Options options;
+    options.server = Options::Server(choice(parser, server,
+                                            {QStringLiteral("normal"), QStringLiteral("stopped"),
+                                             QStringLiteral("hanging"), QStringLiteral("empty")}));
+    if (parser.isSet(language)) {
+        choice(parser, language,
+               {QStringLiteral("en"), QStringLiteral("de"), QStringLiteral("fr")});
+        options.language = parser.value(language);
+    }
+    options.hostVersion = parser.value(version);
+    options.isCurrent = parser.isSet(version);
+    options.pictures = parser.value(pictures);
+    options.settingsFile = parser.isSet(settings) ? parser.value(settings) : defaultSettingsFile();
+    options.mode = parser.isSet(tour)    ? Options::eTour
+                   : parser.isSet(check) ? Options::eCheck
+                                         : Options::eInteractive;
+    return options;
+}
+
+} // namespace demo

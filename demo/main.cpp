@@ -1,0 +1,164 @@
+#include "demo/Cameras.h"
+#include "demo/Console.h"
+#include "demo/ConsoleCheck.h"
+#include "demo/DemoContent.h"
+#include "demo/HostTranslator.h"
+#include "demo/LogReader.h"
+#include "demo/MainWindow.h"
+#include "demo/Options.h"
+#include "demo/Tour.h"
+#include "demo/UpdateServer.h"
+
+#include "client/SoftwareUpdateClient.h"
+#include "support/AppSettings.h"
+#include "ui/SoftwareUpdateTranslator.h"
+
+#include <QApplication>
+#include <QLibraryInfo>
+#include <QLocale>
+#include <QTextCodec>
+#include <QTranslator>
+
+using demo::Options;
+using zk::AppSettings;
+using zk::SoftwareUpdateClient;
+
+namespace {
+
+/** All translators of the process; they must live as long as windows do. */
+class Language
+{
+public:
+    explicit Language(const QString& language)
+        : m_hostTexts(language.isEmpty() ? QLocale().name().left(2) : language)
+    {
+        const QLocale locale = language.isEmpty() ? QLocale() : QLocale(language);
+        if (m_qtTexts.load(locale, QStringLiteral("qtbase"), QStringLiteral("_"),
+                           QLibraryInfo::location(QLibraryInfo::TranslationsPath))) {
+            QCoreApplication::installTranslator(&m_qtTexts);
+        }
+        if (m_libraryTexts.load(locale)) {
+            QCoreApplication::installTranslator(&m_libraryTexts);
+        }
+        QCoreApplication::installTranslator(&m_hostTexts);
+    }
+
+private:
+    QTranslator m_qtTexts;
+    zk::SoftwareUpdateTranslator m_libraryTexts;
+    demo::HostTranslator m_hostTexts;
+};
+
+/** The server in the condition that the command line asks for. */
+class Publication
+{
+public:
+    explicit Publication(Options::Server kind)
+        : m_server(std::make_unique<demo::UpdateServer>())
+        , m_url(m_server->url().toString())
+    {
+        demo::publishUpdates(*m_server);
+        if (kind == Options::eEmpty) {
+            m_server->setDocument(demo::emptyDocument());
+        } else if (kind == Options::eHanging) {
+            m_server->setAnswer(demo::UpdateServer::documentPath(), demo::UpdateServer::hanging());
+        }
+        m_isListening = m_server->isListening();
+        if (kind == Options::eStopped) {
+            m_server.reset();
+        }
+    }
+
+    [[nodiscard]] bool isListening() const { return m_isListening; }
+    /** Null when the server is to be stopped. */
+    [[nodiscard]] demo::UpdateServer* server() const { return m_server.get(); }
+    [[nodiscard]] const QString& url() const { return m_url; }
+
+private:
+    std::unique_ptr<demo::UpdateServer> m_server;
+    QString m_url;
+    bool m_isListening = false;
+};
+
+void startClient(const Options& options, const QString& url, AppSettings& settings)
+{
+    SoftwareUpdateClient::init(
+        demo::productName(), zk::VersionNumber(options.hostVersion.toStdWString()), url, &settings);
+    // The client starts with exe alone; it reads the list anew each time.
+    settings.set(QStringLiteral("exe,zip"), AppSettings::SoftwareUpdateGroup,
+                 AppSettings::UpdateInstallableSuffixes, false);
+    zk::SoftwareUpdate::TCurrentCameraVersions versions;
+    const QList<demo::CameraModel> models = demo::cameraModels();
+    for (const demo::CameraModel& model : models) {
+        const QString& version = options.isCurrent ? model.newestFirmware : model.installedFirmware;
+        versions.append({model.name, zk::VersionNumber(version.toStdWString())});
+    }
+    SoftwareUpdateClient::instance()->setCurrentCameraVersions(versions);
+}
+
+QString picturePrefix(const Options& options, const QWidget& window)
+{
+    const QString language =
+        options.language.isEmpty() ? QLocale().name().left(2) : options.language;
+    return QStringLiteral("%1-%2").arg(language).arg(qRound(window.devicePixelRatioF() * 100));
+}
+
+int run(const Options& options, const Publication& publication)
+{
+    constexpr int untilWindowStands = 1500;
+    SoftwareUpdateClient& client = *SoftwareUpdateClient::instance();
+    demo::MainWindow window(client, demo::siteCameras(options.isCurrent));
+    demo::LogReader log;
+    QObject::connect(&log, &demo::LogReader::lineWritten, &window, &demo::MainWindow::appendLogLine,
+                     Qt::QueuedConnection);
+    if (options.mode == Options::eCheck) {
+        QObject::connect(&log, &demo::LogReader::lineWritten, &log,
+                         [](const QString& line) { demo::print(QStringLiteral("log: ") + line); });
+        demo::ConsoleCheck check(client);
+        check.start();
+        return QApplication::exec();
+    }
+    window.show();
+    if (options.mode == Options::eTour && publication.server()) {
+        demo::Tour tour(client, *publication.server(), window, options.pictures,
+                        picturePrefix(options, window));
+        tour.start();
+        return QApplication::exec();
+    }
+    client.doInitialCheck(untilWindowStands);
+    return QApplication::exec();
+}
+
+} // namespace
+
+int main(int argc, char* argv[])
+{
+#ifndef Q_OS_WIN
+    // File names are UTF-8 also where the locale that is asked for is not installed.
+    QTextCodec::setCodecForLocale(QTextCodec::codecForName("UTF-8"));
+#endif
+    QCoreApplication::setAttribute(Qt::AA_EnableHighDpiScaling);
+    QCoreApplication::setAttribute(Qt::AA_UseHighDpiPixmaps);
+    const QApplication application(argc, argv);
+    QCoreApplication::setOrganizationName(QStringLiteral("Camera Desk"));
+    QCoreApplication::setApplicationName(demo::productName());
+    QCoreApplication::setApplicationVersion(Options().hostVersion);
+    const Options options = demo::parseOptions(QCoreApplication::arguments());
+    QCoreApplication::setApplicationVersion(options.hostVersion);
+    const Language language(options.language);
+
+    const Publication publication(options.server);
+    if (!publication.isListening()) {
+        demo::printError(QStringLiteral("The update server could not listen on 127.0.0.1."));
+        return 1;
+    }
+    if (options.mode == Options::eTour && !publication.server()) {
+        demo::printError(QStringLiteral("The tour needs the update server."));
+        return 2;
+    }
+    AppSettings settings(options.settingsFile);
+    startClient(options, publication.url(), settings);
+    const int result = run(options, publication);
+    SoftwareUpdateClient::deleteInstance();
+    return result;
+}
