@@ -137,6 +137,10 @@ Tour::~Tour()
 
 void Tour::start()
 {
+    // As if the host had just been installed.
+    zk::SoftwareUpdateWidgetSettings settings;
+    settings.checkForUpdates = true;
+    m_client.applyDialogSettings(settings);
     m_player.start();
 }
 

@@ -25,6 +25,25 @@ using zk::SoftwareUpdateClient;
 
 namespace {
 
+bool isExpected(const QString& message)
+{
+    // The offscreen platform says so for every window; and the library's settings dialog connects a
+    // signal that its panel has only with an address, which does no harm.
+    return message.startsWith(QLatin1String("This plugin does not support ")) ||
+           message.contains(QLatin1String("zk::SoftwareUpdateWidget::checkForUpdate()")) ||
+           message.contains(QLatin1String("(sender name:   'SoftwareUpdateGui')"));
+}
+
+void reportMessage(QtMsgType type, const QMessageLogContext& /*context*/, const QString& message)
+{
+    if (!isExpected(message)) {
+        demo::printError((type == QtDebugMsg || type == QtInfoMsg
+                              ? QStringLiteral("Qt: %1")
+                              : QStringLiteral("Qt warning: %1"))
+                             .arg(message));
+    }
+}
+
 /** All translators of the process; they must live as long as windows do. */
 class Language
 {
@@ -133,6 +152,7 @@ int run(const Options& options, const Publication& publication)
 
 int main(int argc, char* argv[])
 {
+    qInstallMessageHandler(reportMessage);
 #ifndef Q_OS_WIN
     // File names are UTF-8 also where the locale that is asked for is not installed.
     QTextCodec::setCodecForLocale(QTextCodec::codecForName("UTF-8"));
