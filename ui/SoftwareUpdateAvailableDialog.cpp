@@ -6,6 +6,7 @@
 
 #include <QEvent>
 #include <QItemSelectionModel>
+#include <QScreen>
 #include <QScrollBar>
 #include <QSet>
 #include <QSignalBlocker>
@@ -89,6 +90,28 @@ void SoftwareUpdateAvailableDialog::setTableHeaders(const QStringList& headers)
 {
     m_form->tableWidget->setHorizontalHeaderLabels(headers);
     m_form->tableWidget->resizeColumnsToContents();
+    growToTable();
+}
+
+void SoftwareUpdateAvailableDialog::growToTable()
+{
+    // A size that the user has seen, and perhaps chosen, stays.
+    if (isVisible()) {
+        return;
+    }
+    constexpr int mostRows = 10;
+    const QTableWidget* const table = m_form->tableWidget;
+    const QMargins margins = layout()->contentsMargins();
+    const int frame = 2 * table->frameWidth();
+    const int width = table->horizontalHeader()->length() +
+                      table->verticalScrollBar()->sizeHint().width() + frame + margins.left() +
+                      margins.right();
+    const int tableHeight =
+        table->horizontalHeader()->sizeHint().height() +
+        qMin(table->rowCount(), mostRows) * table->verticalHeader()->defaultSectionSize() + frame;
+    const int height = sizeHint().height() - table->sizeHint().height() + tableHeight;
+    const QSize available = screen()->availableSize() * 0.9;
+    resize(size().expandedTo(QSize(width, height).boundedTo(available)));
 }
 
 void SoftwareUpdateAvailableDialog::setTableEntries(const QList<QStringList>& rows)

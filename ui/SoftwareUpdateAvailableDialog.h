@@ -89,6 +89,7 @@ protected:
 private:
     void connectForm();
     void reserveSpace();
+    void growToTable();
     void fitMinimumSize();
 
     const std::unique_ptr<Ui::SoftwareUpdateAvailableGui> m_form;

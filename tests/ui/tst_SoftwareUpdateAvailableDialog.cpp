@@ -7,6 +7,7 @@
 #include <QCheckBox>
 #include <QHeaderView>
 #include <QPushButton>
+#include <QScrollBar>
 #include <QSignalSpy>
 #include <QTableWidget>
 #include <QTextBrowser>
@@ -73,6 +74,7 @@ private slots:
     void neverFollowsLinksItself();
     void reportsButtons();
     void leavesRoomForTexts();
+    void growsToItsTableBeforeItIsShown();
     void isReachableByKeyboardAndScreenReader();
 };
 
@@ -276,6 +278,31 @@ void tst_SoftwareUpdateAvailableDialog::leavesRoomForTexts()
     QCOMPARE(test::clippedTexts(f.dialog), QStringList());
     QVERIFY(f.table->viewport()->height() >= f.table->rowHeight(0) * 2);
     QVERIFY(f.comment->viewport()->height() >= f.comment->fontMetrics().lineSpacing() * 3);
+}
+
+void tst_SoftwareUpdateAvailableDialog::growsToItsTableBeforeItIsShown()
+{
+    const QStringList wide{QStringLiteral("A name of a package that is rather long"),
+                           QStringLiteral("12 MB"), QStringLiteral("exe"),
+                           QStringLiteral("Multilingual"), QStringLiteral("Win32, Win64")};
+    const QStringList headers{QStringLiteral("Name"), QStringLiteral("Size"),
+                              QStringLiteral("Type"), QStringLiteral("Languages"),
+                              QStringLiteral("Platforms")};
+    Fixture fixture;
+    fixture.dialog.hide();
+    fixture.dialog.setTableEntries({wide, wide, wide, wide, wide, wide});
+    fixture.dialog.setTableHeaders(headers);
+    fixture.dialog.show();
+    QVERIFY(QTest::qWaitForWindowExposed(&fixture.dialog));
+    QCOMPARE(fixture.table->horizontalScrollBar()->maximum(), 0);
+    QCOMPARE(fixture.table->verticalScrollBar()->maximum(), 0);
+
+    // What the user sees keeps its size.
+    const QSize shown = fixture.dialog.size();
+    fixture.dialog.setTableEntries({wide + headers});
+    fixture.dialog.setTableHeaders(headers + wide);
+    QTest::qWait(0);
+    QCOMPARE(fixture.dialog.size(), shown);
 }
 
 void tst_SoftwareUpdateAvailableDialog::isReachableByKeyboardAndScreenReader()
