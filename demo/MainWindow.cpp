@@ -70,6 +70,7 @@ void MainWindow::createContents()
 {
     m_log->setReadOnly(true);
     m_log->setFont(QFontDatabase::systemFont(QFontDatabase::FixedFont));
+    m_log->setLineWrapMode(QPlainTextEdit::NoWrap);
     m_log->setMaximumBlockCount(10000);
     m_logGroup = group(tr("Log"), m_log);
     auto* const splitter = new QSplitter(Qt::Vertical);
@@ -141,9 +142,10 @@ void MainWindow::followState(zk::SoftwareUpdate::EState /*oldState*/,
 
 void MainWindow::showAbout()
 {
+    const QString text = tr("Version %1. Looks after the cameras of a site.")
+                             .arg(QApplication::applicationVersion());
     QMessageBox::about(this, tr("About Camera Desk"),
-                       tr("Version %1. Looks after the cameras of a site.")
-                           .arg(QApplication::applicationVersion()));
+                       QStringLiteral("<h3>Camera Desk</h3><p>%1</p>").arg(text));
 }
 
 void MainWindow::showPreferences()

@@ -152,7 +152,11 @@ void Tour::openPage(const QUrl& url)
 void Tour::addCheckScene()
 {
     addMenuStep(QStringLiteral("Help > Check for updates"), "checkAction");
-    m_player.add(QStringLiteral("the dialog lists what is newer"), hasRows, [] {});
+    m_player.add(QStringLiteral("the dialog lists what is newer"), hasRows, [] {
+        // Without a display the screen has 800 x 600 pixels, at 200 % half of that.
+        QWidget* const dialog = visibleWindow<SoftwareUpdateAvailableDialog>();
+        dialog->resize(dialog->size().expandedTo(QSize(620, 440)));
+    });
     m_player.addPicture(QStringLiteral("update-available"), find<SoftwareUpdateAvailableDialog>);
     m_player.addPicture(QStringLiteral("main-window"), find<MainWindow>);
 }

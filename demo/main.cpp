@@ -160,6 +160,12 @@ int main(int argc, char* argv[])
     QCoreApplication::setAttribute(Qt::AA_EnableHighDpiScaling);
     QCoreApplication::setAttribute(Qt::AA_UseHighDpiPixmaps);
     const QApplication application(argc, argv);
+    if (QGuiApplication::platformName() == QLatin1String("offscreen")) {
+        // Its own font is half as large again as that of any desktop.
+        QFont font = QApplication::font();
+        font.setPointSize(9);
+        QApplication::setFont(font);
+    }
     QCoreApplication::setOrganizationName(QStringLiteral("Camera Desk"));
     QCoreApplication::setApplicationName(demo::productName());
     QCoreApplication::setApplicationVersion(Options().hostVersion);
