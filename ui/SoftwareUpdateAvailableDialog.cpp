@@ -57,6 +57,8 @@ void SoftwareUpdateAvailableDialog::reserveSpace()
     comment->setMinimumHeight(4 * (comment->fontMetrics().lineSpacing() + 1) +
                               2 * int(comment->document()->documentMargin()) +
                               2 * comment->frameWidth());
+    // And no more than that at first: the splitter would give it half of the table's space.
+    comment->setSizeAdjustPolicy(QAbstractScrollArea::AdjustToContents);
     m_form->splitter->setChildrenCollapsible(false);
     m_form->splitter->setStretchFactor(0, 1);
 }

@@ -297,6 +297,12 @@ void tst_SoftwareUpdateAvailableDialog::growsToItsTableBeforeItIsShown()
     QCOMPARE(fixture.table->horizontalScrollBar()->maximum(), 0);
     QCOMPARE(fixture.table->verticalScrollBar()->maximum(), 0);
 
+    // A comment takes about four lines and leaves the rest to the table.
+    fixture.dialog.resize(fixture.dialog.width(), 900);
+    fixture.dialog.setCommentText(QStringLiteral("text"));
+    QCoreApplication::sendPostedEvents();
+    QVERIFY(fixture.comment->height() < fixture.comment->minimumHeight() * 5 / 4);
+
     // What the user sees keeps its size.
     const QSize shown = fixture.dialog.size();
     fixture.dialog.setTableEntries({wide + headers});
