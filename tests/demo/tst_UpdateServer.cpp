@@ -10,6 +10,8 @@
 #include <QTcpSocket>
 #include <QTest>
 
+Q_DECLARE_METATYPE(demo::UpdateServer::Answer)
+
 using demo::UpdateServer;
 using ReplyPointer = std::unique_ptr<QNetworkReply>;
 
@@ -190,8 +192,6 @@ private slots:
         }
     }
 };
-
-Q_DECLARE_METATYPE(demo::UpdateServer::Answer)
 
 QTEST_GUILESS_MAIN(tst_UpdateServer)
 #include "tst_UpdateServer.moc"
