@@ -1,6 +1,7 @@
 #include "demo/HostTranslator.h"
 
 #include <cstring>
+#include <utility>
 
 namespace demo {
 
@@ -44,8 +45,8 @@ const Text texts[] = {
 
 } // namespace
 
-HostTranslator::HostTranslator(const QString& language)
-    : m_language(language)
+HostTranslator::HostTranslator(QString language)
+    : m_language(std::move(language))
 {
 }
 

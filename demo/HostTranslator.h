@@ -9,7 +9,7 @@ class HostTranslator : public QTranslator
 {
 public:
     /** @p language: two letters; one that is not known leaves everything English. */
-    explicit HostTranslator(const QString& language);
+    explicit HostTranslator(QString language);
 
     [[nodiscard]] bool isEmpty() const override;
     QString translate(const char* context, const char* sourceText, const char* disambiguation,

@@ -61,6 +61,14 @@ bool hasRows()
     return table && table->rowCount() > 0;
 }
 
+// Without a display the screen has 800 x 600 pixels, at 200 % half of that, and dialogs keep within
+// it.
+void enlargePackageDialog()
+{
+    QWidget* const dialog = visibleWindow<SoftwareUpdateAvailableDialog>();
+    dialog->resize(dialog->size().expandedTo(QSize(620, 440)));
+}
+
 /** For each of @p types the first visible row with that file type. */
 void selectRows(QTableWidget* table, const QStringList& types)
 {
@@ -152,11 +160,7 @@ void Tour::openPage(const QUrl& url)
 void Tour::addCheckScene()
 {
     addMenuStep(QStringLiteral("Help > Check for updates"), "checkAction");
-    m_player.add(QStringLiteral("the dialog lists what is newer"), hasRows, [] {
-        // Without a display the screen has 800 x 600 pixels, at 200 % half of that.
-        QWidget* const dialog = visibleWindow<SoftwareUpdateAvailableDialog>();
-        dialog->resize(dialog->size().expandedTo(QSize(620, 440)));
-    });
+    m_player.add(QStringLiteral("the dialog lists what is newer"), hasRows, enlargePackageDialog);
     m_player.addPicture(QStringLiteral("update-available"), find<SoftwareUpdateAvailableDialog>);
     m_player.addPicture(QStringLiteral("main-window"), find<MainWindow>);
 }
@@ -370,7 +374,10 @@ void Tour::addStateStep(const QString& text, zk::SoftwareUpdate::EState state)
 
 void Tour::addSelection(const QString& text, const QStringList& types)
 {
-    m_player.add(text, hasRows, [types] { selectRows(packageTable(), types); });
+    m_player.add(text, hasRows, [types] {
+        enlargePackageDialog();
+        selectRows(packageTable(), types);
+    });
 }
 
 void Tour::addInstallClicks()

@@ -8,6 +8,8 @@
 #include <QTimer>
 #include <QWidget>
 
+#include <utility>
+
 namespace demo {
 
 namespace {
@@ -17,9 +19,9 @@ constexpr int patience = 20000;
 
 } // namespace
 
-TourPlayer::TourPlayer(const QString& pictures, const QString& prefix)
-    : m_pictures(pictures)
-    , m_prefix(prefix)
+TourPlayer::TourPlayer(QString pictures, QString prefix)
+    : m_pictures(std::move(pictures))
+    , m_prefix(std::move(prefix))
 {
 }
 

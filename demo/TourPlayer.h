@@ -27,7 +27,7 @@ public:
 
     /** Pictures go to the folder @p pictures; empty: none are taken. @p prefix begins their names.
      */
-    TourPlayer(const QString& pictures, const QString& prefix);
+    TourPlayer(QString pictures, QString prefix);
     ~TourPlayer() override;
 
     /** @p text is printed when the step is played, which is when @p isReady holds. */
