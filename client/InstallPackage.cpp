@@ -37,7 +37,7 @@ void SoftwareUpdateClient::installPackage(int itemIndex)
         SOFTWAREUPDATE_LOG(Log::eInfo, function, "user rejected installation");
         return;
     }
-    if (m_download.state == Download::eRunning) {
+    if (m_download.state != Download::eNone) {
         abortDownload();
     }
     startDownload(package);
@@ -108,18 +108,6 @@ void SoftwareUpdateClient::downloadProgress(qint64 value, qint64 total)
     m_progressDialog->setValue(int(value / scale));
 }
 
-void SoftwareUpdateClient::downloadError(QNetworkReply::NetworkError errorCode)
-{
-    if (!m_parentWidget) {
-        m_download.state = Download::eFailed;
-        return;
-    }
-    if (m_isAborting) {
-        return;
-    }
-    failDownload(errorCode);
-}
-
 // Called for every reply before finished(): the place that knows whether the file is whole.
 void SoftwareUpdateClient::downloadCompleted(const FileDownloader::Result& result)
 {
@@ -128,34 +116,49 @@ void SoftwareUpdateClient::downloadCompleted(const FileDownloader::Result& resul
         eraseDownload();
         return;
     }
-    if (m_download.state != Download::eRunning) {
+    if (m_isAborting) {
         return;
     }
-    if (result.isWholeFile()) {
+    if (result.isWholeFile() && m_download.state == Download::eRunning) {
         m_download.state = Download::eComplete;
         return;
     }
-    m_download.state = Download::eFailed;
-    SOFTWAREUPDATE_LOG(Log::eError, "zk::SoftwareUpdateClient::downloadFinished",
+    SOFTWAREUPDATE_LOG(Log::eWarning, "zk::SoftwareUpdateClient::downloadFinished",
                        "download is not complete: network error ", int(result.error),
                        ", HTTP status ", result.httpStatus, ", ",
                        result.allWritten ? "written to " : "could not be written to ",
                        m_downloadPath);
-    if (result.error == QNetworkReply::NoError && m_parentWidget) {
-        failDownload(result.httpStatus == 200 || result.httpStatus == 0
-                         ? int(QNetworkReply::UnknownContentError)
-                         : result.httpStatus);
-    }
+    const bool isStatusToBlame = result.allWritten && result.httpStatus != 200;
+    failDownloadSoon(isStatusToBlame ? result.httpStatus : int(QNetworkReply::UnknownContentError));
 }
 
-void SoftwareUpdateClient::failDownload(int code)
+// The first failure of a download counts; an aborted one has none.
+void SoftwareUpdateClient::failDownloadSoon(int code)
 {
-    // First of all: finished() may arrive while the message box is open.
+    if (m_isAborting || m_download.state != Download::eRunning) {
+        return;
+    }
     m_download.state = Download::eFailed;
+    const auto report = [this, code, number = m_download.number] {
+        if (m_download.number == number && m_download.state == Download::eFailed) {
+            downloadError(QNetworkReply::NetworkError(code));
+        }
+    };
+    QMetaObject::invokeMethod(this, report, Qt::QueuedConnection);
+}
+
+void SoftwareUpdateClient::downloadError(QNetworkReply::NetworkError errorCode)
+{
+    m_download.state = Download::eFailed;
+    if (!m_parentWidget) {
+        // Nobody is there to be told, or to install anything.
+        eraseDownload();
+        return;
+    }
     const int number = m_download.number;
-    if (code != QNetworkReply::OperationCanceledError) {
+    if (errorCode != QNetworkReply::OperationCanceledError) {
         const QPointer<SoftwareUpdateClient> self(this);
-        showErrorBox(tr("Download Error"), tr("Error code %1").arg(code));
+        showErrorBox(tr("Download Error"), tr("Error code %1").arg(int(errorCode)));
         if (!self) {
             return;
         }
@@ -172,7 +175,7 @@ void SoftwareUpdateClient::abortDownload()
         return;
     }
     m_isAborting = true;
-    m_download.state = Download::eFailed;
+    m_download.state = Download::eNone;
     m_downloader->abortDownload();
     deleteProgressDialog();
     eraseDownload();
@@ -181,15 +184,16 @@ void SoftwareUpdateClient::abortDownload()
 
 void SoftwareUpdateClient::eraseDownload()
 {
+    const QFileInfo file(m_downloadPath);
     if (m_downloadPath.isEmpty()) {
         return;
     }
-    if (!FileUtils::erase(m_downloadPath)) {
+    if ((file.exists() || file.isSymLink()) && !FileUtils::erase(m_downloadPath)) {
         SOFTWAREUPDATE_LOG(Log::eError, "zk::SoftwareUpdateClient::abortDownload",
                            "could not remove downloaded files: ", m_downloadPath);
     }
     // Only an empty folder goes this way, which is all that is left of ours.
-    QDir().rmdir(QFileInfo(m_downloadPath).absolutePath());
+    QDir().rmdir(file.absolutePath());
 }
 
 void SoftwareUpdateClient::downloadFinished()
@@ -243,6 +247,9 @@ void SoftwareUpdateClient::installEXEPackage()
 {
     SOFTWAREUPDATE_LOG(Log::eInfo, "zk::SoftwareUpdateClient::installEXEPackage", "trying to run ",
                        m_downloadPath);
+    // What was downloaded may be read and written, but nobody has said yet that it is a program.
+    QFile::setPermissions(m_downloadPath,
+                          QFile::permissions(m_downloadPath) | QFileDevice::ExeOwner);
     QProcess::startDetached(m_downloadPath, QStringList());
 }
 

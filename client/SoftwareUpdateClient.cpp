@@ -104,10 +104,12 @@ SoftwareUpdateClient::SoftwareUpdateClient(const QString& productName, VersionNu
 
     m_downloader->setCompletionCallback(
         [this](const FileDownloader::Result& result) { downloadCompleted(result); });
+    // Queued: a message box in the middle of the network's own signals would let the client, and
+    // with it the network, be deleted under them.
     zk::connect(m_downloader, SIGNAL(finished(QString)), this, SLOT(downloadFinished()),
-                Qt::AutoConnection);
+                Qt::QueuedConnection);
     connect(m_downloader, &FileDownloader::progress, this, &SoftwareUpdateClient::downloadProgress);
-    connect(m_downloader, &FileDownloader::error, this, &SoftwareUpdateClient::downloadError);
+    connect(m_downloader, &FileDownloader::error, this, &SoftwareUpdateClient::failDownloadSoon);
 }
 
 SoftwareUpdateClient::~SoftwareUpdateClient() = default;

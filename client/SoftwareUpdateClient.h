@@ -161,6 +161,7 @@ private:
     /** The download that runs or ran last. */
     struct Download
     {
+        /** eFailed: not yet reported; eComplete: not yet dispatched. */
         enum State { eNone, eRunning, eFailed, eComplete };
         /** A copy: a check may replace the package list meanwhile. */
         PackageInfo package;
@@ -218,7 +219,7 @@ private:
     void startDownload(const PackageInfo& package);
     void createProgressDialog();
     void downloadCompleted(const FileDownloader::Result& result);
-    void failDownload(int code);
+    void failDownloadSoon(int code);
     void eraseDownload();
     void dispatchPackage(const QString& suffix);
     void installEXEPackage();

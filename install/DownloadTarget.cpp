@@ -13,14 +13,17 @@ bool isDeviceName(const QString& name)
                                      QStringLiteral("aux"),    QStringLiteral("nul"),
                                      QStringLiteral("conin$"), QStringLiteral("conout$")};
     const QString stem = name.section(QLatin1Char('.'), 0, 0).trimmed().toLower();
-    const bool isNumbered = stem.size() == 4 && (stem.startsWith(QLatin1String("com")) ||
-                                                 stem.startsWith(QLatin1String("lpt")));
+    // A superscript digit numbers a port as well.
+    const bool isNumbered =
+        stem.size() == 4 && stem.at(3).digitValue() >= 0 &&
+        (stem.startsWith(QLatin1String("com")) || stem.startsWith(QLatin1String("lpt")));
     return devices.contains(stem) || isNumbered;
 }
 
 QString safeComponent(QString name)
 {
-    constexpr int maximumLength = 120;
+    // Linux counts bytes, of which one of these takes up to three: 255 hold no more.
+    constexpr int maximumLength = 80;
     for (QChar& c : name) {
         const bool isForbidden =
             c.unicode() < 0x20 || c.unicode() == 0x7f || QStringLiteral("<>:\"/\\|?*").contains(c);
@@ -28,10 +31,12 @@ QString safeComponent(QString name)
     }
     // From the right: the suffix decides what becomes of the file.
     name = name.right(maximumLength);
-    while (name.endsWith(QLatin1Char('.')) || name.endsWith(QLatin1Char(' '))) {
-        name.chop(1);
+    while (name.endsWith(QLatin1Char('.')) || name.endsWith(QLatin1Char(' ')) ||
+           name != name.trimmed()) {
+        name = name.trimmed();
+        name.chop(name.endsWith(QLatin1Char('.')) ? 1 : 0);
     }
-    return isDeviceName(name) ? QString() : name.trimmed();
+    return isDeviceName(name) ? QString() : name;
 }
 
 } // namespace
@@ -41,7 +46,7 @@ QString downloadFileName(const QUrl& url, const QString& suffix)
     const QString last =
         url.toString().section(QLatin1Char('/'), -1, -1, QString::SectionSkipEmpty);
     const QString name = safeComponent(last);
-    return name.isEmpty() ? QStringLiteral("package.") + safeComponent(suffix) : name;
+    return name.isEmpty() ? safeComponent(QStringLiteral("package.") + suffix) : name;
 }
 
 } // namespace zk

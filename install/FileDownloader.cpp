@@ -95,7 +95,14 @@ FileDownloader::FileDownloader(QObject* parent)
             SLOT(fileDownloaded(QNetworkReply*)));
 }
 
-FileDownloader::~FileDownloader() = default;
+FileDownloader::~FileDownloader()
+{
+    if (m_isDelivering) {
+        // The manager is still busy with the signal that led here.
+        m_manager->setParent(nullptr);
+        m_manager->deleteLater();
+    }
+}
 
 void FileDownloader::downloadFile(const QUrl& url, const QString& filePath)
 {
@@ -143,6 +150,8 @@ void FileDownloader::stopOversized(QNetworkReply* reply, qint64 received, qint64
         return;
     }
     const QPointer<QNetworkReply> guard(reply);
+    // Once is enough: what arrives until it is aborted is not looked at.
+    disconnect(reply, &QNetworkReply::downloadProgress, this, nullptr);
     emit error(QNetworkReply::UnknownContentError);
     if (guard) {
         guard->abort();
@@ -169,9 +178,13 @@ void FileDownloader::fileDownloaded(QNetworkReply* pReply)
 
     const QPointer<FileDownloader> self(this);
     const QString filePath = m_filePath;
+    m_isDelivering = true;
     complete(result);
     if (self && written.opened) {
         emit finished(filePath);
+    }
+    if (self) {
+        m_isDelivering = false;
     }
 }
 
@@ -192,9 +205,13 @@ bool FileDownloader::followRedirect(QNetworkReply* reply)
         const Result result{QNetworkReply::TooManyRedirectsError, httpStatus(*reply), false,
                             m_reply != reply};
         reply->deleteLater();
+        m_isDelivering = true;
         emit error(result.error);
         if (self) {
             complete(result);
+        }
+        if (self) {
+            m_isDelivering = false;
         }
         return true;
     }

@@ -91,6 +91,7 @@ private:
     QPointer<QNetworkReply> m_reply;
     QString m_filePath;
     int m_redirects = 0;
+    bool m_isDelivering = false;
     CompletionCallback m_completed;
 
     void get(const QUrl& url);

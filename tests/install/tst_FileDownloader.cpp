@@ -1,0 +1,351 @@
+#include "LogCapture.h"
+#include "ScriptedServer.h"
+
+#include "install/FileDownloader.h"
+
+#include <QFile>
+#include <QFileInfo>
+#include <QSignalSpy>
+#include <QTemporaryDir>
+#include <QTest>
+
+Q_DECLARE_METATYPE(zk::test::Answer)
+
+using namespace zk;
+using test::Answer;
+
+class tst_FileDownloader : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void downloads_data();
+    void downloads();
+    void followsNoMoreThanFiftyRedirects();
+    void followsFiftyRedirects();
+    void keepsTheTailOfALongerFile();
+    void saysWhenTheFileCannotBeWritten_data();
+    void saysWhenTheFileCannotBeWritten();
+    void reportsProgress();
+    void unpacksCompressedBodies();
+    void aborts();
+    void tellsOutdatedRepliesApart();
+    void survivesItsOwnDeletion_data();
+    void survivesItsOwnDeletion();
+    void logsEachReply();
+};
+
+namespace {
+
+QByteArray content(const QString& path)
+{
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("(no file)");
+}
+
+/** A downloader with a server, and everything it says, in order. */
+struct Fixture
+{
+    QTemporaryDir folder;
+    QString path = folder.filePath(QStringLiteral("new/folder/setup.exe"));
+    test::ScriptedServer server;
+    FileDownloader* downloader = new FileDownloader;
+    QStringList events;
+    FileDownloader::Result result;
+
+    Fixture()
+    {
+        QObject::connect(downloader, &FileDownloader::error, downloader,
+                         [this](QNetworkReply::NetworkError code) {
+                             events << QStringLiteral("error %1").arg(code);
+                         });
+        QObject::connect(downloader, &FileDownloader::finished, downloader,
+                         [this](const QString& file) {
+                             events << (file == path ? QStringLiteral("finished") : file);
+                         });
+        downloader->setCompletionCallback([this](const FileDownloader::Result& ended) {
+            result = ended;
+            events << QStringLiteral("%1 %2%3%4")
+                          .arg(ended.isWholeFile() ? QStringLiteral("whole")
+                                                   : QStringLiteral("not whole"))
+                          .arg(ended.httpStatus)
+                          .arg(ended.allWritten ? QString() : QStringLiteral(" unwritten"),
+                               ended.isOutdated ? QStringLiteral(" outdated") : QString());
+        });
+    }
+    ~Fixture() { delete downloader; }
+
+    void start(const QByteArray& route) { downloader->downloadFile(server.url(route), path); }
+    [[nodiscard]] QString said() const { return events.join(QStringLiteral(", ")); }
+};
+
+} // namespace
+
+void tst_FileDownloader::downloads_data()
+{
+    QTest::addColumn<QList<Answer>>("answers");
+    QTest::addColumn<QString>("events");
+    QTest::addColumn<QByteArray>("file");
+    QTest::addColumn<int>("requests");
+    const QByteArray body(300000, 'x');
+    const auto whole = QStringLiteral("whole 200, finished");
+    const auto row = [](const char* name, const QList<Answer>& answers, const QString& events,
+                        const QByteArray& file) {
+        QTest::newRow(name) << answers << events << file << answers.size();
+    };
+    const Answer ok = test::http(200, body);
+    row("a file", {ok}, whole, body);
+    row("an empty file", {test::http(200)}, whole, "");
+    row("a body without length", {Answer{"HTTP/1.1 200 OK\r\n\r\nabc", Answer::eClose, 0}}, whole,
+        "abc");
+    row("drip by drip", {Answer{test::http(200, "slow").bytes, Answer::eClose, 1}}, whole, "slow");
+    for (const int status : {301, 302, 303, 307, 308}) {
+        const QByteArray name = "redirect " + QByteArray::number(status);
+        row(name.constData(), {test::redirect(status, "/file"), ok}, whole, body);
+    }
+    row("chain there and back and there again",
+        {test::redirect(302, "/other"), test::redirect(302, "/file"), ok}, whole, body);
+    row("redirect to itself", {test::redirect(301, "/start", "moved")},
+        QStringLiteral("not whole 301, finished"), "moved");
+    row("redirect without target", {test::redirect(302, QByteArray(), "where?")},
+        QStringLiteral("not whole 302, finished"), "where?");
+    row("no content", {test::http(204)}, QStringLiteral("not whole 204, finished"), "");
+    row("not modified", {test::http(304)}, QStringLiteral("not whole 304, finished"), "");
+    row("use proxy is no redirect", {test::http(305, "p", "Location: /file\r\n")},
+        QStringLiteral("not whole 305, finished"), "p");
+    row("part of a file", {test::http(206, "part")}, QStringLiteral("not whole 206, finished"),
+        "part");
+    row("error page", {test::http(404, "<html/>")},
+        QStringLiteral("error 203, not whole 404, finished"), "<html/>");
+    row("server error", {test::http(500, "oops")},
+        QStringLiteral("error 401, not whole 500, finished"), "oops");
+    row("cut in the middle", {test::partial(body, 150000, Answer::eClose)},
+        QStringLiteral("error 2, not whole 200, finished"), body.left(150000));
+    // How often these two are tried is the network's affair.
+    row("reset before the answer", {Answer{{}, Answer::eReset, 0}},
+        QStringLiteral("error 2, not whole 0, finished"), "");
+    row("no HTTP at all", {Answer{"220 mail ready\r\n\r\n", Answer::eClose, 0}},
+        QStringLiteral("error 2, not whole 0, finished"), "");
+}
+
+void tst_FileDownloader::downloads()
+{
+    QFETCH(QList<Answer>, answers);
+    QFETCH(QString, events);
+    QFETCH(QByteArray, file);
+    QFETCH(int, requests);
+    Fixture f;
+    f.server.answer("/start", answers.first());
+    f.server.answer("/other", answers.value(1));
+    f.server.answer("/file", answers.last());
+    if (answers.size() == 3) {
+        f.server.answer("/file", {test::redirect(302, "/start"), answers.last()});
+        f.server.answer("/start", {answers.first(), test::redirect(302, "/file")});
+        requests = 5;
+    }
+    f.start("/start");
+    QTRY_VERIFY(f.events.contains(QStringLiteral("finished")));
+    QCOMPARE(f.said(), events);
+    QCOMPARE(content(f.path), file);
+    if (file != "" || answers.size() > 1) {
+        QCOMPARE(f.server.requests().size(), requests);
+    }
+}
+
+void tst_FileDownloader::followsNoMoreThanFiftyRedirects()
+{
+    Fixture f;
+    f.server.answer("/a", test::redirect(302, "b", "page"));
+    f.server.answer("/b", test::redirect(302, f.server.url("/a").toEncoded()));
+    f.start("/a");
+    QTRY_COMPARE(f.said(), QStringLiteral("error %1, not whole 302 unwritten")
+                               .arg(QNetworkReply::TooManyRedirectsError));
+    QCOMPARE(f.server.requests().size(), 1 + FileDownloader::maximumRedirects);
+    QVERIFY(!QFileInfo::exists(f.path));
+}
+
+void tst_FileDownloader::followsFiftyRedirects()
+{
+    Fixture f;
+    QList<Answer> there;
+    for (int i = 0; i < FileDownloader::maximumRedirects / 2; ++i) {
+        there << test::redirect(302, "/b");
+    }
+    f.server.answer("/a", there << test::http(200, "at last"));
+    f.server.answer("/b", test::redirect(302, "/a"));
+    for (int download = 0; download < 2; ++download) {
+        f.start("/a");
+        QTRY_COMPARE(f.said(), QStringLiteral("whole 200, finished"));
+        f.events.clear();
+        // The hops of one download are not held against the next.
+        f.server.answer("/a", there);
+    }
+    QCOMPARE(content(f.path), QByteArray("at last"));
+}
+
+void tst_FileDownloader::keepsTheTailOfALongerFile()
+{
+    Fixture f;
+    f.path = f.folder.filePath(QStringLiteral("there already"));
+    QFile file(f.path);
+    QVERIFY(file.open(QIODevice::WriteOnly) && file.write("0123456789") == 10);
+    file.close();
+    f.server.answer("/a", test::http(200, "abc"));
+    f.start("/a");
+    QTRY_COMPARE(f.said(), QStringLiteral("whole 200, finished"));
+    QCOMPARE(content(f.path), QByteArray("abc3456789"));
+}
+
+void tst_FileDownloader::saysWhenTheFileCannotBeWritten_data()
+{
+    QTest::addColumn<QString>("blockedBy");
+    QTest::addColumn<QString>("events");
+    QTest::newRow("a folder in place of the file")
+        << QStringLiteral("folder") << QStringLiteral("not whole 200 unwritten");
+    QTest::newRow("a file in place of the folder")
+        << QStringLiteral("file") << QStringLiteral("not whole 200 unwritten");
+    QTest::newRow("a full disk") << QStringLiteral("disk")
+                                 << QStringLiteral("not whole 200 unwritten, finished");
+}
+
+void tst_FileDownloader::saysWhenTheFileCannotBeWritten()
+{
+    QFETCH(QString, blockedBy);
+    QFETCH(QString, events);
+    Fixture f;
+    if (blockedBy == QLatin1String("folder")) {
+        QVERIFY(QDir().mkpath(f.path));
+    } else if (blockedBy == QLatin1String("file")) {
+        QFile file(f.folder.filePath(QStringLiteral("new")));
+        QVERIFY(file.open(QIODevice::WriteOnly));
+    } else {
+        f.path = f.folder.filePath(QStringLiteral("link"));
+        if (!QFileInfo::exists(QStringLiteral("/dev/full"))) {
+            QSKIP("there is no device that is always full");
+        }
+        QVERIFY(QFile::link(QStringLiteral("/dev/full"), f.path));
+    }
+    f.server.answer("/a", test::http(200, "abc"));
+    f.start("/a");
+    QTRY_VERIFY(!f.events.isEmpty());
+    QCoreApplication::processEvents();
+    QCOMPARE(f.said(), events);
+}
+
+void tst_FileDownloader::reportsProgress()
+{
+    Fixture f;
+    const QByteArray body(1000, 'x');
+    f.server.answer("/a", test::partial(body, 40, Answer::eSilence));
+    QSignalSpy progress(f.downloader, &FileDownloader::progress);
+    f.start("/a");
+    QTRY_VERIFY(!progress.isEmpty());
+    QVERIFY(progress.last()[0].toLongLong() > 0 && progress.last()[0].toLongLong() < 1000);
+    QCOMPARE(progress.last()[1].toLongLong(), 1000);
+    f.server.finish(body.mid(40));
+    QTRY_COMPARE(f.said(), QStringLiteral("whole 200, finished"));
+    QCOMPARE(progress.last()[0].toLongLong(), 1000);
+}
+
+void tst_FileDownloader::unpacksCompressedBodies()
+{
+    // printf '%01000d' 0 | gzip -9
+    const QByteArray packed =
+        QByteArray::fromHex("1f8b080000000000020333301805a360140c77000083995fa8e8030000");
+    Fixture f;
+    f.server.answer("/a", test::http(200, packed, "Content-Encoding: gzip\r\n"));
+    f.start("/a");
+    QTRY_COMPARE(f.said(), QStringLiteral("whole 200, finished"));
+    QCOMPARE(content(f.path), QByteArray(1000, '0'));
+}
+
+void tst_FileDownloader::aborts()
+{
+    Fixture f;
+    f.downloader->abortDownload();
+    QVERIFY(f.events.isEmpty());
+
+    f.server.answer("/a", test::partial(QByteArray(1000, 'x'), 40, Answer::eSilence));
+    QSignalSpy progress(f.downloader, &FileDownloader::progress);
+    f.start("/a");
+    QTRY_VERIFY(!progress.isEmpty());
+    f.downloader->abortDownload();
+    QVERIFY(f.said().startsWith(QLatin1String("error 5, not whole 200")));
+    QCOMPARE(f.events.last(), QStringLiteral("finished"));
+
+    f.events.clear();
+    f.downloader->abortDownload();
+    QTRY_VERIFY(f.events.isEmpty());
+}
+
+void tst_FileDownloader::tellsOutdatedRepliesApart()
+{
+    Fixture f;
+    f.server.answer("/old", Answer{test::http(200, "late").bytes, Answer::eClose, 1});
+    f.server.answer("/new", Answer{{}, Answer::eSilence, 0});
+    f.start("/old");
+    QTRY_COMPARE(f.server.requests().size(), 1);
+    f.path = f.folder.filePath(QStringLiteral("second"));
+    f.start("/new");
+    QTRY_VERIFY(!f.events.filter(QStringLiteral("outdated")).isEmpty());
+    QVERIFY(f.result.isOutdated);
+    QCOMPARE(f.events.last(), QStringLiteral("finished"));
+}
+
+void tst_FileDownloader::survivesItsOwnDeletion_data()
+{
+    QTest::addColumn<int>("status");
+    QTest::addColumn<bool>("onError");
+    QTest::newRow("in the callback") << 200 << false;
+    QTest::newRow("in the callback after an error") << 404 << false;
+    QTest::newRow("when the error is told, deferred") << 404 << true;
+}
+
+void tst_FileDownloader::survivesItsOwnDeletion()
+{
+    QFETCH(int, status);
+    QFETCH(bool, onError);
+    Fixture f;
+    const QPointer<FileDownloader> guard(f.downloader);
+    const auto destroy = [&f] { delete std::exchange(f.downloader, nullptr); };
+    if (onError) {
+        QObject::connect(f.downloader, &FileDownloader::error, f.downloader, &QObject::deleteLater);
+    } else {
+        f.downloader->setCompletionCallback(
+            [destroy](const FileDownloader::Result& /*ended*/) { destroy(); });
+    }
+    f.server.answer("/a", test::http(status, "abc"));
+    f.start("/a");
+    QTRY_VERIFY(!guard);
+    f.downloader = nullptr;
+    QVERIFY(!f.events.contains(QStringLiteral("finished")) || onError);
+}
+
+void tst_FileDownloader::logsEachReply()
+{
+    const test::LogCapture log;
+    Fixture f;
+    f.server.answer("/a", test::redirect(302, "b?key=1"));
+    f.server.answer("/b?key=1", test::http(200, "abc"));
+    f.start("/a");
+    QTRY_VERIFY(f.events.contains(QStringLiteral("finished")));
+    QStringList expected{
+        QStringLiteral(" : 0 : Unknown error"),
+        QStringLiteral(" finished : 1"),
+        QStringLiteral(" downloaded : 0"),
+        QStringLiteral(" http status : 302"),
+        QStringLiteral("redirect : b?key=1"),
+        QStringLiteral("complete redirect url: ") + f.server.url("/b?key=1").toString(),
+        QStringLiteral(" : 0 : Unknown error"),
+        QStringLiteral(" finished : 1"),
+        QStringLiteral(" downloaded : 3"),
+        QStringLiteral(" http status : 200"),
+    };
+    for (QString& line : expected) {
+        line.prepend(QStringLiteral("[zk::FileDownloader::fileDownloaded] "));
+    }
+    QCOMPARE(log.lines(Log::eInfo), expected);
+}
+
+QTEST_GUILESS_MAIN(tst_FileDownloader)
+#include "tst_FileDownloader.moc"

@@ -1,0 +1,50 @@
+#pragma once
+
+#include <QList>
+#include <QPointer>
+#include <QStringList>
+#include <QTimer>
+#include <QWidget>
+
+#include <functional>
+
+namespace zk::test {
+
+/**
+ * The user in front of modal message boxes: as soon as one is shown, notes its title and text and
+ * does what was arranged for it. A box nobody arranged for is noted and rejected, so that the test
+ * fails and does not hang.
+ */
+class DialogRobot : public QObject
+{
+    Q_OBJECT
+
+public:
+    DialogRobot();
+
+    /** Presses @p button in each box whose text contains @p text. */
+    void press(const QString& text, const QString& button);
+    /** Calls @p action while the box is open, then presses @p button if the box is still there. */
+    void act(const QString& text, const std::function<void()>& action, const QString& button);
+
+    /** "title: text" of all boxes so far. */
+    [[nodiscard]] const QStringList& seen() const { return m_seen; }
+
+private:
+    struct Rule
+    {
+        QString text;
+        QString button;
+        std::function<void()> action;
+    };
+
+    QTimer m_timer;
+    QList<Rule> m_rules;
+    QStringList m_seen;
+    QList<QPointer<QWidget>> m_done;
+
+    void look();
+    void handle(QWidget* widget);
+};
+
+} // namespace zk::test

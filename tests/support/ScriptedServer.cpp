@@ -1,0 +1,163 @@
+#include "ScriptedServer.h"
+
+#ifdef Q_OS_WIN
+#include <winsock2.h>
+#else
+#include <sys/socket.h>
+#endif
+
+namespace zk::test {
+
+namespace {
+
+// Closing now throws away what the other side has not read, and tells it so with a reset.
+void lingerNot(qintptr descriptor)
+{
+    linger option{};
+    option.l_onoff = 1;
+    option.l_linger = 0;
+#ifdef Q_OS_WIN
+    const auto handle = SOCKET(descriptor);
+#else
+    const int handle = int(descriptor);
+#endif
+    setsockopt(handle, SOL_SOCKET, SO_LINGER, reinterpret_cast<const char*>(&option),
+               sizeof option);
+}
+
+QByteArray head(int status, int length, const QByteArray& headers)
+{
+    return "HTTP/1.1 " + QByteArray::number(status) +
+           " Scripted\r\nConnection: close\r\nContent-Length: " + QByteArray::number(length) +
+           "\r\n" + headers + "\r\n";
+}
+
+} // namespace
+
+QByteArray Request::header(const QByteArray& name) const
+{
+    const QList<QByteArray> lines = head.split('\n');
+    for (const QByteArray& line : lines) {
+        if (line.toLower().startsWith(name.toLower() + ':')) {
+            return line.mid(name.size() + 1).trimmed();
+        }
+    }
+    return QByteArray();
+}
+
+Answer http(int status, const QByteArray& body, const QByteArray& headers)
+{
+    return {head(status, body.size(), headers) + body, Answer::eClose, 0};
+}
+
+Answer partial(const QByteArray& body, int sent, Answer::End end)
+{
+    return {head(200, body.size(), {}) + body.left(sent), end, sent < 1000 ? 1 : 0};
+}
+
+Answer redirect(int status, const QByteArray& location, const QByteArray& body)
+{
+    return http(status, body, location.isNull() ? location : "Location: " + location + "\r\n");
+}
+
+ScriptedServer::ScriptedServer()
+{
+    connect(&m_server, &QTcpServer::newConnection, this, &ScriptedServer::accept);
+    connect(&m_dripTimer, &QTimer::timeout, this, &ScriptedServer::drip);
+    if (!m_server.listen(QHostAddress::LocalHost)) {
+        qFatal("cannot listen on 127.0.0.1");
+    }
+    m_port = m_server.serverPort();
+}
+
+void ScriptedServer::answer(const QByteArray& path, const QList<Answer>& answers)
+{
+    m_answers[path] = answers;
+}
+
+QUrl ScriptedServer::url(const QByteArray& path) const
+{
+    return QUrl(QStringLiteral("http://127.0.0.1:%1").arg(m_port) + QString::fromUtf8(path));
+}
+
+void ScriptedServer::accept()
+{
+    while (QTcpSocket* const socket = m_server.nextPendingConnection()) {
+        connect(socket, &QTcpSocket::disconnected, socket, &QObject::deleteLater);
+        connect(socket, &QTcpSocket::readyRead, this, [this, socket] { read(socket); });
+    }
+}
+
+void ScriptedServer::read(QTcpSocket* socket)
+{
+    const QByteArray got = socket->peek(socket->bytesAvailable());
+    const int end = got.indexOf("\r\n\r\n");
+    if (end < 0) {
+        return;
+    }
+    socket->readAll();
+    const QByteArray path = got.mid(got.indexOf(' ') + 1).split(' ').first();
+    m_requests.append({path, got.left(end)});
+    m_last = socket;
+    QList<Answer>& answers = m_answers[path];
+    if (answers.isEmpty()) {
+        send(socket, http(404, "not here"));
+        return;
+    }
+    const Answer next = answers.first();
+    if (answers.size() > 1) {
+        answers.removeFirst();
+    }
+    send(socket, next);
+}
+
+void ScriptedServer::send(QTcpSocket* socket, const Answer& answer)
+{
+    if (answer.dripMs > 0) {
+        m_dripping = socket;
+        m_rest = answer;
+        m_dripTimer.start(answer.dripMs);
+        return;
+    }
+    socket->write(answer.bytes);
+    end(socket, answer.end);
+}
+
+void ScriptedServer::drip()
+{
+    if (m_dripping) {
+        m_dripping->write(m_rest.bytes.left(1));
+        m_rest.bytes.remove(0, 1);
+    }
+    if (m_dripping && m_rest.bytes.isEmpty()) {
+        end(std::exchange(m_dripping, nullptr), m_rest.end);
+    }
+    if (!m_dripping) {
+        m_dripTimer.stop();
+    }
+}
+
+void ScriptedServer::finish(const QByteArray& bytes, Answer::End end)
+{
+    if (m_last && m_last == m_dripping) {
+        m_last->write(m_rest.bytes);
+        m_dripping.clear();
+    }
+    if (m_last) {
+        m_last->write(bytes);
+        ScriptedServer::end(m_last, end);
+    }
+}
+
+void ScriptedServer::end(QTcpSocket* socket, Answer::End end)
+{
+    if (end == Answer::eClose) {
+        socket->disconnectFromHost();
+    } else if (end == Answer::eReset) {
+        socket->flush();
+        lingerNot(socket->socketDescriptor());
+        socket->abort();
+    }
+}
+
+} // namespace zk::test

@@ -1,0 +1,97 @@
+#pragma once
+
+#include <QByteArray>
+#include <QHash>
+#include <QList>
+#include <QObject>
+#include <QPointer>
+#include <QTcpServer>
+#include <QTcpSocket>
+#include <QTimer>
+#include <QUrl>
+
+namespace zk::test {
+
+/** What the server got. */
+struct Request
+{
+    QByteArray path;
+    /** Request line and header lines. */
+    QByteArray head;
+
+    /** The value of a header, empty when there is none. */
+    [[nodiscard]] QByteArray header(const QByteArray& name) const;
+};
+
+/** What the server sends, byte by byte as it stands, and how it ends. */
+struct Answer
+{
+    enum End {
+        eClose,
+        eReset,
+        /** Says nothing more until the test has it finished. */
+        eSilence,
+    };
+
+    QByteArray bytes;
+    End end = eClose;
+    /** Sends one byte after the other, each in this many milliseconds; 0: all at once. One such
+     * answer at a time. */
+    int dripMs = 0;
+};
+
+/** A complete HTTP answer with @p status, the right length and @p headers (lines with CRLF). */
+Answer http(int status, const QByteArray& body = {}, const QByteArray& headers = {});
+
+/**
+ * An answer that sends the first @p sent bytes of @p body, having announced all of it. A short one
+ * takes its time: progress is told every 100 ms at the most.
+ */
+Answer partial(const QByteArray& body, int sent, Answer::End end);
+
+/** An answer that leads to @p location. */
+Answer redirect(int status, const QByteArray& location, const QByteArray& body = {});
+
+/**
+ * A server on 127.0.0.1 that does what it is told, also what no good server can be made to do.
+ *
+ * Answers to one path are given in the order in which they were set, the last one again and again;
+ * other paths get a 404. Runs in the thread that made it.
+ */
+class ScriptedServer : public QObject
+{
+    Q_OBJECT
+
+public:
+    ScriptedServer();
+
+    void answer(const QByteArray& path, const QList<Answer>& answers);
+    void answer(const QByteArray& path, const Answer& only) { answer(path, QList<Answer>{only}); }
+
+    /** Goes on where silence fell: sends @p bytes on the last connection and ends it. */
+    void finish(const QByteArray& bytes, Answer::End end = Answer::eClose);
+    /** No connection is accepted any more. */
+    void stop() { m_server.close(); }
+
+    [[nodiscard]] QUrl url(const QByteArray& path) const;
+    [[nodiscard]] quint16 port() const { return m_port; }
+    [[nodiscard]] const QList<Request>& requests() const { return m_requests; }
+
+private:
+    QTcpServer m_server;
+    quint16 m_port = 0;
+    QHash<QByteArray, QList<Answer>> m_answers;
+    QList<Request> m_requests;
+    QPointer<QTcpSocket> m_last;
+    QPointer<QTcpSocket> m_dripping;
+    Answer m_rest;
+    QTimer m_dripTimer;
+
+    void accept();
+    void read(QTcpSocket* socket);
+    void send(QTcpSocket* socket, const Answer& answer);
+    void drip();
+    static void end(QTcpSocket* socket, Answer::End end);
+};
+
+} // namespace zk::test
