@@ -244,14 +244,15 @@ bool SoftwareUpdateClient::followRedirect(const QNetworkReply& reply)
         return false;
     }
     constexpr char function[] = "zk::SoftwareUpdateClient::evaluateServerResponse";
-    const QVariant target = reply.attribute(QNetworkRequest::RedirectionTargetAttribute);
-    if (target.isNull()) {
+    // Set even when the answer names no target, then to an empty address.
+    const QUrl target = reply.attribute(QNetworkRequest::RedirectionTargetAttribute).toUrl();
+    if (target.isEmpty()) {
         SOFTWAREUPDATE_LOG(Log::eError, function,
                            "could not obtain redirect url from server response");
         return false;
     }
-    SOFTWAREUPDATE_LOG(Log::eInfo, function, "redirect url ", logText(target.toUrl()));
-    performUpdateCheck(target.toUrl());
+    SOFTWAREUPDATE_LOG(Log::eInfo, function, "redirect url ", logText(target));
+    performUpdateCheck(target);
     return true;
 }
 

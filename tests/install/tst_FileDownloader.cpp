@@ -9,8 +9,6 @@
 #include <QTemporaryDir>
 #include <QTest>
 
-Q_DECLARE_METATYPE(zk::test::Answer)
-
 using namespace zk;
 using test::Answer;
 

@@ -99,6 +99,7 @@ void ScriptedServer::read(QTcpSocket* socket)
     const QByteArray path = got.mid(got.indexOf(' ') + 1).split(' ').first();
     m_requests.append({path, got.left(end)});
     m_last = socket;
+    m_sockets[path] = socket;
     QList<Answer>& answers = m_answers[path];
     if (answers.isEmpty()) {
         send(socket, http(404, "not here"));
@@ -147,6 +148,12 @@ void ScriptedServer::finish(const QByteArray& bytes, Answer::End end)
         m_last->write(bytes);
         ScriptedServer::end(m_last, end);
     }
+}
+
+void ScriptedServer::finishTo(const QByteArray& path, const Answer& answer)
+{
+    m_last = m_sockets.value(path);
+    finish(answer.bytes, answer.end);
 }
 
 void ScriptedServer::end(QTcpSocket* socket, Answer::End end)

@@ -3,6 +3,7 @@
 #include <QByteArray>
 #include <QHash>
 #include <QList>
+#include <QMetaType>
 #include <QObject>
 #include <QPointer>
 #include <QTcpServer>
@@ -70,6 +71,8 @@ public:
 
     /** Goes on where silence fell: sends @p bytes on the last connection and ends it. */
     void finish(const QByteArray& bytes, Answer::End end = Answer::eClose);
+    /** The same for the last connection on which @p path was asked for. */
+    void finishTo(const QByteArray& path, const Answer& answer);
     /** No connection is accepted any more. */
     void stop() { m_server.close(); }
 
@@ -83,6 +86,7 @@ private:
     QHash<QByteArray, QList<Answer>> m_answers;
     QList<Request> m_requests;
     QPointer<QTcpSocket> m_last;
+    QHash<QByteArray, QPointer<QTcpSocket>> m_sockets;
     QPointer<QTcpSocket> m_dripping;
     Answer m_rest;
     QTimer m_dripTimer;
@@ -95,3 +99,5 @@ private:
 };
 
 } // namespace zk::test
+
+Q_DECLARE_METATYPE(zk::test::Answer)

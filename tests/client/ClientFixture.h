@@ -1,0 +1,93 @@
+#pragma once
+
+#include "RecordingSettings.h"
+#include "ScriptedServer.h"
+
+#include "client/SoftwareUpdateClient.h"
+
+#include <QNetworkProxy>
+#include <QTimer>
+#include <QWidget>
+
+#include <memory>
+
+namespace zk::test {
+
+/** One package of an update document. */
+inline QByteArray packageElement(const QByteArray& release, const QByteArray& url,
+                                 const QByteArray& more = {})
+{
+    return "<package release=\"" + release + "\" " + more + "><file url=\"" + url +
+           "\"/></package>";
+}
+
+/** An update document of "Viewer" packages. */
+inline QByteArray document(const QByteArray& packages)
+{
+    return "<softwareList><package-set type=\"Application\" name=\"Viewer\" status=\"STABLE\" "
+           "platform=\"Win64\">" +
+           packages + "</package-set></softwareList>";
+}
+
+/** The client of a host called "Viewer", version 4.1, with an update server of its own. */
+struct ClientFixture
+{
+    RecordingSettings settings;
+    ScriptedServer server;
+    std::unique_ptr<QWidget> parent = std::make_unique<QWidget>();
+    SoftwareUpdateClient* client = nullptr;
+    /** "state 0>1", "message x", "last check": what the client said, in order. */
+    QStringList events;
+
+    ClientFixture()
+    {
+        SoftwareUpdateClient::init(QStringLiteral("Viewer"), VersionNumber(L"4.1"),
+                                   server.url("/doc.xml").toString(), &settings);
+        client = SoftwareUpdateClient::instance();
+        client->setParent(parent.get());
+        client->setNetworkProxy(QNetworkProxy(QNetworkProxy::NoProxy));
+        QObject::connect(client, &SoftwareUpdateClient::stateChanged, client,
+                         [this](int from, int to) {
+                             // The signal comes before the value.
+                             const bool isBefore = client->state() == from;
+                             events << QStringLiteral("state %1>%2%3")
+                                           .arg(from)
+                                           .arg(to)
+                                           .arg(isBefore ? QString() : QStringLiteral(" too late"));
+                         });
+        QObject::connect(
+            client, &SoftwareUpdateClient::messageChanged, client,
+            [this](const QString& text) { events << QStringLiteral("message ") + text; });
+        QObject::connect(client, &SoftwareUpdateClient::lastCheckTextChanged, client,
+                         [this](const QString& text) {
+                             events << (text.isEmpty() ? QStringLiteral("no last check")
+                                                       : QStringLiteral("last check"));
+                         });
+    }
+    ~ClientFixture() { SoftwareUpdateClient::deleteInstance(); }
+    ClientFixture(const ClientFixture&) = delete;
+    ClientFixture& operator=(const ClientFixture&) = delete;
+
+    /** The client's timer with this interval, null when there is none. */
+    [[nodiscard]] QTimer* timer(int interval) const
+    {
+        const QList<QTimer*> timers = client->findChildren<QTimer*>();
+        for (QTimer* timer : timers) {
+            if (timer->interval() == interval) {
+                return timer;
+            }
+        }
+        return nullptr;
+    }
+
+    template <typename Dialog>
+    [[nodiscard]] Dialog* dialog() const
+    {
+        return parent ? parent->findChild<Dialog*>() : nullptr;
+    }
+
+    void check() { client->performUpdateCheck(server.url("/doc.xml")); }
+    [[nodiscard]] bool isChecking() const { return client->state() == SoftwareUpdate::eChecking; }
+};
+
+} // namespace zk::test
