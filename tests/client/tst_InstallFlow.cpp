@@ -213,7 +213,7 @@ void tst_InstallFlow::stopsWhenTheUserCancels()
     Fixture f;
     if (sent >= 0) {
         f.server.answer("/setup.exe", sent > 0 ? test::partial(f.program, sent, Answer::eSilence)
-                                               : Answer{{}, Answer::eSilence, 0});
+                                               : Answer{{}, Answer::eSilence});
     }
     const auto cancel = [&f] { f.progress()->findChild<QPushButton*>()->click(); };
     if (sent < 0) {
@@ -358,7 +358,7 @@ void tst_InstallFlow::installsWhatWasShown()
         f.install();
     } else {
         f.server.answer("/setup.exe", {test::redirect(302, "/soon"), test::http(404)});
-        f.server.answer("/soon", Answer{{}, Answer::eSilence, 0});
+        f.server.answer("/soon", Answer{{}, Answer::eSilence});
         f.install();
         QTRY_COMPARE(f.server.requests().last().path, QByteArray("/soon"));
         backgroundCheck();

@@ -186,7 +186,7 @@ void tst_SoftwareUpdateClient::firesOnSchedule()
     const test::LogCapture log;
     test::ClientFixture f;
     f.settings.values[AppSettings::UpdateCheckInterval] = interval;
-    f.server.answer("/doc.xml", Answer{{}, Answer::eSilence, 0});
+    f.server.answer("/doc.xml", Answer{{}, Answer::eSilence});
     // By the timer itself, as after an hour.
     f.timer(hour)->start(0);
     QTRY_COMPARE(f.server.requests().size(), 1);

@@ -94,7 +94,7 @@ void tst_FileDownloader::downloads_data()
     const Answer ok = test::http(200, body);
     row("a file", {ok}, whole, body);
     row("an empty file", {test::http(200)}, whole, "");
-    row("a body without length", {Answer{"HTTP/1.1 200 OK\r\n\r\nabc", Answer::eClose, 0}}, whole,
+    row("a body without length", {Answer{"HTTP/1.1 200 OK\r\n\r\nabc", Answer::eClose}}, whole,
         "abc");
     row("drip by drip", {Answer{test::http(200, "slow").bytes, Answer::eClose, 1}}, whole, "slow");
     for (const int status : {301, 302, 303, 307, 308}) {
@@ -120,9 +120,9 @@ void tst_FileDownloader::downloads_data()
     row("cut in the middle", {test::partial(body, 150000, Answer::eClose)},
         QStringLiteral("error 2, not whole 200, finished"), body.left(150000));
     // How often these two are tried is the network's affair.
-    row("reset before the answer", {Answer{{}, Answer::eReset, 0}},
+    row("reset before the answer", {Answer{{}, Answer::eReset}},
         QStringLiteral("error 2, not whole 0, finished"), "");
-    row("no HTTP at all", {Answer{"220 mail ready\r\n\r\n", Answer::eClose, 0}},
+    row("no HTTP at all", {Answer{"220 mail ready\r\n\r\n", Answer::eClose}},
         QStringLiteral("error 2, not whole 0, finished"), "");
 }
 
@@ -280,7 +280,7 @@ void tst_FileDownloader::tellsOutdatedRepliesApart()
 {
     Fixture f;
     f.server.answer("/old", Answer{test::http(200, "late").bytes, Answer::eClose, 1});
-    f.server.answer("/new", Answer{{}, Answer::eSilence, 0});
+    f.server.answer("/new", Answer{{}, Answer::eSilence});
     f.start("/old");
     QTRY_COMPARE(f.server.requests().size(), 1);
     f.path = f.folder.filePath(QStringLiteral("second"));

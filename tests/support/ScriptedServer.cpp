@@ -47,12 +47,13 @@ QByteArray Request::header(const QByteArray& name) const
 
 Answer http(int status, const QByteArray& body, const QByteArray& headers)
 {
-    return {head(status, body.size(), headers) + body, Answer::eClose, 0};
+    return {head(status, body.size(), headers) + body, Answer::eClose};
 }
 
 Answer partial(const QByteArray& body, int sent, Answer::End end)
 {
-    return {head(200, body.size(), {}) + body.left(sent), end, sent < 1000 ? 1 : 0};
+    const QByteArray bytes = head(200, body.size(), {}) + body.left(sent);
+    return {bytes, end, sent < 1000 ? 120 : 0, bytes.size() - 1};
 }
 
 Answer redirect(int status, const QByteArray& location, const QByteArray& body)
@@ -118,6 +119,7 @@ void ScriptedServer::send(QTcpSocket* socket, const Answer& answer)
         m_dripping = socket;
         m_rest = answer;
         m_dripTimer.start(answer.dripMs);
+        drip();
         return;
     }
     socket->write(answer.bytes);
@@ -127,8 +129,8 @@ void ScriptedServer::send(QTcpSocket* socket, const Answer& answer)
 void ScriptedServer::drip()
 {
     if (m_dripping) {
-        m_dripping->write(m_rest.bytes.left(1));
-        m_rest.bytes.remove(0, 1);
+        m_dripping->write(m_rest.bytes.left(m_rest.dropSize));
+        m_rest.bytes.remove(0, m_rest.dropSize);
     }
     if (m_dripping && m_rest.bytes.isEmpty()) {
         end(std::exchange(m_dripping, nullptr), m_rest.end);

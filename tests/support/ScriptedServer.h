@@ -36,17 +36,20 @@ struct Answer
 
     QByteArray bytes;
     End end = eClose;
-    /** Sends one byte after the other, each in this many milliseconds; 0: all at once. One such
-     * answer at a time. */
+    /**
+     * Sends a drop of the bytes now and another one whenever this many milliseconds have passed; 0:
+     * all at once. One such answer at a time.
+     */
     int dripMs = 0;
+    int dropSize = 1;
 };
 
 /** A complete HTTP answer with @p status, the right length and @p headers (lines with CRLF). */
 Answer http(int status, const QByteArray& body = {}, const QByteArray& headers = {});
 
 /**
- * An answer that sends the first @p sent bytes of @p body, having announced all of it. A short one
- * takes its time: progress is told every 100 ms at the most.
+ * An answer that sends the first @p sent bytes of @p body, having announced all of it. With
+ * fewer than a thousand it takes its time, so that progress is told, which happens every 100 ms.
  */
 Answer partial(const QByteArray& body, int sent, Answer::End end);
 
