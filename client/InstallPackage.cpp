@@ -111,12 +111,13 @@ void SoftwareUpdateClient::downloadProgress(qint64 value, qint64 total)
 // Called for every reply before finished(): the place that knows whether the file is whole.
 void SoftwareUpdateClient::downloadCompleted(const FileDownloader::Result& result)
 {
-    if (result.isOutdated) {
-        // A late reply of a download given up before has written into the new one's file.
-        eraseDownload();
+    if (m_isAborting) {
         return;
     }
-    if (m_isAborting) {
+    if (result.isOutdated || m_download.state == Download::eNone) {
+        // Not every reply can be aborted (those of file: URLs cannot): one that was given up may come
+        // late, and has been written to the file of the download that followed it, if any.
+        eraseDownload();
         return;
     }
     if (result.isWholeFile() && m_download.state == Download::eRunning) {

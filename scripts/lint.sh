@@ -9,7 +9,9 @@ code_folders=(types support catalogue ui install client updateinstaller publishe
 sources() { # PATTERN...
     local folder
     for folder in "${code_folders[@]}"; do
-        [ -d "$folder" ] && find "$folder" -type f \( "$@" \)
+        if [ -d "$folder" ]; then
+            find "$folder" -type f \( "$@" \)
+        fi
     done | sort
 }
 
