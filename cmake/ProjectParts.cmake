@@ -17,6 +17,9 @@ else()
     target_compile_options(softwareupdate_settings INTERFACE
         -Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor -Woverloaded-virtual)
 endif()
+# Qt's own QSKIP() is a variadic macro that is called without further arguments.
+target_compile_options(softwareupdate_settings INTERFACE
+    $<$<CXX_COMPILER_ID:Clang>:-Wno-gnu-zero-variadic-macro-arguments>)
 # One STB_GNU_UNIQUE symbol would keep the library loaded for ever after a dlclose().
 target_compile_options(softwareupdate_settings INTERFACE $<$<CXX_COMPILER_ID:GNU>:-fno-gnu-unique>)
 
