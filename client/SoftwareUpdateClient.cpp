@@ -11,6 +11,8 @@
 #include <QProgressDialog>
 #include <QTimer>
 
+#include <utility>
+
 namespace zk {
 
 using SoftwareUpdate::EState;
@@ -62,7 +64,8 @@ void SoftwareUpdateClient::init(const QString& productName, VersionNumber versio
         return;
     }
     qRegisterMetaType<EState>("zk::SoftwareUpdate::EState");
-    s_Instance = new SoftwareUpdateClient(productName, version, serverUrl, settings, nullptr);
+    s_Instance =
+        new SoftwareUpdateClient(productName, std::move(version), serverUrl, settings, nullptr);
 }
 
 SoftwareUpdateClient* SoftwareUpdateClient::instance()
@@ -90,7 +93,7 @@ SoftwareUpdateClient::SoftwareUpdateClient(const QString& productName, VersionNu
     SoftwareUpdateSettings current;
     getCurrentSettings(&current);
     current.productName = productName;
-    current.version = version;
+    current.version = std::move(version);
     current.platforms = platforms;
     current.packageSuffixes = packageSuffixes;
     current.installableSuffixes = installableSuffixes;

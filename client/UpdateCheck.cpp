@@ -23,7 +23,7 @@ namespace {
 constexpr int requestTimeoutMs = 15000;
 
 // The parser refuses more than this; whatever unpacks to more is not waited for either.
-constexpr qint64 maximumResponseSize = 64 * 1024 * 1024;
+constexpr qint64 maximumResponseSize = 64LL * 1024 * 1024;
 
 QString logText(const QUrl& url)
 {
@@ -182,6 +182,9 @@ void SoftwareUpdateClient::sendRequest(const QUrl& serverUrl)
         m_networkManager = new QNetworkAccessManager;
         connect(m_networkManager.data(), &QNetworkAccessManager::finished, this,
                 &SoftwareUpdateClient::evaluateServerResponse);
+        // It outlives a client that is deleted meanwhile, but not its answer.
+        connect(m_networkManager.data(), &QNetworkAccessManager::finished, m_networkManager.data(),
+                &QObject::deleteLater);
     }
     m_networkManager->setProxy(networkProxy(getSettings().serverUrl));
     abortWhenTooLarge(m_networkManager->get(request));

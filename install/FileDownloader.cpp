@@ -49,8 +49,8 @@ QUrl redirectTarget(const QNetworkReply& reply, const QVariant& attribute)
 // no longer open.
 bool copyBody(QNetworkReply& reply, QFile& file)
 {
-    constexpr qint64 pieceSize = 1024 * 1024;
-    QByteArray piece(int(pieceSize), Qt::Uninitialized);
+    constexpr int pieceSize = 1024 * 1024;
+    QByteArray piece(pieceSize, Qt::Uninitialized);
     while (reply.isOpen() && reply.bytesAvailable() > 0) {
         const qint64 size = reply.read(piece.data(), pieceSize);
         if (size <= 0 || file.write(piece.constData(), size) != size) {

@@ -9,8 +9,7 @@
 #include <QString>
 #include <QStringList>
 
-namespace zk {
-namespace SoftwareUpdate {
+namespace zk::SoftwareUpdate {
 
 /** What the client is doing, or how its last check ended. The numbers are part of the interface. */
 enum EState {
@@ -64,8 +63,7 @@ struct SoftwareUpdateSettings
     TCurrentCameraVersions cameraVersions;
 };
 
-} // namespace SoftwareUpdate
-} // namespace zk
+} // namespace zk::SoftwareUpdate
 
 Q_DECLARE_METATYPE(zk::SoftwareUpdate::EState)
 Q_DECLARE_METATYPE(zk::SoftwareUpdate::SoftwareUpdateSettings)

@@ -25,6 +25,7 @@ private slots:
     void startsWithTheChosenCheck();
     void firesOnSchedule_data();
     void firesOnSchedule();
+    void leavesNoConnectionBehind();
     void delaysEachCheckOnItsOwn();
     void worksWithoutASettingsStore();
     void showsTheSettingsDialog();
@@ -204,6 +205,22 @@ void tst_SoftwareUpdateClient::firesOnSchedule()
     f.settings.values[AppSettings::UpdateLastCheck] = stored.addDays(-1).addSecs(-100);
     queryLastUpdate(f);
     QCOMPARE(f.isChecking(), interval == 1);
+    f.server.answer("/doc.xml", test::http(404));
+    QTRY_VERIFY(interval != 1 || f.server.requests().size() == 2);
+    f.server.finish(test::http(404).bytes);
+    QTRY_VERIFY(!f.isChecking());
+}
+
+void tst_SoftwareUpdateClient::leavesNoConnectionBehind()
+{
+    test::ClientFixture f;
+    f.server.answer("/doc.xml", Answer{{}, Answer::eSilence});
+    f.check();
+    QTRY_COMPARE(f.server.requests().size(), 1);
+    SoftwareUpdateClient::deleteInstance();
+    // The other side would keep it open for the next request.
+    f.server.finish("HTTP/1.1 200 OK\r\nContent-Length: 0\r\n\r\n", Answer::eSilence);
+    QTRY_COMPARE(f.server.connections(), 0);
 }
 
 void tst_SoftwareUpdateClient::delaysEachCheckOnItsOwn()

@@ -81,6 +81,8 @@ public:
 
     [[nodiscard]] QUrl url(const QByteArray& path) const;
     [[nodiscard]] quint16 port() const { return m_port; }
+    /** How many connections are open. */
+    [[nodiscard]] int connections() const { return m_server.findChildren<QTcpSocket*>().size(); }
     [[nodiscard]] const QList<Request>& requests() const { return m_requests; }
 
 private:
