@@ -86,7 +86,7 @@ struct ClientFixture
         return parent ? parent->findChild<Dialog*>() : nullptr;
     }
 
-    void check() { client->performUpdateCheck(server.url("/doc.xml")); }
+    void check() const { client->performUpdateCheck(server.url("/doc.xml")); }
     [[nodiscard]] bool isChecking() const { return client->state() == SoftwareUpdate::eChecking; }
 };
 

@@ -49,8 +49,9 @@ QString described(const QMetaMethod& method)
 }
 
 const char* const clientMethods[] = {
-    "signal void stateChanged(zk::SoftwareUpdate::EState oldState, "
-    "zk::SoftwareUpdate::EState newState)",
+    // clang-format off
+    "signal void stateChanged(zk::SoftwareUpdate::EState oldState, zk::SoftwareUpdate::EState newState)",
+    // clang-format on
     "signal void messageChanged(QString message)",
     "signal void lastCheckTextChanged(QString lastCheck)",
     "signal void openUpdateSettings()",

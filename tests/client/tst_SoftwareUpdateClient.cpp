@@ -125,7 +125,8 @@ void tst_SoftwareUpdateClient::runsTheSchedule()
 {
     test::ClientFixture f;
     QTimer* const timer = f.timer(hour);
-    QVERIFY(timer && timer->isActive() && !timer->isSingleShot());
+    QVERIFY(timer);
+    QVERIFY(timer->isActive() && !timer->isSingleShot());
     f.settings.calls.clear();
     f.client->disableSoftwareUpdate();
     QVERIFY(!timer->isActive());

@@ -287,6 +287,7 @@ void tst_UpdateCheck::selectsPackages()
     test::ClientFixture f;
     f.settings.values[AppSettings::UpdateCameraVersions] = cameras;
     f.settings.values[AppSettings::UpdateIncludeBeta] = beta;
+    // NOLINTBEGIN(modernize-raw-string-literal): moc cannot read past one
     const QByteArray firmware =
         "<package-set type=\"Camera Firmware\" status=\"STABLE\">"
         "<package name=\"one\" platform=\"cam1\" release=\"2.0\" release-date=\"2026-01-01\">"
@@ -300,6 +301,7 @@ void tst_UpdateCheck::selectsPackages()
                                        test::packageElement("4.2", "a.exe", "status=\"STABLE\"") +
                                        test::packageElement("4.3", "b.exe", "status=\"STABLE\"") +
                                        test::packageElement("5.0", "c.exe", "status=\"BETA\""))));
+    // NOLINTEND(modernize-raw-string-literal)
     f.check();
     QTRY_VERIFY(!f.isChecking());
     QVERIFY(f.dialog<SoftwareUpdateAvailableDialog>());

@@ -73,7 +73,7 @@ struct Fixture
     }
     ~Fixture() { delete downloader; }
 
-    void start(const QByteArray& route) { downloader->downloadFile(server.url(route), path); }
+    void start(const QByteArray& route) const { downloader->downloadFile(server.url(route), path); }
     [[nodiscard]] QString said() const { return events.join(QStringLiteral(", ")); }
 };
 
