@@ -15,12 +15,12 @@ struct DocumentLimits
 {
     int depth = 1000;
     int elementsAndAttributes = 2000000;
-    qint64 bytes = 64 * 1024 * 1024;
+    qint64 bytes = 64LL * 1024 * 1024;
     /** List values and links that packages take over from the levels above them, copies counted. */
     int inheritedValues = 1000000;
     /** Characters of addresses parsed again for having been inherited, beyond the document's own
      * size. */
-    qint64 inheritedUrlCharacters = 4 * 1024 * 1024;
+    qint64 inheritedUrlCharacters = 4LL * 1024 * 1024;
 };
 
 /** Why a document yields no packages, and where (0 when it is not about a place). */

@@ -72,7 +72,7 @@ private:
 // At most limit bytes and one more, so that the caller sees when there are too many.
 QByteArray readUpTo(QIODevice* device, qint64 limit)
 {
-    constexpr qint64 chunkSize = 64 * 1024;
+    constexpr qint64 chunkSize = 64LL * 1024;
     QByteArray bytes;
     while (bytes.size() <= limit) {
         const QByteArray chunk = device->read(qMin(chunkSize, limit + 1 - bytes.size()));

@@ -72,6 +72,9 @@ PackageInfo::PackageInfo(const QString& packageType, const QString& productName,
 {
 }
 
+// Published as they are: not const, and with texts by value.
+// NOLINTBEGIN(readability-make-member-function-const, performance-unnecessary-value-param)
+
 QString PackageInfo::stringID()
 {
     return identity(*this);
@@ -140,6 +143,8 @@ bool PackageInfo::isInstallable(QString packageSuffix)
     }
     return false;
 }
+
+// NOLINTEND(readability-make-member-function-const, performance-unnecessary-value-param)
 
 bool PackageInfo::isInstallable() const
 {

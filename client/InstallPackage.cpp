@@ -115,8 +115,8 @@ void SoftwareUpdateClient::downloadCompleted(const FileDownloader::Result& resul
         return;
     }
     if (result.isOutdated || m_download.state == Download::eNone) {
-        // Not every reply can be aborted (those of file: URLs cannot): one that was given up may come
-        // late, and has been written to the file of the download that followed it, if any.
+        // Not every reply can be aborted (those of file: URLs cannot): one that was given up may
+        // come late, and has been written to the file of the download that followed it, if any.
         eraseDownload();
         return;
     }

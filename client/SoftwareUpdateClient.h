@@ -212,7 +212,7 @@ private:
     void createUpdateAvailableDialog();
     void closeOutdatedUpdateAvailableDialog();
     void describePackage(const PackageInfo& package);
-    void openLink(const QUrl& url);
+    void openLink(const QUrl& url) const;
 
     void showErrorBox(const QString& title, const QString& text);
     bool confirmInstallation();

@@ -93,6 +93,8 @@ void SoftwareUpdateClient::describePackage(const PackageInfo& package)
     m_updateAvailableDialog->setCommentText(PackagePresentation::comment(package));
 }
 
+// Slots take their lists by value, as they are published.
+// NOLINTBEGIN(performance-unnecessary-value-param)
 QList<int> SoftwareUpdateClient::determineForeignLanguageRows(PackageInfoList list)
 {
     const QString hostLanguage = QLocale::system().name().section(QLatin1Char('_'), 0, 0);
@@ -124,8 +126,9 @@ void SoftwareUpdateClient::downloadReleaseNotes(SoftUpIndexList itemIndexes)
         openLink(m_packages.at(row).releaseNotes.value(QStringLiteral("en")));
     }
 }
+// NOLINTEND(performance-unnecessary-value-param)
 
-void SoftwareUpdateClient::openLink(const QUrl& url)
+void SoftwareUpdateClient::openLink(const QUrl& url) const
 {
     // Servers write links to their pages relative to the document.
     const QUrl target = url.isRelative() ? QUrl(getSettings().serverUrl).resolved(url) : url;

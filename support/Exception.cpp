@@ -7,8 +7,9 @@ Exception::~Exception() = default;
 ExceptionQt::ExceptionQt(const QString& message, const ExceptionQt* cause)
     : m_message(message)
     , m_what(message.toUtf8())
-    // Not make_shared: its type tag is a unique symbol that keeps the library from being unloaded.
-    , m_cause(cause ? new ExceptionQt(*cause) : nullptr)
+    // Kept, not thrown. Not make_shared: its type tag is a unique symbol that keeps the library
+    // from being unloaded.
+    , m_cause(cause ? new ExceptionQt(*cause) : nullptr) // NOLINT(bugprone-throw-keyword-missing)
 {
 }
 
