@@ -51,7 +51,7 @@ PackageInfoList parse(const QByteArray& document)
 void bareSetContent(benchmark::State& state)
 {
     const QByteArray bytes = makeDocument(int(state.range(0)));
-    for (auto _ : state) {
+    for ([[maybe_unused]] auto _ : state) {
         QT_WARNING_PUSH
         QT_WARNING_DISABLE_DEPRECATED
         QBuffer buffer;
@@ -68,7 +68,7 @@ void bareSetContent(benchmark::State& state)
 void parseXML(benchmark::State& state)
 {
     const QByteArray bytes = makeDocument(int(state.range(0)));
-    for (auto _ : state) {
+    for ([[maybe_unused]] auto _ : state) {
         const PackageInfoList packages = parse(bytes);
         if (packages.size() != state.range(0)) {
             state.SkipWithError("packages were lost");
@@ -86,7 +86,7 @@ PackageInfo product()
 void copyingTheList(benchmark::State& state)
 {
     const PackageInfoList packages = parse(makeDocument(int(state.range(0))));
-    for (auto _ : state) {
+    for ([[maybe_unused]] auto _ : state) {
         PackageInfoList copy = packages;
         copy.detach();
         benchmark::DoNotOptimize(copy);
@@ -96,7 +96,7 @@ void copyingTheList(benchmark::State& state)
 void findPackageCandidates(benchmark::State& state)
 {
     const PackageInfoList packages = parse(makeDocument(int(state.range(0))));
-    for (auto _ : state) {
+    for ([[maybe_unused]] auto _ : state) {
         PackageInfoList copy = packages;
         benchmark::DoNotOptimize(PackageSelection::findCandidates(
             copy, product(), QStringLiteral("Application"), {QStringLiteral("exe")}));
@@ -106,7 +106,7 @@ void findPackageCandidates(benchmark::State& state)
 void eliminateDuplicatePackages(benchmark::State& state)
 {
     const PackageInfoList packages = parse(makeDocument(int(state.range(0))));
-    for (auto _ : state) {
+    for ([[maybe_unused]] auto _ : state) {
         PackageInfoList copy = packages;
         PackageSelection::eliminateDuplicates(copy);
         benchmark::DoNotOptimize(copy);

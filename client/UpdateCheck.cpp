@@ -194,6 +194,8 @@ void SoftwareUpdateClient::startRequestTimer()
 {
     if (!m_requestTimer) {
         m_requestTimer = new QTimer(this);
+        // The usual kind may fire three quarters of a second early.
+        m_requestTimer->setTimerType(Qt::PreciseTimer);
         connect(m_requestTimer, &QTimer::timeout, this, &SoftwareUpdateClient::requestTimeout);
     }
     m_requestTimer->setSingleShot(true);

@@ -92,6 +92,7 @@ run_with_options() {
         esac
         previous=$argument
     done
+    export XDG_RUNTIME_DIR=${XDG_RUNTIME_DIR:-$private/runtime}
     case "$*:${LC_ALL:-${LANG:-C}}" in
         *--language* | *:C | *:C.* | *:POSIX) host_locale=$(locale_of "$language") ;;
     esac

@@ -147,7 +147,7 @@ void tst_HostileDocuments::areAnsweredAtOnce()
     const PackageInfoList packages = UpdateDocument::parse(&buffer);
     const qint64 elapsed = timer.elapsed();
     const int grown = takePeakMemory() - before;
-    QVERIFY2(elapsed < 2000 * allowance, qPrintable(QStringLiteral("%1 ms").arg(elapsed)));
+    QVERIFY2(elapsed < 2000LL * allowance, qPrintable(QStringLiteral("%1 ms").arg(elapsed)));
     QVERIFY2(grown < 300 * allowance, qPrintable(QStringLiteral("%1 MiB").arg(grown)));
     if (!error.isEmpty()) {
         QVERIFY(packages.isEmpty());

@@ -168,7 +168,7 @@ void tst_SupportUtilities::keepsTheCauseOfAnException()
         fail();
         QFAIL("nothing was thrown");
     } catch (const ExceptionQt& error) {
-        const ExceptionQt copy(error);
+        const ExceptionQt copy(error); // NOLINT(performance-unnecessary-copy-initialization)
         QCOMPARE(copy.message(), QStringLiteral("could not write"));
         QCOMPARE(copy.cause()->message(), QStringLiteral("no space"));
     }
