@@ -8,6 +8,7 @@
 #include <QUrl>
 
 #include <optional>
+#include <utility>
 #include <vector>
 
 namespace zk::UpdateDocument {
@@ -40,6 +41,12 @@ public:
 
     /** What the level says about keys[index]. */
     [[nodiscard]] const LevelValue& operator[](int index) const { return m_values[size_t(index)]; }
+
+    /** The child elements of keys[index], which the level forgets. */
+    [[nodiscard]] std::vector<QDomElement> takeElements(int index)
+    {
+        return std::move(m_values[size_t(index)].elements);
+    }
 
 private:
     std::vector<LevelValue> m_values;

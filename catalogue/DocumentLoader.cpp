@@ -16,10 +16,10 @@ namespace {
 class Guard : public QXmlDefaultHandler
 {
 public:
-    Guard(QXmlContentHandler* content, const QSet<QString>& attributes,
-          const DocumentLimits& limits, bool& inProlog)
+    Guard(QXmlContentHandler* content, const DocumentNames& names, const DocumentLimits& limits,
+          bool& inProlog)
         : m_content(content)
-        , m_attributes(attributes)
+        , m_names(names)
         , m_limits(limits)
         , m_inProlog(inProlog)
     {
@@ -50,15 +50,22 @@ public:
         if (m_count > m_limits.elementsAndAttributes) {
             return refuse(QStringLiteral("too many elements and attributes"));
         }
+        if (m_valueDepth > 0 || (m_depth > 1 && !m_names.structure.contains(qualifiedName))) {
+            ++m_valueDepth;
+        }
         return m_content->startElement(uri, localName, qualifiedName, known(attributes));
     }
     bool endElement(const QString& uri, const QString& localName,
                     const QString& qualifiedName) override
     {
         --m_depth;
+        m_valueDepth = qMax(0, m_valueDepth - 1);
         return m_content->endElement(uri, localName, qualifiedName);
     }
-    bool characters(const QString& text) override { return m_content->characters(text); }
+    bool characters(const QString& text) override
+    {
+        return m_valueDepth == 0 || m_content->characters(text);
+    }
     bool ignorableWhitespace(const QString& text) override
     {
         return m_content->ignorableWhitespace(text);
@@ -92,7 +99,7 @@ public:
 private:
     [[nodiscard]] bool isKnown(const QXmlAttributes& attributes, int index) const
     {
-        return m_attributes.contains(attributes.qName(index));
+        return m_names.attributes.contains(attributes.qName(index));
     }
     [[nodiscard]] QXmlAttributes known(const QXmlAttributes& attributes) const
     {
@@ -120,10 +127,12 @@ private:
     bool refuseEntity() { return refuse(QStringLiteral("entity declarations are not allowed")); }
 
     QXmlContentHandler* m_content;
-    const QSet<QString>& m_attributes;
+    const DocumentNames& m_names;
     DocumentLimits m_limits;
     bool& m_inProlog;
     int m_depth = 0;
+    /** How many of the open elements lie in one whose text is a value, itself included. */
+    int m_valueDepth = 0;
     qint64 m_count = 0;
     QString m_refusal;
 };
@@ -132,8 +141,8 @@ private:
 class GuardedReader : public QXmlSimpleReader
 {
 public:
-    GuardedReader(const QSet<QString>& attributes, const DocumentLimits& limits, bool& inProlog)
-        : m_attributes(attributes)
+    GuardedReader(const DocumentNames& names, const DocumentLimits& limits, bool& inProlog)
+        : m_names(names)
         , m_limits(limits)
         , m_inProlog(inProlog)
     {
@@ -146,7 +155,7 @@ public:
     using QXmlSimpleReader::parse;
     bool parse(const QXmlInputSource* input) override
     {
-        Guard guard(contentHandler(), m_attributes, m_limits, m_inProlog);
+        Guard guard(contentHandler(), m_names, m_limits, m_inProlog);
         setContentHandler(&guard);
         setDeclHandler(&guard);
         setDTDHandler(&guard);
@@ -154,7 +163,7 @@ public:
     }
 
 private:
-    const QSet<QString>& m_attributes;
+    const DocumentNames& m_names;
     DocumentLimits m_limits;
     bool& m_inProlog;
 };
@@ -188,15 +197,14 @@ private:
 } // namespace
 
 std::optional<ParseError> loadDocument(QDomDocument& document, const QByteArray& bytes,
-                                       const QSet<QString>& attributes,
-                                       const DocumentLimits& limits)
+                                       const DocumentNames& names, const DocumentLimits& limits)
 {
     if (bytes.size() > limits.bytes) {
         return ParseError{QStringLiteral("the document is too large")};
     }
     GuardedSource source(limits);
     source.setData(bytes);
-    GuardedReader reader(attributes, limits, source.inProlog);
+    GuardedReader reader(names, limits, source.inProlog);
     ParseError error;
     if (!document.setContent(&source, &reader, &error.message, &error.line, &error.column)) {
         return error;

@@ -31,9 +31,17 @@ struct ParseError
     int column = 0;
 };
 
+/** What of a document is worth keeping; the rest takes a hundred times its size in memory. */
+struct DocumentNames
+{
+    /** Attributes that are read; others are dropped. */
+    QSet<QString> attributes;
+    /** Elements besides the root that only hold others; text directly below them is dropped. */
+    QSet<QString> structure;
+};
+
 /**
- * Loads @p bytes into @p document; returns what is wrong with them, if anything. Only @p attributes
- * are kept: one that nobody reads takes a hundred times its size.
+ * Loads of @p bytes what @p names tell into @p document; returns what is wrong with them, if any.
  *
  * A document that declares an entity or passes @p limits is refused while it is being read: one 100
  * kB entity used 20,000 times would end in bad_alloc, 100,000 nested elements overflow the stack
@@ -41,7 +49,7 @@ struct ParseError
  */
 [[nodiscard]] std::optional<ParseError> loadDocument(QDomDocument& document,
                                                      const QByteArray& bytes,
-                                                     const QSet<QString>& attributes,
+                                                     const DocumentNames& names,
                                                      const DocumentLimits& limits);
 
 } // namespace zk::UpdateDocument

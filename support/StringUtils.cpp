@@ -4,6 +4,29 @@
 
 namespace zk {
 
+namespace {
+
+// One character of splitWords.
+bool separatesWords(QChar c)
+{
+    return c.isSpace() || c == QLatin1Char(',') || c == QLatin1Char(';') || c == QLatin1Char('|');
+}
+
+void splitWordsInto(QSet<QString>& words, const QString& text)
+{
+    int first = 0;
+    for (int i = 0; i <= text.size(); ++i) {
+        if (i == text.size() || separatesWords(text.at(i))) {
+            if (i > first) {
+                words.insert(text.mid(first, i - first));
+            }
+            first = i + 1;
+        }
+    }
+}
+
+} // namespace
+
 // Not a QStringLiteral: Qt's cache of expressions keeps the pattern for longer than an unloaded
 // library keeps its literals, and crashed at the end of the process.
 const QRegExp StringUtils::splitWords(QLatin1String("[\\s,;|]+"));
@@ -12,6 +35,11 @@ QSet<QString> StringUtils::splitStringSet(const QString& text, const QRegExp& se
                                           QString::SplitBehavior behavior)
 {
     QSet<QString> parts;
+    if (behavior == int(Qt::SkipEmptyParts) && separator == splitWords) {
+        // Lists of words are what documents are full of, and an expression takes ten times as long.
+        splitWordsInto(parts, text);
+        return parts;
+    }
     const QVector<QStringRef> found = text.splitRef(separator, Qt::SplitBehavior(int(behavior)));
     for (const QStringRef& part : found) {
         parts.insert(part.toString());

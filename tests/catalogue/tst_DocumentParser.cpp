@@ -163,6 +163,9 @@ void tst_DocumentParser::inheritsValues_data()
     QTest::newRow("blanks in an element are kept")
         << "<package><release> 4.3.1 </release></package>"
         << "| 4.3.1 |||||";
+    QTest::newRow("a value's text is all that lies in its element")
+        << "<package>no<name> <package-set> a </package-set>b<file> </file></name>no</package>"
+        << "  a b ||||||";
     QTest::newRow("the file element is the nearest level")
         << R"(<package url="p" name="n"><file url="f" platform="X"/><file url="second"/></package>)"
         << "n||f|X|||";

@@ -60,6 +60,10 @@ void tst_SupportUtilities::splitsWords()
     QCOMPARE(split(QStringLiteral(" de_DE, zh-Hans;\tfr|en  en ")),
              set({"de_DE", "zh-Hans", "fr", "en"}));
     QCOMPARE(split(QString()), QSet<QString>());
+    for (ushort c = 1; c < 0xd800; ++c) { // the short cut for this expression agrees with it
+        const QString text = QStringLiteral("a%1b").arg(QChar(c));
+        QCOMPARE(split(text).size(), text.contains(StringUtils::splitWords) ? 2 : 1);
+    }
     QSet<QString> all = set({"a"});
     QCOMPARE(&StringUtils::appendAll(all, set({"a", "b"}), QStringLiteral("Download")), &all);
     QCOMPARE(all, set({"a", "b"}));
