@@ -1,6 +1,7 @@
 #include "catalogue/DocumentLoader.h"
 
 #include <QDomDocument>
+#include <QIODevice>
 #include <QXmlSimpleReader>
 
 // The SAX classes are deprecated in Qt 5.15 and gone from Qt 6, but nothing else can stand between
@@ -168,13 +169,25 @@ private:
     bool& m_inProlog;
 };
 
-/** Ends the document where its prolog nests parentheses deeper than the limit. */
+/** Ends the document where it is too large, or its prolog nests parentheses deeper than the limit.
+ */
 class GuardedSource : public QXmlInputSource
 {
 public:
-    explicit GuardedSource(const DocumentLimits& limits)
-        : m_limit(limits.depth)
+    GuardedSource(QIODevice& device, const DocumentLimits& limits)
+        : m_device(device)
+        , m_limits(limits)
     {
+    }
+
+    // In pieces: the whole text at once would take three times the size of the document.
+    void fetchData() override
+    {
+        constexpr qint64 pieceSize = 64LL * 1024;
+        const QByteArray piece = m_device.read(pieceSize);
+        const bool isFirst = size == 0;
+        size += piece.size();
+        setData(isTooLarge() ? QString() : fromRawData(piece, isFirst));
     }
 
     QChar next() override
@@ -184,32 +197,36 @@ public:
             return c;
         }
         m_depth += c == QLatin1Char('(') ? 1 : (c == QLatin1Char(')') ? -1 : 0);
-        return m_depth > m_limit ? QChar(EndOfDocument) : c;
+        return m_depth > m_limits.depth ? QChar(EndOfDocument) : c;
     }
 
+    [[nodiscard]] bool isTooLarge() const { return size > m_limits.bytes; }
+
     bool inProlog = true;
+    qint64 size = 0;
 
 private:
-    int m_limit;
+    QIODevice& m_device;
+    DocumentLimits m_limits;
     int m_depth = 0;
 };
 
 } // namespace
 
-std::optional<ParseError> loadDocument(QDomDocument& document, const QByteArray& bytes,
-                                       const DocumentNames& names, const DocumentLimits& limits)
+std::variant<DocumentSize, ParseError> loadDocument(QDomDocument& document, QIODevice& device,
+                                                    const DocumentNames& names,
+                                                    const DocumentLimits& limits)
 {
-    if (bytes.size() > limits.bytes) {
-        return ParseError{QStringLiteral("the document is too large")};
-    }
-    GuardedSource source(limits);
-    source.setData(bytes);
+    GuardedSource source(device, limits);
     GuardedReader reader(names, limits, source.inProlog);
     ParseError error;
-    if (!document.setContent(&source, &reader, &error.message, &error.line, &error.column)) {
-        return error;
+    if (document.setContent(&source, &reader, &error.message, &error.line, &error.column)) {
+        return DocumentSize{source.size};
     }
-    return std::nullopt;
+    if (source.isTooLarge()) {
+        error.message = QStringLiteral("the document is too large");
+    }
+    return error;
 }
 
 QT_WARNING_POP

@@ -3,10 +3,10 @@
 #include <QSet>
 #include <QString>
 
-#include <optional>
+#include <variant>
 
-class QByteArray;
 class QDomDocument;
+class QIODevice;
 
 namespace zk::UpdateDocument {
 
@@ -40,16 +40,23 @@ struct DocumentNames
     QSet<QString> structure;
 };
 
+/** Bytes that a document took. */
+struct DocumentSize
+{
+    qint64 bytes = 0;
+};
+
 /**
- * Loads of @p bytes what @p names tell into @p document; returns what is wrong with them, if any.
+ * Loads of what @p device holds all that @p names tell into @p document; gives its size, or what is
+ * wrong with it.
  *
  * A document that declares an entity or passes @p limits is refused while it is being read: one 100
  * kB entity used 20,000 times would end in bad_alloc, 100,000 nested elements overflow the stack
  * inside QDom, as many parentheses in an element declaration that of the reader.
  */
-[[nodiscard]] std::optional<ParseError> loadDocument(QDomDocument& document,
-                                                     const QByteArray& bytes,
-                                                     const DocumentNames& names,
-                                                     const DocumentLimits& limits);
+[[nodiscard]] std::variant<DocumentSize, ParseError> loadDocument(QDomDocument& document,
+                                                                  QIODevice& device,
+                                                                  const DocumentNames& names,
+                                                                  const DocumentLimits& limits);
 
 } // namespace zk::UpdateDocument

@@ -7,6 +7,8 @@
 #include <QDomDocument>
 #include <QIODevice>
 
+#include <optional>
+
 namespace zk::UpdateDocument {
 
 namespace {
@@ -78,21 +80,6 @@ private:
     bool m_consume;
 };
 
-// At most limit bytes and one more, so that the caller sees when there are too many.
-QByteArray readUpTo(QIODevice* device, qint64 limit)
-{
-    constexpr qint64 chunkSize = 64LL * 1024;
-    QByteArray bytes;
-    while (bytes.size() <= limit) {
-        const QByteArray chunk = device->read(qMin(chunkSize, limit + 1 - bytes.size()));
-        if (chunk.isEmpty()) {
-            break;
-        }
-        bytes += chunk;
-    }
-    return bytes;
-}
-
 std::optional<ParseError> load(QIODevice* device, const DocumentLimits& limits,
                                PackageInfoList& packages)
 {
@@ -102,14 +89,11 @@ std::optional<ParseError> load(QIODevice* device, const DocumentLimits& limits,
          QLatin1String(Vocabulary::file), QLatin1String(Vocabulary::releaseNotes),
          QLatin1String(Vocabulary::readme)}};
     QDomDocument document;
-    qint64 size = 0;
-    {
-        const QByteArray bytes = readUpTo(device, limits.bytes);
-        size = bytes.size();
-        if (std::optional<ParseError> error = loadDocument(document, bytes, names, limits)) {
-            return error;
-        }
+    const auto loaded = loadDocument(document, *device, names, limits);
+    if (const auto* const error = std::get_if<ParseError>(&loaded)) {
+        return *error;
     }
+    const qint64 size = std::get<DocumentSize>(loaded).bytes;
     DocumentPass pass(limits, size, true);
     const QDomElement root = document.documentElement();
     pass.appendPackages(root, pass.scopeAbove(root), packages);
