@@ -19,6 +19,9 @@ class SOFTWAREUPDATE_EXPORT DownloadManager : public QObject
 {
     Q_OBJECT
 
+    // Calls by name spell the types without the namespace.
+    // clazy:excludeall=fully-qualified-moc-types
+
 public:
     /** The names of the update document's elements and attributes. */
     static const QString DOCUMENT_TAG;

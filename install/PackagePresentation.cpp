@@ -24,7 +24,11 @@ bool isCameraFirmware(const PackageInfo& package)
 // In the set's own order, so that a table shows the same text again and again within one run.
 QString joined(const QSet<QString>& words)
 {
-    return QStringList(words.values()).join(QStringLiteral(", "));
+    QString text;
+    for (const QString& word : words) {
+        text += text.isEmpty() ? word : QStringLiteral(", ") + word;
+    }
+    return text;
 }
 
 } // namespace

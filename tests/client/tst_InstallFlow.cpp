@@ -447,7 +447,8 @@ void tst_InstallFlow::logsFilesThatStay()
     f.install();
     QTRY_VERIFY(f.progress() && f.progress()->value() > 0);
     const QDir folder(f.temporary.filePath(QStringLiteral("tmp")));
-    const QString target = folder.filePath(folder.entryList(QDir::Dirs | QDir::NoDotAndDotDot)[0]);
+    const QString target =
+        folder.filePath(folder.entryList(QDir::Dirs | QDir::NoDotAndDotDot).constFirst());
     QVERIFY(QDir().rmdir(target) && QFile::link(system, target));
     f.progress()->findChild<QPushButton*>()->click();
     QCOMPARE(

@@ -108,13 +108,13 @@ void tst_StoredSettings::writesOneSidedly()
     writeSettings(store, example());
     store.calls.clear();
     SoftwareUpdateSettings nothing;
-    nothing.serverUrl = QStringLiteral("");
+    nothing.serverUrl = QLatin1String("");
     writeSettings(store, nothing);
     QCOMPARE(store.calls.join(QLatin1Char(' ')),
              QStringLiteral("set 44 true set 45 false set 46 0 set 48  set 49  set 50 "));
     store.calls.clear();
     // Empty is not null: a host may have no name.
-    nothing.productName = QStringLiteral("");
+    nothing.productName = QLatin1String("");
     writeSettings(store, nothing);
     QVERIFY(store.calls.contains(QStringLiteral("set 39 ")));
     QCOMPARE(readSettings(store).serverUrl, example().serverUrl);

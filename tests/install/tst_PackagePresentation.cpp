@@ -128,7 +128,8 @@ void tst_PackagePresentation::findsForeignFirmware()
         packages << info;
     }
     QStringList rows;
-    for (const int row : PackagePresentation::foreignLanguageRows(packages, host)) {
+    const QList<int> foreign = PackagePresentation::foreignLanguageRows(packages, host);
+    for (const int row : foreign) {
         rows << QString::number(row);
     }
     QTEST(rows.join(QLatin1Char(' ')), "foreign");

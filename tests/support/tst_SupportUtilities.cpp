@@ -131,7 +131,7 @@ void tst_SupportUtilities::asksForAFolder()
     const QTemporaryDir dir;
     QString chosen = QStringLiteral("before");
     const auto answer = [](bool accept) {
-        QTimer::singleShot(0, [accept] {
+        QTimer::singleShot(0, QCoreApplication::instance(), [accept] {
             auto* dialog = qobject_cast<QDialog*>(QApplication::activeModalWidget());
             QVERIFY(dialog);
             accept ? dialog->accept() : dialog->reject();

@@ -45,7 +45,7 @@ struct Fixture
     int installed()
     {
         click("installPushButton");
-        return installs.takeLast()[0].toInt();
+        return installs.takeLast().constFirst().toInt();
     }
 
     SoftwareUpdateAvailableDialog dialog{nullptr, Qt::Dialog};
@@ -163,8 +163,8 @@ void tst_SoftwareUpdateAvailableDialog::announcesDistinctRows()
     QVERIFY(both.contains(0) && both.contains(2));
     f.click("downloadPushButton");
     f.click("releaseNotesPushButton");
-    QCOMPARE(downloads.takeFirst()[0].value<SoftUpIndexList>(), both);
-    QCOMPARE(notes.takeFirst()[0].value<SoftUpIndexList>(), both);
+    QCOMPARE(downloads.takeFirst().constFirst().value<SoftUpIndexList>(), both);
+    QCOMPARE(notes.takeFirst().constFirst().value<SoftUpIndexList>(), both);
 }
 
 void tst_SoftwareUpdateAvailableDialog::installsWhatIsSelected()
