@@ -26,8 +26,9 @@ bool operator==(const Identity& a, const Identity& b)
 uint qHash(const Identity& identity, uint seed)
 {
     const QDateTime& date = identity.package->releaseDate;
-    const qint64 second =
-        date.date().toJulianDay() * 86400 + date.time().msecsSinceStartOfDay() / 1000;
+    // Unsigned: the day of a null date is the smallest number there is.
+    const quint64 second = quint64(date.date().toJulianDay()) * 86400U +
+                           quint64(date.time().msecsSinceStartOfDay() / 1000);
     return ::qHash(qMakePair(second, identity.package->fileSize), seed);
 }
 
