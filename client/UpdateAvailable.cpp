@@ -137,7 +137,7 @@ void SoftwareUpdateClient::openLink(const QUrl& url) const
         return;
     }
     SOFTWAREUPDATE_LOG(Log::eError, "zk::SoftwareUpdateClient::openLink",
-                       "link is not opened: ", target.toString(QUrl::RemovePassword));
+                       "link is not opened: ", logText(target));
 }
 
 } // namespace zk

@@ -5,6 +5,7 @@
 
 #include "catalogue/UpdateDocument.h"
 #include "install/DownloadManager.h"
+#include "install/LinkRule.h"
 #include "support/Connect.h"
 #include "support/Log.h"
 #include "ui/SoftwareUpdateDialog.h"
@@ -24,11 +25,6 @@ constexpr int requestTimeoutMs = 15000;
 
 // The parser refuses more than this; whatever unpacks to more is not waited for either.
 constexpr qint64 maximumResponseSize = 64LL * 1024 * 1024;
-
-QString logText(const QUrl& url)
-{
-    return url.toString(QUrl::RemovePassword);
-}
 
 void abortWhenTooLarge(QNetworkReply* reply)
 {

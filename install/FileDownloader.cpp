@@ -1,5 +1,6 @@
 #include "install/FileDownloader.h"
 
+#include "install/LinkRule.h"
 #include "support/Log.h"
 
 #include <QDir>
@@ -17,11 +18,6 @@ namespace zk {
 namespace {
 
 constexpr char slotName[] = "zk::FileDownloader::fileDownloaded";
-
-QString logText(const QUrl& url)
-{
-    return url.toString(QUrl::RemovePassword);
-}
 
 int httpStatus(const QNetworkReply& reply)
 {

@@ -15,4 +15,9 @@ bool isOpenableLink(const QUrl& url)
            scheme == QLatin1String("ftp");
 }
 
+QString logText(const QUrl& url)
+{
+    return url.toString(QUrl::RemovePassword);
+}
+
 } // namespace zk

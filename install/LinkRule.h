@@ -11,4 +11,7 @@ namespace zk {
  */
 bool isOpenableLink(const QUrl& url);
 
+/** The text of @p url for a log line: a password in it stays out. */
+QString logText(const QUrl& url);
+
 } // namespace zk
