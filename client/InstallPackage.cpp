@@ -1,9 +1,10 @@
 // From the Install button to the installer: question, download, dispatch.
 
-#include "client/MessageBox.h"
 #include "client/SoftwareUpdateClient.h"
+#include "ui/MessageBox.h"
 
 #include "install/DownloadTarget.h"
+#include "install/ProcessStart.h"
 #include "support/DialogFlags.h"
 #include "support/FileUtils.h"
 #include "support/Log.h"
@@ -12,7 +13,6 @@
 #include <QDesktopServices>
 #include <QDir>
 #include <QFileInfo>
-#include <QProcess>
 #include <QProgressDialog>
 
 #include <limits>
@@ -248,10 +248,7 @@ void SoftwareUpdateClient::installEXEPackage()
 {
     SOFTWAREUPDATE_LOG(Log::eInfo, "zk::SoftwareUpdateClient::installEXEPackage", "trying to run ",
                        m_downloadPath);
-    // What was downloaded may be read and written, but nobody has said yet that it is a program.
-    QFile::setPermissions(m_downloadPath,
-                          QFile::permissions(m_downloadPath) | QFileDevice::ExeOwner);
-    QProcess::startDetached(m_downloadPath, QStringList());
+    startInstaller(m_downloadPath);
 }
 
 void SoftwareUpdateClient::installMPKGPackage()
@@ -286,18 +283,6 @@ void SoftwareUpdateClient::installDEBPackage()
     SOFTWAREUPDATE_LOG(Log::eInfo, "zk::SoftwareUpdateClient::installDEBPackage",
                        "SoftwareUpdateClient::installDEBPackage() -> trying to run ",
                        m_downloadPath);
-}
-
-void SoftwareUpdateClient::installZIPPackage()
-{
-    SOFTWAREUPDATE_LOG(Log::eWarning, "zk::SoftwareUpdateClient::installZIPPackage",
-                       "zip packages cannot be installed yet; downloaded to ", m_downloadPath);
-}
-
-void SoftwareUpdateClient::startZipInstall()
-{
-    SOFTWAREUPDATE_LOG(Log::eWarning, "zk::SoftwareUpdateClient::startZipInstall",
-                       "zip packages cannot be installed yet");
 }
 
 } // namespace zk

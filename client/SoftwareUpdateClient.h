@@ -15,6 +15,7 @@
 #include <QSettings>
 #include <QUrl>
 
+class QEventLoop;
 class QProgressDialog;
 class QTimer;
 class QWidget;
@@ -22,6 +23,7 @@ class QWidget;
 namespace zk {
 
 class AppSettings;
+class DownloadManager;
 class SoftwareUpdateAvailableDialog;
 class SoftwareUpdateDialog;
 
@@ -170,6 +172,19 @@ private:
         int number = 0;
     };
 
+    /** The zip package that is unpacked or was unpacked last. */
+    struct Unpacking
+    {
+        enum State { eNone, eRunning, eDone, eFailed };
+        /** Never deleted: an unpacked tree may be asked for as long as the process lives. */
+        QPointer<DownloadManager> manager;
+        State state = eNone;
+        /** The new application folder; empty until everything is there. */
+        QString folder;
+        /** Told when the state changes, if somebody waits. */
+        QPointer<QEventLoop> waiting;
+    };
+
     static QPointer<SoftwareUpdateClient> s_Instance;
 
     QPointer<QWidget> m_parentWidget;
@@ -189,6 +204,7 @@ private:
     AppSettings* m_settings;
     SoftwareUpdate::EState m_state = SoftwareUpdate::eIdle;
     Download m_download;
+    Unpacking m_unpacking;
     bool m_isAborting = false;
     bool m_isSettingsDialogExecuting = false;
 
@@ -229,6 +245,9 @@ private:
     void installRPKPackage();
     void installTARGZPackage();
     void installZIPPackage();
+    void startUnpacking();
+    void unpackingEnded(Unpacking::State state, const QString& folder);
+    bool waitForUnpacking();
 };
 
 } // namespace zk

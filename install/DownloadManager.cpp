@@ -5,10 +5,14 @@
 #include "catalogue/DocumentValues.h"
 #include "catalogue/PackageSelection.h"
 #include "catalogue/UpdateDocument.h"
-#include "support/Log.h"
+#include "install/ProcessStart.h"
+#include "support/Exception.h"
+#include "support/FileUtils.h"
 
 #include <QBuffer>
 #include <QFileInfo>
+#include <QProcess>
+#include <QProgressDialog>
 
 namespace zk {
 
@@ -44,11 +48,6 @@ bool registerTypes()
 }
 
 [[maybe_unused]] const bool registered = registerTypes();
-
-void logNotSupportedYet(const char* function)
-{
-    SOFTWAREUPDATE_LOG(Log::eWarning, function, "this kind of installation is not supported yet");
-}
 
 } // namespace
 
@@ -198,24 +197,29 @@ PackageInfo& DownloadManager::installPackage()
     return m_installPackage;
 }
 
-void DownloadManager::runInstaller(const QString& /*filePath*/)
+void DownloadManager::runInstaller(const QString& filePath)
 {
-    logNotSupportedYet("zk::DownloadManager::runInstaller");
+    if (filePath.endsWith(QLatin1String("zip"))) {
+        runZipInstaller(filePath);
+        return;
+    }
+    const QString path = FileUtils::nativePath(filePath);
+    if (path.endsWith(QLatin1String("exe"), Qt::CaseInsensitive)) {
+        startInstaller(path);
+    } else if (path.endsWith(QLatin1String("msi"), Qt::CaseInsensitive)) {
+        const SearchPath searchPath{qEnvironmentVariable("PATH")};
+        QProcess::startDetached(FileUtils::nativePath(QStringLiteral("msiexec.exe"), searchPath),
+                                {QStringLiteral("/i"), path});
+    } else {
+        throw ExceptionQt(QStringLiteral("execl() failed"));
+    }
 }
 
-void DownloadManager::unzippingFinished(const QString& folder)
+void DownloadManager::startUpdate(const QString& installer, const QString& oldDir,
+                                  const QString& newDir, const QString& exe)
 {
-    emit unzippingDone(folder);
-}
-
-void DownloadManager::unzippingFailed(const QString& /*message*/)
-{
-    logNotSupportedYet("zk::DownloadManager::unzippingFailed");
-}
-
-void DownloadManager::incProgress(qint64 /*bytes*/)
-{
-    // No progress dialog exists while nothing is unpacked.
+    replaceProcess(installer, {QStringLiteral("-oldDir"), oldDir, QStringLiteral("-newDir"), newDir,
+                               QStringLiteral("-exe"), exe});
 }
 
 } // namespace zk

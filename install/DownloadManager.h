@@ -3,12 +3,17 @@
 #include "catalogue/PackageInfo.h"
 #include "support/Export.h"
 
+#include <QDir>
 #include <QDomElement>
 #include <QObject>
+#include <QPointer>
 
 class QIODevice;
+class QProgressDialog;
 
 namespace zk {
+
+class Unzipper;
 
 /**
  * Reading and selecting from update documents, and installing packages for the host application.
@@ -100,19 +105,54 @@ public:
     /** What installLater() keeps. */
     PackageInfo& installPackage();
 
+    /**
+     * Replaces the running process by the program @p installer, which is told to put the folder
+     * @p newDir in the place of @p oldDir and to start @p exe, a bare name, from there. Nothing of
+     * the host runs any more then: no destructor, no aboutToQuit(). Returns only when that fails.
+     */
+    static void startUpdate(const QString& installer, const QString& oldDir, const QString& newDir,
+                            const QString& exe);
+
+    /**
+     * Unpacks @p zipFile in the background into a new temporary folder; unzippingDone() follows, or
+     * a message box that says why not. Once per manager: a second call changes nothing.
+     */
+    void unzipPackage(const QString& zipFile);
+    /** What unzipPackage() has started, owned by this; null before, and when there is no folder. */
+    [[nodiscard]] Unzipper* unzipper() const;
+    /** Stops what unzipPackage() has started and waits for it; nothing is announced any more. */
+    void cancelUnpacking();
+
+    /**
+     * The largest program in @p folder, else the first one found in a folder below it, relative to
+     * @p folder with "/" between; empty when there is none.
+     */
+    QString findDefaultExecutable(QDir folder);
+
 signals:
     /** A package has been unpacked into @p folder. */
     void unzippingDone(const QString& folder);
 
 public slots:
-    /** Runs the installer in @p filePath. */
+    /**
+     * Starts the installer @p filePath and does not wait for it: an exe itself, an msi through
+     * msiexec.exe. For a zip ("zip" in lower case only) the user is asked for the installation
+     * folder; once the archive is unpacked under a progress dialog, a command interpreter copies it
+     * there and starts the new program, beside the host, which should quit. Runs nested event
+     * loops. Throws ExceptionQt for any other kind of file, and the IOException of an archive that
+     * cannot be unpacked after a message box has said so; the wait cursor stays once an archive has
+     * been opened.
+     */
     void runInstaller(const QString& filePath);
     void unzippingFinished(const QString& folder);
     void unzippingFailed(const QString& message);
-    /** Adds @p bytes to what the progress dialog shows. */
+    /** Adds @p bytes to what the progress dialog shows, if there is one. */
     void incProgress(qint64 bytes);
 
 protected:
+    /** The part of runInstaller() for zip files. */
+    void runZipInstaller(const QString& zipFile);
+
     static void parseSet(const QDomElement& set, PackageInfoList& packages);
     static void parsePackage(const QDomElement& package, PackageInfo& info);
     static QString findString(const QDomNode& node, const QString& key);
@@ -129,6 +169,15 @@ private:
     QByteArray m_documentData;
     PackageInfo m_installPackage;
     QString m_laterPaths[3];
+    Unzipper* m_unzipper = nullptr;
+    QString m_unzipDir;
+    QPointer<QProgressDialog> m_progressDialog;
+    qint64 m_progressScale = 1;
+    /** Bytes that are not yet worth one step of the progress dialog. */
+    qint64 m_progressRest = 0;
+
+    void startProgress(qint64 total);
+    bool unpackWithProgress(const QString& zipFile, const QString& unpackDir);
 };
 
 } // namespace zk

@@ -4,6 +4,7 @@
 #include <QFile>
 #include <QFileDialog>
 #include <QFileInfo>
+#include <QStandardPaths>
 #include <QTemporaryDir>
 
 namespace zk {
@@ -25,6 +26,21 @@ QString FileUtils::nativePath(const QString& dir, const QString& name)
     }
     const bool separated = folder.isEmpty() || folder.endsWith(QLatin1Char('/'));
     return QDir::toNativeSeparators(separated ? folder + file : folder + QLatin1Char('/') + file);
+}
+
+QString FileUtils::nativePath(const QString& program, const SearchPath& path)
+{
+    QStringList folders;
+    const QStringList all = path.folders.split(QDir::listSeparator(), Qt::SkipEmptyParts);
+    for (const QString& folder : all) {
+        if (QDir::isAbsolutePath(folder)) {
+            folders << folder;
+        }
+    }
+    // With no folders at all, Qt would search those of the environment.
+    const QString found =
+        folders.isEmpty() ? QString() : QStandardPaths::findExecutable(program, folders);
+    return QDir::toNativeSeparators(found.isEmpty() ? program : found);
 }
 
 bool FileUtils::erase(const QString& path)

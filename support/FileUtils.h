@@ -8,6 +8,12 @@ class QWidget;
 
 namespace zk {
 
+/** Where programs are searched: folders as the PATH variable lists them. */
+struct SearchPath
+{
+    QString folders;
+};
+
 /** Operations on files and paths. Paths use "/" unless a function says otherwise. */
 class SOFTWAREUPDATE_EXPORT FileUtils
 {
@@ -17,6 +23,13 @@ public:
 
     /** @p dir and @p name joined with exactly one separator, in native form. */
     static QString nativePath(const QString& dir, const QString& name);
+
+    /**
+     * The native path of the first program called @p program in the folders of @p path, else
+     * @p program as it is. Folders that are not absolute are passed over: what lies in the working
+     * folder is nobody's choice.
+     */
+    static QString nativePath(const QString& program, const SearchPath& path);
 
     /**
      * Removes a file, a link, or a folder with all it contains. A link is removed, never what it

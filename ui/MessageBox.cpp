@@ -1,4 +1,4 @@
-#include "client/MessageBox.h"
+#include "ui/MessageBox.h"
 
 #include <QPointer>
 

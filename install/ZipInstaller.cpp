@@ -1,0 +1,209 @@
+// Zip packages: unpacked in the background for the client, or under a progress dialog for a host
+// that has a command interpreter copy them over the installation.
+
+#include "install/CommandLine.h"
+#include "install/DownloadManager.h"
+#include "install/ProcessStart.h"
+#include "support/Connect.h"
+#include "support/Exception.h"
+#include "support/FileUtils.h"
+#include "support/Log.h"
+#include "support/Unzipper.h"
+#include "support/ZipReader.h"
+#include "ui/MessageBox.h"
+
+#include <QCoreApplication>
+#include <QDir>
+#include <QFileInfo>
+#include <QGuiApplication>
+#include <QProgressDialog>
+
+#include <limits>
+#include <memory>
+
+namespace zk {
+
+namespace {
+
+void showCriticalBox(const QString& title, const QString& text, Qt::TextFormat format)
+{
+    auto* const box = new QMessageBox(QMessageBox::Critical, title, text, QMessageBox::Ok);
+    box->setTextFormat(format);
+    execMessageBox(box);
+}
+
+} // namespace
+
+void DownloadManager::unzipPackage(const QString& zipFile)
+{
+    const QString targetDir = FileUtils::createTempDir();
+    if (targetDir.isEmpty() || (!QDir(targetDir).exists() && !QDir().mkdir(targetDir))) {
+        SOFTWAREUPDATE_LOG(
+            Log::eError, "zk::DownloadManager::unzipPackage",
+            "DownloadManager::unzipPackage() -> Could not create folder to unzip into!");
+        return;
+    }
+    SOFTWAREUPDATE_LOG(Log::eInfo, "zk::DownloadManager::unzipPackage",
+                       "DownloadManager::installPackage() -> trying to extract ", zipFile, " to ",
+                       targetDir);
+    if (m_unzipper) {
+        // The one that exists keeps its own folder.
+        QDir().rmdir(targetDir);
+        return;
+    }
+    m_unzipper = new Unzipper(zipFile, targetDir, false);
+    m_unzipper->setParent(this);
+    m_unzipDir = targetDir;
+    zk::connect(m_unzipper, SIGNAL(unzippingDone(const QString&)), this,
+                SLOT(unzippingFinished(const QString&)), Qt::AutoConnection);
+    zk::connect(m_unzipper, SIGNAL(unzippingFailed(const QString&)), this,
+                SLOT(unzippingFailed(const QString&)), Qt::AutoConnection);
+}
+
+Unzipper* DownloadManager::unzipper() const
+{
+    return m_unzipper;
+}
+
+void DownloadManager::cancelUnpacking()
+{
+    if (m_unzipper) {
+        m_unzipper->disconnect(this);
+        m_unzipper->cancel();
+        m_unzipper->wait();
+        // Only an empty folder goes this way: a whole tree stays.
+        QDir().rmdir(m_unzipDir);
+    }
+}
+
+void DownloadManager::unzippingFinished(const QString& folder)
+{
+    if (m_unzipper) {
+        m_unzipper->removeZipFile();
+    }
+    emit unzippingDone(folder);
+}
+
+void DownloadManager::unzippingFailed(const QString& message)
+{
+    if (!m_unzipDir.isEmpty()) {
+        // Only an empty folder goes this way, which is all that is left of it.
+        QDir().rmdir(m_unzipDir);
+    }
+    // The message has names from the archive in it, and the text is shown as rich text.
+    showCriticalBox(QCoreApplication::applicationName(),
+                    tr("Downloaded file could not be unpacked:<br>") + message.toHtmlEscaped(),
+                    Qt::RichText);
+}
+
+void DownloadManager::incProgress(qint64 bytes)
+{
+    if (!m_progressDialog) {
+        return;
+    }
+    m_progressRest += bytes;
+    const qint64 value = m_progressDialog->value() + m_progressRest / m_progressScale;
+    m_progressRest %= m_progressScale;
+    m_progressDialog->setValue(int(qBound<qint64>(0, value, std::numeric_limits<int>::max())));
+}
+
+void DownloadManager::startProgress(qint64 total)
+{
+    m_progressScale = 1;
+    m_progressRest = 0;
+    // An archive may hold more than the numbers of a progress bar.
+    while (total / m_progressScale > std::numeric_limits<int>::max()) {
+        m_progressScale *= 1024;
+    }
+    m_progressDialog->setAutoReset(false);
+    m_progressDialog->setAutoClose(false);
+    m_progressDialog->setMinimumDuration(0);
+    // Only a modal one handles events when its value changes: it paints itself, and its button
+    // works, although the reader keeps this thread busy.
+    m_progressDialog->setWindowModality(Qt::ApplicationModal);
+    m_progressDialog->setRange(0, int(total / m_progressScale));
+    // It begins with -1.
+    m_progressDialog->setValue(0);
+}
+
+/** False when the user cancelled. Throws IOException. */
+bool DownloadManager::unpackWithProgress(const QString& zipFile, const QString& unpackDir)
+{
+    ZipReader reader(zipFile, nullptr);
+    reader.open(QIODevice::NotOpen);
+    // Never restored: what follows is up to the host.
+    QGuiApplication::setOverrideCursor(Qt::WaitCursor);
+
+    const auto dialog = std::make_unique<QProgressDialog>();
+    dialog->setLabelText(tr("Unpacking '%1'").arg(zipFile));
+    m_progressDialog = dialog.get();
+    zk::connect(&reader, SIGNAL(writeBytes(qint64)), this, SLOT(incProgress(qint64)),
+                Qt::AutoConnection);
+    connect(dialog.get(), &QProgressDialog::canceled, &reader, &ZipReader::abort);
+    const QStringList entries = reader.fileList();
+    startProgress(reader.uncompressedSize(entries));
+    reader.extractFiles(unpackDir, QRegExp(), QString(), true, entries);
+    return !reader.isAborted();
+}
+
+void DownloadManager::runZipInstaller(const QString& zipFile)
+{
+    QString installDir = QDir(QCoreApplication::applicationDirPath()).absolutePath();
+    const QString caption =
+        tr("Select Installation Path for '%1'").arg(QFileInfo(zipFile).fileName());
+    const QPointer<DownloadManager> self(this);
+    if (!FileUtils::openDirectoryDialog(installDir, caption, installDir, nullptr) || !self) {
+        return;
+    }
+    const QString unpackDir = FileUtils::createTempDir();
+    if (unpackDir.isEmpty()) {
+        SOFTWAREUPDATE_LOG(Log::eError, "zk::DownloadManager::runZipInstaller",
+                           "could not create a temporary folder below ", QDir::tempPath());
+        showCriticalBox(
+            QCoreApplication::translate("zk::SoftwareUpdateClient", "Installation failed"),
+            QCoreApplication::translate("zk::SoftwareUpdateClient",
+                                        "Installation process failed. If problem "
+                                        "persists try manual install."),
+            Qt::PlainText);
+        return;
+    }
+    try {
+        if (!unpackWithProgress(zipFile, unpackDir) || !self) {
+            (void)FileUtils::erase(unpackDir); // what a cancel after the last file has left
+            return;
+        }
+    } catch (const IOException& error) {
+        (void)FileUtils::erase(unpackDir); // nothing but the folder itself is left in it
+        showCriticalBox(QStringLiteral("Unpacking failed"), error.message(), Qt::PlainText);
+        throw IOException(error);
+    }
+    const QString executable = findDefaultExecutable(QDir(unpackDir));
+    const QString program = executable.isEmpty() ? QCoreApplication::applicationFilePath()
+                                                 : QDir(installDir).filePath(executable);
+    startCopyAndLaunch(
+        FileUtils::nativePath(QStringLiteral("cmd.exe"), SearchPath{qEnvironmentVariable("PATH")}),
+        {FileUtils::nativePath(unpackDir), FileUtils::nativePath(installDir),
+         FileUtils::nativePath(program)});
+}
+
+// By value as published.
+QString
+DownloadManager::findDefaultExecutable(QDir folder) // NOLINT(performance-unnecessary-value-param)
+{
+    const QStringList programs = folder.entryList(QDir::Files | QDir::Executable, QDir::Size);
+    if (!programs.isEmpty()) {
+        return programs.first();
+    }
+    // Links could lead back up.
+    const QStringList folders =
+        folder.entryList(QDir::Dirs | QDir::NoDotAndDotDot | QDir::NoSymLinks, QDir::Unsorted);
+    for (const QString& name : folders) {
+        const QString found = findDefaultExecutable(QDir(folder.filePath(name)));
+        if (!found.isEmpty()) {
+            return name + QLatin1Char('/') + found;
+        }
+    }
+    return QString();
+}
+
+} // namespace zk
