@@ -5,6 +5,7 @@
 
 #include "install/DownloadTarget.h"
 #include "install/ProcessStart.h"
+#include "install/ProgressScale.h"
 #include "support/DialogFlags.h"
 #include "support/FileUtils.h"
 #include "support/Log.h"
@@ -14,8 +15,6 @@
 #include <QDir>
 #include <QFileInfo>
 #include <QProgressDialog>
-
-#include <limits>
 
 namespace zk {
 
@@ -99,11 +98,7 @@ void SoftwareUpdateClient::downloadProgress(qint64 value, qint64 total)
         m_progressDialog->setRange(0, 0);
         return;
     }
-    // A file may be larger than the numbers of a progress bar.
-    qint64 scale = 1;
-    while (total / scale > std::numeric_limits<int>::max()) {
-        scale *= 1024;
-    }
+    const qint64 scale = progressScale(total);
     m_progressDialog->setRange(0, int(total / scale));
     m_progressDialog->setValue(int(value / scale));
 }

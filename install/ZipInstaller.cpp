@@ -4,6 +4,7 @@
 #include "install/CommandLine.h"
 #include "install/DownloadManager.h"
 #include "install/ProcessStart.h"
+#include "install/ProgressScale.h"
 #include "support/Connect.h"
 #include "support/Exception.h"
 #include "support/FileUtils.h"
@@ -109,12 +110,8 @@ void DownloadManager::incProgress(qint64 bytes)
 
 void DownloadManager::startProgress(qint64 total)
 {
-    m_progressScale = 1;
+    m_progressScale = progressScale(total);
     m_progressRest = 0;
-    // An archive may hold more than the numbers of a progress bar.
-    while (total / m_progressScale > std::numeric_limits<int>::max()) {
-        m_progressScale *= 1024;
-    }
     m_progressDialog->setAutoReset(false);
     m_progressDialog->setAutoClose(false);
     m_progressDialog->setMinimumDuration(0);

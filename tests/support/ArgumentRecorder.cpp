@@ -1,0 +1,56 @@
+// Stands in for the programs that are started: writes its arguments, one to a line and in UTF-8, to
+// a file called like itself with ".arguments" behind. Needs no library, so it can be copied
+// anywhere.
+
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <string>
+#include <system_error>
+#include <vector>
+
+#ifdef _WIN32
+#include <windows.h>
+#endif
+
+namespace {
+
+namespace fs = std::filesystem;
+
+int record(const fs::path& self, const std::vector<std::string>& arguments)
+{
+    fs::path finished = self;
+    finished += ".arguments";
+    fs::path unfinished = self;
+    unfinished += ".part";
+    {
+        std::ofstream out(unfinished, std::ios::binary);
+        for (const std::string& argument : arguments) {
+            out << argument << '\n';
+        }
+    }
+    // Whoever waits for the file finds it whole.
+    std::error_code error;
+    fs::rename(unfinished, finished, error);
+    return error ? 1 : 0;
+}
+
+} // namespace
+
+#ifdef _WIN32
+int wmain(int argc, wchar_t* argv[])
+{
+    wchar_t self[32768];
+    GetModuleFileNameW(nullptr, self, 32768);
+    std::vector<std::string> arguments;
+    for (int i = 0; i < argc; ++i) {
+        arguments.push_back(fs::path(argv[i]).u8string());
+    }
+    return record(self, arguments);
+}
+#else
+int main(int argc, char* argv[])
+{
+    return record(fs::read_symlink("/proc/self/exe"), {argv, argv + argc});
+}
+#endif
