@@ -152,8 +152,9 @@ private:
     }
     bool eventFilter(QObject* object, QEvent* event) override
     {
-        auto* const dialog = qobject_cast<QProgressDialog*>(object);
-        if (dialog && event->type() == QEvent::Show) {
+        auto* const dialog =
+            event->type() == QEvent::Show ? qobject_cast<QProgressDialog*>(object) : nullptr;
+        if (dialog) {
             progress = QStringLiteral("%1 0..%2").arg(dialog->labelText()).arg(dialog->maximum());
             if (pressesCancel) {
                 dialog->findChild<QPushButton*>()->click();
