@@ -12,13 +12,20 @@ install(EXPORT SoftwareUpdateClientTargets
     NAMESPACE SoftwareUpdateClient::
     DESTINATION "${package_dir}")
 
+if(SOFTWAREUPDATE_BUILD_INSTALLER)
+    install(PROGRAMS "$<TARGET_FILE_DIR:softwareupdate_installer>/UpdateInstaller"
+        DESTINATION "${CMAKE_INSTALL_BINDIR}")
+endif()
+
 configure_package_config_file(cmake/SoftwareUpdateClientConfig.cmake.in
     "${CMAKE_CURRENT_BINARY_DIR}/SoftwareUpdateClientConfig.cmake"
-    INSTALL_DESTINATION "${package_dir}")
+    INSTALL_DESTINATION "${package_dir}"
+    PATH_VARS CMAKE_INSTALL_BINDIR)
 write_basic_package_version_file(
     "${CMAKE_CURRENT_BINARY_DIR}/SoftwareUpdateClientConfigVersion.cmake"
     COMPATIBILITY SameMajorVersion)
 install(FILES
     "${CMAKE_CURRENT_BINARY_DIR}/SoftwareUpdateClientConfig.cmake"
     "${CMAKE_CURRENT_BINARY_DIR}/SoftwareUpdateClientConfigVersion.cmake"
+    cmake/SoftwareUpdateDeploy.cmake
     DESTINATION "${package_dir}")

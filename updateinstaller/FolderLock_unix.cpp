@@ -1,0 +1,57 @@
+#include "updateinstaller/FolderLock.h"
+
+#include <cerrno>
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace updateinstaller {
+
+namespace {
+
+/** False when the file was removed, or made anew, between its opening and its locking. */
+bool isStillNamed(const Path& file, int descriptor)
+{
+    struct stat opened = {};
+    struct stat named = {};
+    return ::fstat(descriptor, &opened) == 0 && ::lstat(file.c_str(), &named) == 0 &&
+           opened.st_dev == named.st_dev && opened.st_ino == named.st_ino;
+}
+
+} // namespace
+
+FolderLock::~FolderLock()
+{
+    if (m_handle >= 0) {
+        // Removed while still locked: after the unlocking it may be somebody else's.
+        ::unlink(m_file.c_str());
+        ::close(static_cast<int>(m_handle));
+    }
+}
+
+FolderLock::Result FolderLock::acquire(const Path& folder, std::error_code& error)
+{
+    m_file = folder / "UpdateInstaller.lock";
+    for (;;) {
+        const int descriptor =
+            ::open(m_file.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600);
+        if (descriptor < 0) {
+            error = {errno, std::system_category()};
+            return Result::eFailed;
+        }
+        const bool isLocked = ::flock(descriptor, LOCK_EX | LOCK_NB) == 0;
+        const int reason = errno;
+        if (isLocked && isStillNamed(m_file, descriptor)) {
+            m_handle = descriptor;
+            return Result::eHeld;
+        }
+        ::close(descriptor);
+        if (!isLocked) {
+            error = {reason, std::system_category()};
+            return reason == EWOULDBLOCK ? Result::eBusy : Result::eFailed;
+        }
+    }
+}
+
+} // namespace updateinstaller

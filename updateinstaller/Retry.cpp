@@ -1,0 +1,28 @@
+#include "updateinstaller/Retry.h"
+
+#include "updateinstaller/FileSystem.h"
+
+#include <algorithm>
+#include <thread>
+
+namespace updateinstaller {
+
+std::error_code retry(std::chrono::milliseconds patience,
+                      const std::function<std::error_code()>& attempt)
+{
+    using Clock = std::chrono::steady_clock;
+    constexpr std::chrono::milliseconds longestPause(500);
+
+    const auto end = Clock::now() + patience;
+    std::chrono::milliseconds pause(10);
+    for (;;) {
+        const std::error_code error = attempt();
+        if (!isTransient(error) || Clock::now() >= end) {
+            return error;
+        }
+        std::this_thread::sleep_for(pause);
+        pause = std::min(pause * 2, longestPause);
+    }
+}
+
+} // namespace updateinstaller
