@@ -60,7 +60,7 @@ QByteArray gzip(const QByteArray& data)
     return result + trailer;
 }
 
-QByteArray storedZip(const QList<QPair<QString, QByteArray>>& files)
+QByteArray storedZip(const QList<ArchiveFile>& files)
 {
     QByteArray archive;
     QByteArray directory;
@@ -68,17 +68,19 @@ QByteArray storedZip(const QList<QPair<QString, QByteArray>>& files)
     QDataStream index(&directory, QIODevice::WriteOnly);
     out.setByteOrder(QDataStream::LittleEndian);
     index.setByteOrder(QDataStream::LittleEndian);
+    constexpr quint16 madeOnUnix = (3 << 8) | 20;
     for (const auto& file : files) {
-        const QByteArray name = file.first.toUtf8();
+        const QByteArray name = file.name.toUtf8();
         const auto offset = quint32(archive.size());
         out << quint32(0x04034b50);
-        writeEntryFields(out, name, file.second);
+        writeEntryFields(out, name, file.contents);
         out.writeRawData(name.constData(), name.size());
-        out.writeRawData(file.second.constData(), file.second.size());
+        out.writeRawData(file.contents.constData(), file.contents.size());
 
-        index << quint32(0x02014b50) << quint16(20);
-        writeEntryFields(index, name, file.second);
-        index << quint16(0) << quint16(0) << quint16(0) << quint32(0) << offset;
+        index << quint32(0x02014b50) << madeOnUnix;
+        writeEntryFields(index, name, file.contents);
+        const quint32 mode = file.isProgram ? 0100755 : 0100644;
+        index << quint16(0) << quint16(0) << quint16(0) << (mode << 16) << offset;
         index.writeRawData(name.constData(), name.size());
     }
     const auto directoryOffset = quint32(archive.size());

@@ -2,7 +2,6 @@
 
 #include <QByteArray>
 #include <QList>
-#include <QPair>
 #include <QString>
 
 namespace demo {
@@ -10,7 +9,16 @@ namespace demo {
 /** @p data as one gzip member. */
 QByteArray gzip(const QByteArray& data);
 
-/** A zip archive of @p files (name and contents), stored without compression. */
-QByteArray storedZip(const QList<QPair<QString, QByteArray>>& files);
+/** A file in an archive. */
+struct ArchiveFile
+{
+    QString name;
+    QByteArray contents;
+    /** Whether its owner may execute it, where files need that. */
+    bool isProgram = false;
+};
+
+/** A zip archive of @p files, stored without compression. */
+QByteArray storedZip(const QList<ArchiveFile>& files);
 
 } // namespace demo

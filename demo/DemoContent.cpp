@@ -135,9 +135,10 @@ private:
 
     QByteArray productArchive(const Release& release, const QByteArray& program)
     {
-        return storedZip({{QStringLiteral("CameraDesk.exe"), program},
-                          {QStringLiteral("version.txt"), release.version.toUtf8() + '\n'},
-                          {QStringLiteral("help/index.html"), "<h1>Camera Desk</h1>\n"}});
+        return storedZip(
+            {{QStringLiteral("CameraDesk.exe"), program, true},
+             {QStringLiteral("version.txt"), release.version.toUtf8() + QByteArray("\n"), false},
+             {QStringLiteral("help/index.html"), "<h1>Camera Desk</h1>\n", false}});
     }
 
     void writeFirmware()

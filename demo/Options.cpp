@@ -45,6 +45,9 @@ Options parseOptions(const QStringList& arguments)
     const QString pictures = QStringLiteral("pictures");
     const QString check = QStringLiteral("check");
     const QString tour = QStringLiteral("tour");
+    const QString selfUpdate = QStringLiteral("self-update");
+    const QString serverUrl = QStringLiteral("server-url");
+    const QString report = QStringLiteral("report");
     QCommandLineParser parser;
     parser.setApplicationDescription(QStringLiteral(
         "Camera Desk: administers cameras, and shows how a host uses the software-update "
@@ -54,10 +57,15 @@ Options parseOptions(const QStringList& arguments)
     parser.addOptions({
         {check, QStringLiteral("Check once without asking anything, print what happens, and end.")},
         {tour, QStringLiteral("Play through all windows without a user, and end.")},
+        {selfUpdate, QStringLiteral("Install the update without a user; needs --server-url.")},
+        {report, QStringLiteral("Append the steps of the self-update to <file>."),
+         QStringLiteral("file")},
+        {serverUrl, QStringLiteral("Use the update document at <url>, not the own server's."),
+         QStringLiteral("url")},
         {pictures, QStringLiteral("Save pictures of the tour's windows in <folder>."),
          QStringLiteral("folder")},
         {version, QStringLiteral("Pretend to be <version>, with cameras that are up to date."),
-         QStringLiteral("version"), QStringLiteral("4.2.0")},
+         QStringLiteral("version"), hostVersion()},
         {server, QStringLiteral("The update server is normal, stopped, hanging or empty."),
          QStringLiteral("kind"), QStringLiteral("normal")},
         {language,
@@ -66,7 +74,8 @@ Options parseOptions(const QStringList& arguments)
         {settings, QStringLiteral("Keep the settings in the INI file <file>."),
          QStringLiteral("file")},
     });
-    parser.process(arguments);
+    const QString more = qEnvironmentVariable("CAMERA_DESK_ARGUMENTS");
+    parser.process(arguments + more.split(QLatin1Char('\n'), Qt::SkipEmptyParts));
 
     Options options;
     options.server = Options::Server(choice(parser, server,
@@ -81,9 +90,12 @@ Options parseOptions(const QStringList& arguments)
     options.isCurrent = parser.isSet(version);
     options.pictures = parser.value(pictures);
     options.settingsFile = parser.isSet(settings) ? parser.value(settings) : defaultSettingsFile();
-    options.mode = parser.isSet(tour)    ? Options::eTour
-                   : parser.isSet(check) ? Options::eCheck
-                                         : Options::eInteractive;
+    options.serverUrl = parser.value(serverUrl);
+    options.report = parser.value(report);
+    options.mode = parser.isSet(tour)         ? Options::eTour
+                   : parser.isSet(check)      ? Options::eCheck
+                   : parser.isSet(selfUpdate) ? Options::eSelfUpdate
+                                              : Options::eInteractive;
     return options;
 }
 

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "demo/HostVersion.h"
+
 #include <QString>
 #include <QStringList>
 
@@ -9,11 +11,11 @@ namespace demo {
 struct Options
 {
     enum Server { eNormal, eStopped, eHanging, eEmpty };
-    enum Mode { eInteractive, eCheck, eTour };
+    enum Mode { eInteractive, eCheck, eTour, eSelfUpdate };
 
     Mode mode = eInteractive;
     Server server = eNormal;
-    QString hostVersion = QStringLiteral("4.2.0");
+    QString hostVersion = demo::hostVersion();
     /** The default version was replaced: the cameras are current too then. */
     bool isCurrent = false;
     /** Two letters; empty: the system's language. */
@@ -21,10 +23,19 @@ struct Options
     QString settingsFile;
     /** Where the tour leaves its pictures; empty: nowhere. */
     QString pictures;
+    /** Of a server that runs already; empty: the host brings its own. */
+    QString serverUrl;
+    /** Where a self-update reports its steps. */
+    QString report;
 };
 
-/** Reads @p arguments (the program's name first). Prints and ends the process on --help and on
- * errors. */
+/**
+ * Reads @p arguments (the program's name first). Prints and ends the process on --help and on
+ * errors.
+ *
+ * The lines of the variable CAMERA_DESK_ARGUMENTS are further arguments: a program that is started
+ * again after an update gets none.
+ */
 Options parseOptions(const QStringList& arguments);
 
 } // namespace demo

@@ -4,6 +4,7 @@
 #include "demo/Console.h"
 #include "demo/DemoContent.h"
 #include "demo/MainWindow.h"
+#include "demo/PackageDialog.h"
 #include "demo/PreferencesDialog.h"
 #include "demo/UpdateServer.h"
 #include "demo/VisibleWindow.h"
@@ -30,8 +31,6 @@ using zk::SoftwareUpdateAvailableDialog;
 using zk::SoftwareUpdateDialog;
 using zk::VersionNumber;
 
-constexpr int typeColumn = 2;
-
 template <typename Window>
 QWidget* find()
 {
@@ -49,54 +48,12 @@ bool always()
     return true;
 }
 
-QTableWidget* packageTable()
-{
-    auto* const dialog = visibleWindow<SoftwareUpdateAvailableDialog>();
-    return dialog ? dialog->findChild<QTableWidget*>() : nullptr;
-}
-
-bool hasRows()
-{
-    const QTableWidget* const table = packageTable();
-    return table && table->rowCount() > 0;
-}
-
 // Without a display the screen has 800 x 600 pixels, at 200 % half of that, and dialogs keep within
 // it.
 void enlargePackageDialog()
 {
     QWidget* const dialog = visibleWindow<SoftwareUpdateAvailableDialog>();
     dialog->resize(dialog->size().expandedTo(QSize(620, 440)));
-}
-
-/** For each of @p types the first visible row with that file type. */
-void selectRows(QTableWidget* table, const QStringList& types)
-{
-    table->clearSelection();
-    for (const QString& type : types) {
-        for (int row = 0; row < table->rowCount(); ++row) {
-            const QTableWidgetItem* const item = table->item(row, typeColumn);
-            if (item->text() == type && !table->isRowHidden(row) && !item->isSelected()) {
-                table->selectionModel()->select(table->model()->index(row, 0),
-                                                QItemSelectionModel::Select |
-                                                    QItemSelectionModel::Rows);
-                table->selectionModel()->setCurrentIndex(table->model()->index(row, 0),
-                                                         QItemSelectionModel::NoUpdate);
-                break;
-            }
-        }
-    }
-}
-
-QAbstractButton* answerButton(const QMessageBox& box, bool isAccepted)
-{
-    const QList<QAbstractButton*> buttons = box.buttons();
-    for (QAbstractButton* const button : buttons) {
-        if ((box.buttonRole(button) == QMessageBox::AcceptRole) == isAccepted) {
-            return button;
-        }
-    }
-    return nullptr;
 }
 
 zk::SoftwareUpdate::TCurrentCameraVersions firmwareVersions(bool isCurrent)

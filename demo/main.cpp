@@ -6,6 +6,7 @@
 #include "demo/LogReader.h"
 #include "demo/MainWindow.h"
 #include "demo/Options.h"
+#include "demo/SelfUpdate.h"
 #include "demo/Tour.h"
 #include "demo/UpdateServer.h"
 
@@ -138,6 +139,11 @@ int run(const Options& options, const Publication& publication)
         return QApplication::exec();
     }
     window.show();
+    if (options.mode == Options::eSelfUpdate) {
+        demo::SelfUpdate update(client, options.report);
+        update.start();
+        return QApplication::exec();
+    }
     if (options.mode == Options::eTour && publication.server()) {
         demo::Tour tour(client, *publication.server(), window, options.pictures,
                         picturePrefix(options, window));
@@ -173,7 +179,7 @@ int main(int argc, char* argv[])
     QCoreApplication::setApplicationVersion(options.hostVersion);
     const Language language(options.language);
 
-    const Publication publication(options.server);
+    const Publication publication(options.serverUrl.isEmpty() ? options.server : Options::eStopped);
     if (!publication.isListening()) {
         demo::printError(QStringLiteral("The update server could not listen on 127.0.0.1."));
         return 1;
@@ -183,7 +189,8 @@ int main(int argc, char* argv[])
         return 2;
     }
     AppSettings settings(options.settingsFile);
-    startClient(options, publication.url(), settings);
+    startClient(options, options.serverUrl.isEmpty() ? publication.url() : options.serverUrl,
+                settings);
     const int result = run(options, publication);
     SoftwareUpdateClient::deleteInstance();
     return result;

@@ -2,7 +2,8 @@
 # demo.sh BUILD_DIR [OPTIONS OF THE HOST]: runs the demo host; `./run demo` builds it and calls this.
 #
 # With options it just runs with them. Without: with a display the window opens and the user is in charge;
-# with none, the five console checks and then the tour in all languages and sizes, pictures and all.
+# with none, the five console checks, a self-update, and then the tour in all languages and sizes, pictures and
+# all.
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 source scripts/lib.sh
@@ -81,6 +82,14 @@ all_tours() {
     say "All checks and tours are done; $(find "$pictures" -name '*.png' | wc -l) pictures in $pictures"
 }
 
+self_update() {
+    say "Self-update: 4.2.0 downloads 4.3.0, hands over, and 4.3.0 starts in its place"
+    mkdir -p "$private/tmp"
+    env LC_ALL=C.UTF-8 QT_QPA_PLATFORM="${QT_QPA_PLATFORM:-offscreen}" XDG_RUNTIME_DIR="$private/runtime" \
+        HOME="$private" TMPDIR="$private/tmp" \
+        "$build/demo/SelfUpdate" "$host" "$build/demo/next/CameraDesk" "$build"/libSoftwareUpdateClient.so.?
+}
+
 # What the user asked for, in the user's own surroundings as far as there are any.
 run_with_options() {
     local host_locale= language=en previous='' argument unattended=no
@@ -114,5 +123,6 @@ elif has_display; then
 else
     rm -rf "$pictures"
     all_checks
+    self_update
     all_tours
 fi

@@ -1,0 +1,95 @@
+#include "demo/SelfUpdate.h"
+
+#include "demo/Console.h"
+#include "demo/HostVersion.h"
+#include "demo/PackageDialog.h"
+#include "demo/VisibleWindow.h"
+
+#include "client/SoftwareUpdateClient.h"
+
+#include <QAbstractButton>
+#include <QDateTime>
+#include <QFile>
+#include <QTableWidget>
+#include <QTimer>
+#include <QUrl>
+
+namespace demo {
+
+SelfUpdate::SelfUpdate(zk::SoftwareUpdateClient& client, const QString& reportFile)
+    : m_client(client)
+    , m_reportFile(reportFile)
+{
+}
+
+SelfUpdate::~SelfUpdate() = default;
+
+void SelfUpdate::start()
+{
+    m_running.start();
+    lookSoon();
+    report(QStringLiteral("running"));
+    m_client.performUpdateCheck(QUrl(m_client.getSettings().serverUrl));
+}
+
+// A new timer each time: one that is being handled does not fire inside nested event loops.
+void SelfUpdate::lookSoon()
+{
+    constexpr int interval = 10;
+    QTimer::singleShot(interval, this, &SelfUpdate::look);
+}
+
+void SelfUpdate::look()
+{
+    lookSoon();
+    constexpr int patience = 60'000;
+    const auto state = m_client.state();
+    if (auto* const box = visibleWindow<QMessageBox>()) {
+        answer(*box);
+    } else if (state == zk::SoftwareUpdate::eUpToDate) {
+        finish(QStringLiteral("up to date"), 0);
+    } else if (state == zk::SoftwareUpdate::eUpdateAvailable) {
+        if (!m_isInstalling && hasRows()) {
+            m_isInstalling = true;
+            report(QStringLiteral("installing"));
+            selectRows(packageTable(), {QStringLiteral("zip")});
+            packageTable()
+                ->window()
+                ->findChild<QAbstractButton*>(QStringLiteral("installPushButton"))
+                ->click();
+        }
+    } else if (state != zk::SoftwareUpdate::eChecking || m_running.hasExpired(patience)) {
+        finish(QStringLiteral("stuck in state %1").arg(int(state)), 1);
+    }
+}
+
+void SelfUpdate::answer(QMessageBox& box)
+{
+    QAbstractButton* const yes = answerButton(box, true);
+    if (!yes || box.icon() == QMessageBox::Critical) {
+        finish(box.windowTitle() + QStringLiteral(": ") + box.text(), 1);
+        return;
+    }
+    report(QStringLiteral("%1: %2").arg(box.windowTitle(), yes->text()));
+    yes->click();
+}
+
+void SelfUpdate::report(const QString& step) const
+{
+    const QString line =
+        QStringLiteral("%1 %2 %3")
+            .arg(QString::number(QDateTime::currentMSecsSinceEpoch()), hostVersion(), step);
+    print(line);
+    QFile file(m_reportFile);
+    if (file.open(QIODevice::Append)) {
+        file.write(line.toUtf8() + '\n');
+    }
+}
+
+void SelfUpdate::finish(const QString& step, int exitCode)
+{
+    report(step);
+    QCoreApplication::exit(exitCode);
+}
+
+} // namespace demo

@@ -1,0 +1,287 @@
+// A whole self-update with real processes and files: lays out an application folder with Camera
+// Desk 4.2.0, publishes 4.3.0 as a zip package, starts the old version and waits for the new one to
+// say that it is up to date. Prints what happened when. Ends with 0 only if the folder then holds
+// the new version, file by file.
+
+#include "demo/Archive.h"
+#include "demo/Console.h"
+#include "demo/UpdateServer.h"
+
+#include <QCommandLineParser>
+#include <QCoreApplication>
+#include <QCryptographicHash>
+#include <QDir>
+#include <QDirIterator>
+#include <QElapsedTimer>
+#include <QFile>
+#include <QMap>
+#include <QProcess>
+#include <QRandomGenerator>
+#include <QTemporaryDir>
+#include <QThread>
+
+using demo::ArchiveFile;
+using demo::print;
+using demo::printError;
+
+namespace {
+
+#ifdef Q_OS_WIN
+const QString hostName = QStringLiteral("CameraDesk.exe");
+#else
+const QString hostName = QStringLiteral("CameraDesk");
+#endif
+const QString installerName = QStringLiteral("UpdateInstaller");
+
+QByteArray contents(const QString& path)
+{
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly)) {
+        printError(QStringLiteral("cannot read %1").arg(path));
+        std::exit(1);
+    }
+    return file.readAll();
+}
+
+/** The application folder of one version: the host, what it needs, and @p payload bytes more. */
+QList<ArchiveFile> application(const QString& host, const QString& library, quint32 seed,
+                               int payload)
+{
+    const QDir own(QCoreApplication::applicationDirPath());
+    QList<ArchiveFile> files{
+        {hostName, contents(host), true},
+        {QFileInfo(library).fileName(), contents(library), true},
+        {installerName, contents(own.filePath(installerName)), true},
+        {QStringLiteral("version %1.txt").arg(seed), QByteArray::number(seed), false},
+    };
+    constexpr int pieces = 500;
+    QRandomGenerator generator(seed);
+    for (int i = 0; i < pieces; ++i) {
+        QByteArray bytes(payload / pieces / 4 * 4, Qt::Uninitialized);
+        generator.fillRange(reinterpret_cast<quint32*>(bytes.data()), bytes.size() / 4);
+        files.append({QStringLiteral("data/%1/Bild ä %2.bin").arg(i % 20).arg(i), bytes, false});
+    }
+    return files;
+}
+
+bool writeFiles(const QDir& folder, const QList<ArchiveFile>& files)
+{
+    for (const ArchiveFile& entry : files) {
+        const QString path = folder.filePath(entry.name);
+        QFile file(path);
+        if (!QDir().mkpath(QFileInfo(path).absolutePath()) || !file.open(QIODevice::WriteOnly) ||
+            file.write(entry.contents) != entry.contents.size()) {
+            return false;
+        }
+        file.setPermissions(file.permissions() |
+                            (entry.isProgram ? QFile::ExeOwner : QFile::Permissions()));
+    }
+    return true;
+}
+
+QByteArray hash(const QByteArray& bytes)
+{
+    return QCryptographicHash::hash(bytes, QCryptographicHash::Sha1);
+}
+
+/** What differs between @p folder and @p files; empty when nothing does. */
+QStringList differences(const QDir& folder, const QList<ArchiveFile>& files)
+{
+    QMap<QString, QByteArray> expected;
+    for (const ArchiveFile& file : files) {
+        expected.insert(file.name, hash(file.contents));
+    }
+    QStringList result;
+    QDirIterator it(folder.path(), QDir::Files | QDir::Hidden, QDirIterator::Subdirectories);
+    while (it.hasNext()) {
+        const QString name = folder.relativeFilePath(it.next());
+        if (expected.take(name) != hash(contents(it.filePath()))) {
+            result << name;
+        }
+    }
+    return result + expected.keys();
+}
+
+void publish(demo::UpdateServer& server, const QList<ArchiveFile>& files)
+{
+    const QByteArray archive = demo::storedZip(files);
+    const QString path = QStringLiteral("/camera-desk-4.3.0.zip");
+    server.setAnswer(path, demo::UpdateServer::page("application/zip", archive));
+    server.setDocument("<softwareList><package-set type=\"Application\" name=\"Camera Desk\" "
+                       "status=\"STABLE\" platform=\"Win32 Win64\" language=\"en de fr\">"
+                       "<package release=\"4.3.0\" release-date=\"2026-09-14\">"
+                       "<file url=\"" +
+                       server.url(path).toEncoded() + "\" file-size=\"" +
+                       QByteArray::number(archive.size()) +
+                       "\"/></package></package-set></softwareList>");
+}
+
+struct Step
+{
+    qint64 time;
+    QString text;
+};
+
+/** The report's lines: time, and version and step. */
+QList<Step> readReport(const QString& path)
+{
+    QList<Step> steps;
+    QFile file(path);
+    if (file.open(QIODevice::ReadOnly)) {
+        const QStringList lines =
+            QString::fromUtf8(file.readAll()).split(QLatin1Char('\n'), Qt::SkipEmptyParts);
+        for (const QString& line : lines) {
+            steps.append({line.section(QLatin1Char(' '), 0, 0).toLongLong(),
+                          line.section(QLatin1Char(' '), 1)});
+        }
+    }
+    return steps;
+}
+
+qint64 timeOf(const QList<Step>& steps, const QString& text)
+{
+    for (const Step& step : steps) {
+        if (step.text.startsWith(text)) {
+            return step.time;
+        }
+    }
+    return 0;
+}
+
+template <typename Condition>
+bool waitFor(Condition isTrue, int patience)
+{
+    QElapsedTimer waiting;
+    waiting.start();
+    while (!isTrue()) {
+        if (waiting.hasExpired(patience)) {
+            return false;
+        }
+        QThread::msleep(5);
+    }
+    return true;
+}
+
+struct Job
+{
+    QString oldHost;
+    QString newHost;
+    QString library;
+    int megabytes = 50;
+    int limit = 10'000;
+};
+
+/** Starts the old version in @p folder, with everything that is to be found again in @p root. */
+bool startHost(const QDir& folder, const QDir& root, const QString& url)
+{
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    const QString temporary = root.filePath(QStringLiteral("tmp"));
+    root.mkpath(temporary);
+    for (const char* name : {"TMPDIR", "TMP", "TEMP"}) {
+        environment.insert(QLatin1String(name), QDir::toNativeSeparators(temporary));
+    }
+    const QStringList arguments{QStringLiteral("--self-update"),
+                                QStringLiteral("--server-url"),
+                                url,
+                                QStringLiteral("--settings"),
+                                root.filePath(QStringLiteral("settings.ini")),
+                                QStringLiteral("--report"),
+                                root.filePath(QStringLiteral("report"))};
+    environment.insert(QStringLiteral("CAMERA_DESK_ARGUMENTS"), arguments.join(QLatin1Char('\n')));
+    QProcess host;
+    host.setProgram(folder.filePath(hostName));
+    host.setProcessEnvironment(environment);
+    host.setWorkingDirectory(folder.path());
+    // Outlives this object, and becomes another program.
+    return host.startDetached();
+}
+
+int run(const Job& job)
+{
+    const QTemporaryDir root;
+    const QDir parent(root.filePath(QStringLiteral("Prøve & 测试 dir")));
+    const QDir folder(parent.filePath(QStringLiteral("Camera Desk")));
+    const int payload = job.megabytes * 1024 * 1024;
+    const QList<ArchiveFile> newFiles = application(job.newHost, job.library, 43, payload);
+    if (!writeFiles(folder, application(job.oldHost, job.library, 42, payload))) {
+        printError(QStringLiteral("cannot write to %1").arg(folder.path()));
+        return 1;
+    }
+    demo::UpdateServer server;
+    publish(server, newFiles);
+    print(QStringLiteral("self-update of %1: %2 MiB in %3 files")
+              .arg(QDir::toNativeSeparators(folder.path()))
+              .arg(job.megabytes)
+              .arg(newFiles.size()));
+
+    const QString reportFile = root.filePath(QStringLiteral("report"));
+    const QString last = QStringLiteral("4.3.0 up to date");
+    QList<Step> steps;
+    const bool isUpdated = startHost(folder, QDir(root.path()), server.url().toString()) &&
+                           waitFor(
+                               [&] {
+                                   steps = readReport(reportFile);
+                                   return timeOf(steps, last) > 0;
+                               },
+                               job.limit * 2);
+    for (const Step& step : qAsConst(steps)) {
+        print(QStringLiteral("%1 ms  %2").arg(step.time - steps.first().time, 6).arg(step.text));
+    }
+    // The installer tidies up after the new version has started.
+    const bool isTidy = waitFor(
+        [&parent] {
+            return parent.entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot) ==
+                   QStringList{QStringLiteral("Camera Desk"),
+                               QStringLiteral("UpdateInstaller.log")};
+        },
+        job.limit);
+    const QStringList wrong = differences(folder, newFiles);
+    if (!isUpdated || !isTidy || !wrong.isEmpty()) {
+        printError(
+            QStringLiteral("self-update failed: %1, %2 files differ (%3), beside the folder: %4")
+                .arg(isUpdated ? QStringLiteral("updated") : QStringLiteral("not updated"))
+                .arg(wrong.size())
+                .arg(wrong.value(0), parent.entryList().join(QLatin1Char(' '))));
+        printError(
+            QString::fromUtf8(contents(parent.filePath(QStringLiteral("UpdateInstaller.log")))));
+        return 1;
+    }
+    const qint64 total = timeOf(steps, last) - steps.first().time;
+    const qint64 blackout = timeOf(steps, QStringLiteral("4.3.0 running")) -
+                            timeOf(steps, QStringLiteral("4.2.0 Restart required"));
+    print(QStringLiteral(
+              "self-update: from the check to the new version's answer %1 ms, from the old "
+              "version's last word to the new one's first %2 ms")
+              .arg(total)
+              .arg(blackout));
+    if (total > job.limit) {
+        printError(QStringLiteral("self-update took longer than %1 ms").arg(job.limit));
+        return 1;
+    }
+    return 0;
+}
+
+} // namespace
+
+int main(int argc, char* argv[])
+{
+    const QCoreApplication application(argc, argv);
+    QCommandLineParser parser;
+    parser.addHelpOption();
+    parser.addOptions({
+        {QStringLiteral("megabytes"), QStringLiteral("Size of the application's data."),
+         QStringLiteral("n"), QStringLiteral("50")},
+        {QStringLiteral("limit"), QStringLiteral("Fail when it takes more <ms>."),
+         QStringLiteral("ms"), QStringLiteral("10000")},
+    });
+    parser.addPositionalArgument(QStringLiteral("files"),
+                                 QStringLiteral("The old host, the new host, and the library."));
+    parser.process(application);
+    const QStringList files = parser.positionalArguments();
+    if (files.size() != 3) {
+        parser.showHelp(2);
+    }
+    return run({files.at(0), files.at(1), files.at(2),
+                parser.value(QStringLiteral("megabytes")).toInt(),
+                parser.value(QStringLiteral("limit")).toInt()});
+}
