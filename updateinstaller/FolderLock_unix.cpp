@@ -2,7 +2,6 @@
 
 #include <cerrno>
 #include <fcntl.h>
-#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -40,7 +39,12 @@ FolderLock::Result FolderLock::acquire(const Path& folder, std::error_code& erro
             error = {errno, std::system_category()};
             return Result::eFailed;
         }
-        const bool isLocked = ::flock(descriptor, LOCK_EX | LOCK_NB) == 0;
+        // Of this process alone: a lock that children share would outlive a killed holder in a
+        // child that is on its way to becoming the application.
+        struct flock whole = {};
+        whole.l_type = F_WRLCK;
+        whole.l_whence = SEEK_SET;
+        const bool isLocked = ::fcntl(descriptor, F_SETLK, &whole) == 0;
         const int reason = errno;
         if (isLocked && isStillNamed(m_file, descriptor)) {
             m_handle = descriptor;
@@ -49,7 +53,7 @@ FolderLock::Result FolderLock::acquire(const Path& folder, std::error_code& erro
         ::close(descriptor);
         if (!isLocked) {
             error = {reason, std::system_category()};
-            return reason == EWOULDBLOCK ? Result::eBusy : Result::eFailed;
+            return reason == EAGAIN || reason == EACCES ? Result::eBusy : Result::eFailed;
         }
     }
 }

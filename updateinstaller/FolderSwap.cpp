@@ -59,8 +59,8 @@ FolderSwap::Result FolderSwap::finishSecondStep()
             retry(m_patience.passing, [&] { return moveFolder(m_work.staged(), m_application); });
         if (error) {
             m_log.write("the new folder could not be put in place, moving the old one back", error);
-            const auto failure = retry(m_patience.heldFolder,
-                                       [&] { return moveFolder(m_work.backup(), m_application); });
+            const auto failure = insist(m_patience.heldFolder,
+                                        [&] { return moveFolder(m_work.backup(), m_application); });
             if (failure) {
                 m_log.write("the old folder could not be moved back", failure);
             }
@@ -75,7 +75,7 @@ FolderSwap::Result FolderSwap::finishSecondStep()
 FolderSwap::Result FolderSwap::revert()
 {
     const bool wasExchanged = kindOf(m_work.backup()) == Kind::eNothing;
-    const auto error = retry(m_patience.passing, [&] {
+    const auto error = insist(m_patience.passing, [&] {
         return wasExchanged ? exchangeFolders(m_work.staged(), m_application)
                             : moveFolder(m_application, m_work.staged());
     });
@@ -84,7 +84,7 @@ FolderSwap::Result FolderSwap::revert()
         return error ? Result::eFailed : Result::eDone;
     }
     const auto failure =
-        retry(m_patience.heldFolder, [&] { return moveFolder(m_work.backup(), m_application); });
+        insist(m_patience.heldFolder, [&] { return moveFolder(m_work.backup(), m_application); });
     flushNames();
     return failure ? Result::eBroken : Result::eDone;
 }

@@ -130,7 +130,7 @@ bool Resolver::undo()
 
 bool Resolver::moveBack(const Path& from, const Path& to, const char* what)
 {
-    const auto error = retry(m_patience.passing, [&] { return moveFolder(from, to); });
+    const auto error = insist(m_patience.passing, [&] { return moveFolder(from, to); });
     if (error) {
         m_log.write(toText(from) + " could not be renamed to " + toText(to), error);
         return false;

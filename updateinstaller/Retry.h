@@ -13,4 +13,8 @@ namespace updateinstaller {
 [[nodiscard]] std::error_code retry(std::chrono::milliseconds patience,
                                     const std::function<std::error_code()>& attempt);
 
+/** The same for any error: where giving up would leave the user without an application. */
+[[nodiscard]] std::error_code insist(std::chrono::milliseconds patience,
+                                     const std::function<std::error_code()>& attempt);
+
 } // namespace updateinstaller

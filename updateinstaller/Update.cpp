@@ -176,8 +176,12 @@ ExitCode runLocked(const CommandLine& request, const Patience& patience, Install
     const Path own = ownFile();
     const Path parent = request.oldDir.parent_path();
     FolderLock lock;
-    std::error_code error;
-    const auto result = lock.acquire(parent, error);
+    auto result = FolderLock::Result::eFailed;
+    const auto error = retry(patience.passing, [&] {
+        std::error_code reason;
+        result = lock.acquire(parent, reason);
+        return result == FolderLock::Result::eFailed ? reason : std::error_code();
+    });
     if (result == FolderLock::Result::eBusy) {
         log.write("another update is under way here");
         return ExitCode::eAlreadyRunning;

@@ -1,0 +1,218 @@
+#include "InstallerRig.h"
+
+#include <QCryptographicHash>
+#include <QDir>
+#include <QDirIterator>
+#include <QFile>
+#include <QFileInfo>
+#include <QHash>
+#include <QtDebug>
+
+#include <cerrno>
+#include <fcntl.h>
+#include <poll.h>
+#include <spawn.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+#include <vector>
+
+namespace {
+
+QString templateName()
+{
+    const QString memory = QStringLiteral("/dev/shm");
+    const bool isUsable = QFileInfo(memory).isWritable();
+    return (isUsable ? memory : QDir::tempPath()) + QStringLiteral("/installer-XXXXXX");
+}
+
+void write(const QString& path, const QByteArray& contents, mode_t mode)
+{
+    QFile file(path);
+    if (!file.open(QIODevice::WriteOnly) || file.write(contents) != contents.size()) {
+        qFatal("cannot write %s", qPrintable(path));
+    }
+    file.close();
+    const QByteArray name = QFile::encodeName(path);
+    // A time that a copy made today does not have by chance.
+    const timespec times[2] = {{1'600'000'000, 1}, {1'600'000'000 + contents.size(), 123'456'789}};
+    ::utimensat(AT_FDCWD, name.constData(), times, 0);
+    ::chmod(name.constData(), mode);
+}
+
+std::vector<char*> pointers(QList<QByteArray>& texts)
+{
+    std::vector<char*> result;
+    for (QByteArray& text : texts) {
+        result.push_back(text.data());
+    }
+    result.push_back(nullptr);
+    return result;
+}
+
+} // namespace
+
+InstallerRig::InstallerRig()
+    : m_dir(templateName())
+{
+    // Linked from here into the parent folder, which costs nothing.
+    QFile::copy(QStringLiteral(REAL_INSTALLER), root() + QStringLiteral("/real"));
+    QFile::copy(QStringLiteral(FAULTY_INSTALLER), root() + QStringLiteral("/faulty"));
+    for (const char* const version : {"old", "new", "third", "broken"}) {
+        makeTree(root() + QStringLiteral("/trees/") + QString::fromLatin1(version), version);
+    }
+}
+
+void InstallerRig::reset()
+{
+    QDir(parent()).removeRecursively();
+    QDir(root() + QStringLiteral("/tmp")).removeRecursively();
+    makeTree(application(), "old");
+    QDir().mkpath(QFileInfo(unpacked()).path());
+}
+
+QString InstallerRig::workFolder() const
+{
+    return application() + QStringLiteral(".UpdateInstaller");
+}
+
+void InstallerRig::makeTree(const QString& folder, const QByteArray& version)
+{
+    QDir().mkpath(folder + QStringLiteral("/lib/deep"));
+    QDir().mkpath(folder + QStringLiteral("/empty"));
+    const QByteArray shell = version == "broken" ? "#!/nowhere/sh\n" : "#!/bin/sh\n";
+    write(folder + QStringLiteral("/camera desk"),
+          shell + "echo \"" + version + "|$0|$PWD|$#\" 1<>\"$REPORT\"\n", 0755);
+    write(folder + QStringLiteral("/lib/libä.so"), version + " library", 0644);
+    write(folder + QStringLiteral("/lib/deep/read only"), version + " data", 0444);
+    const QByteArray link = QFile::encodeName(folder + QStringLiteral("/link"));
+    (void)!::symlink(("lib/" + version).constData(), link.constData());
+}
+
+QByteArray InstallerRig::hashOf(const QString& folder)
+{
+    QStringList lines;
+    QDirIterator entries(folder,
+                         QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot,
+                         QDirIterator::Subdirectories);
+    while (entries.hasNext()) {
+        const QString path = entries.next();
+        struct stat status = {};
+        ::lstat(QFile::encodeName(path).constData(), &status);
+        QString line = path.mid(folder.size()) + QStringLiteral(" %1").arg(status.st_mode, 0, 8);
+        if (S_ISREG(status.st_mode)) {
+            QFile file(path);
+            (void)file.open(QIODevice::ReadOnly);
+            line +=
+                QStringLiteral(" %1 %2 ").arg(status.st_mtim.tv_sec).arg(status.st_mtim.tv_nsec);
+            line += QString::fromUtf8(file.readAll());
+        } else if (S_ISLNK(status.st_mode)) {
+            line += QFileInfo(path).symLinkTarget().mid(folder.size());
+        }
+        lines << line;
+    }
+    lines.sort();
+    return QCryptographicHash::hash(lines.join(QLatin1Char('\n')).toUtf8(),
+                                    QCryptographicHash::Sha256);
+}
+
+QByteArray InstallerRig::treeIn(const QString& folder) const
+{
+    const QByteArray hash = hashOf(folder);
+    for (const char* const version : {"old", "new", "third", "broken"}) {
+        if (hash == hashOf(root() + QStringLiteral("/trees/") + QString::fromLatin1(version))) {
+            return version;
+        }
+    }
+    return QByteArray();
+}
+
+QStringList InstallerRig::commandLine(const QString& oldDir, const QString& newDir,
+                                      const QString& exe)
+{
+    return {QStringLiteral("-oldDir"), oldDir, QStringLiteral("-newDir"), newDir,
+            QStringLiteral("-exe"),    exe};
+}
+
+InstallerRig::Run InstallerRig::run(Build build, const QStringList& arguments,
+                                    const QStringList& environment)
+{
+    start(build, arguments, environment);
+    return finish();
+}
+
+void InstallerRig::start(Build build, const QStringList& arguments, const QStringList& environment)
+{
+    const QString master =
+        root() + (build == Build::eReal ? QStringLiteral("/real") : QStringLiteral("/faulty"));
+    const QByteArray program = QFile::encodeName(parent() + QStringLiteral("/UpdateInstaller"));
+    ::unlink(program.constData());
+    ::link(QFile::encodeName(master).constData(), program.constData());
+
+    // A new one for each run: a program that an earlier, killed run has started may be late.
+    ::close(m_reportEnd);
+    ::unlink(m_report.constData());
+    m_report = QFile::encodeName(root() + QStringLiteral("/report%1").arg(++m_runs));
+    ::mkfifo(m_report.constData(), 0600);
+    m_reportEnd = ::open(m_report.constData(), O_RDWR | O_NONBLOCK | O_CLOEXEC);
+
+    QList<QByteArray> texts{program};
+    for (const QString& argument : arguments) {
+        texts << QFile::encodeName(argument);
+    }
+    QList<QByteArray> settings{"REPORT=" + m_report, "PATH=/usr/bin:/bin",
+                               "FAULT_PATIENCE_MS=2000"};
+    for (const QString& setting : environment) {
+        settings << QFile::encodeName(setting);
+    }
+    const auto argv = pointers(texts);
+    const auto envp = pointers(settings);
+    posix_spawn_file_actions_t actions;
+    ::posix_spawn_file_actions_init(&actions);
+    const QByteArray errors = QFile::encodeName(root() + QStringLiteral("/stderr"));
+    ::posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, errors.constData(),
+                                       O_WRONLY | O_CREAT | O_APPEND, 0600);
+    const int error =
+        ::posix_spawn(&m_process, program.constData(), &actions, nullptr, argv.data(), envp.data());
+    ::posix_spawn_file_actions_destroy(&actions);
+    if (error != 0) {
+        qFatal("cannot start %s: %d", program.constData(), error);
+    }
+}
+
+InstallerRig::Run InstallerRig::finish()
+{
+    int status = 0;
+    while (::waitpid(m_process, &status, 0) < 0 && errno == EINTR) {
+    }
+    Run result;
+    result.wasKilled = WIFSIGNALED(status);
+    result.code = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    return result;
+}
+
+QByteArray InstallerRig::started() const
+{
+    pollfd end = {m_reportEnd, POLLIN, 0};
+    char text[4096];
+    if (::poll(&end, 1, 5000) != 1) {
+        return QByteArray();
+    }
+    const ssize_t length = ::read(m_reportEnd, text, sizeof text);
+    return QByteArray(text, static_cast<int>(length)).split('\n').first();
+}
+
+QStringList InstallerRig::leftovers() const
+{
+    QStringList names = QDir(parent()).entryList(QDir::AllEntries | QDir::Hidden | QDir::System |
+                                                 QDir::NoDotAndDotDot);
+    names.removeAll(QFileInfo(application()).fileName());
+    names.removeAll(QFileInfo(log()).fileName());
+    return names;
+}
+
+QByteArray InstallerRig::logText() const
+{
+    QFile file(log());
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}

@@ -1,0 +1,80 @@
+#pragma once
+
+#include <QByteArray>
+#include <QString>
+#include <QStringList>
+#include <QTemporaryDir>
+
+/**
+ * An application folder with an update waiting for it, and UpdateInstaller run on them as a real
+ * process.
+ *
+ * The folders have the names that users give theirs. An installed "program" is a script that writes
+ * down its version and how it was called. Where the machine has a folder in memory, everything lies
+ * there.
+ */
+class InstallerRig
+{
+public:
+    struct Run
+    {
+        int code = -1; //!< exit code; -1 for a process that was killed
+        bool wasKilled = false;
+    };
+
+    InstallerRig();
+
+    /** Removes everything, and makes an application folder with the tree "old" in it. */
+    void reset();
+
+    [[nodiscard]] QString root() const { return m_dir.path(); }
+    [[nodiscard]] QString parent() const { return root() + QStringLiteral("/Prøve & 测试 (100%)"); }
+    [[nodiscard]] QString application() const
+    {
+        return parent() + QStringLiteral("/Camera & Desk");
+    }
+    [[nodiscard]] QString workFolder() const;
+    [[nodiscard]] QString log() const { return parent() + QStringLiteral("/UpdateInstaller.log"); }
+    [[nodiscard]] QString unpacked() const { return root() + QStringLiteral("/tmp/unpack 1"); }
+
+    /** A tree that differs from others in every file. "broken" holds a program that cannot start.
+     */
+    static void makeTree(const QString& folder, const QByteArray& version);
+    /** Names, kinds, permissions, times and contents of all that is in the folder. */
+    static QByteArray hashOf(const QString& folder);
+    /** The version whose tree this is, byte by byte; empty for anything else. */
+    [[nodiscard]] QByteArray treeIn(const QString& folder) const;
+
+    static QStringList commandLine(const QString& oldDir, const QString& newDir,
+                                   const QString& exe = QStringLiteral("camera desk"));
+    [[nodiscard]] QStringList commandLine() const { return commandLine(application(), unpacked()); }
+
+    enum class Build {
+        eReal,
+        eWithFaults,
+    };
+    /** Runs a copy of the program from parent(), as hosts do. @p environment as in FaultHook.cpp.
+     */
+    Run run(Build build, const QStringList& arguments, const QStringList& environment = {});
+    /** The program, started but not waited for; finish() does that. */
+    void start(Build build, const QStringList& arguments, const QStringList& environment = {});
+    Run finish();
+
+    /**
+     * What the first program started by the last run wrote: version, path, working folder and
+     * number of arguments, separated by "|". Waits for it; empty when nothing was started in time.
+     */
+    [[nodiscard]] QByteArray started() const;
+    [[nodiscard]] QByteArray startedVersion() const { return started().split('|').first(); }
+
+    /** What is in parent() beside the application folder and the log. */
+    [[nodiscard]] QStringList leftovers() const;
+    [[nodiscard]] QByteArray logText() const;
+
+private:
+    QTemporaryDir m_dir;
+    QByteArray m_report;
+    int m_reportEnd = -1;
+    int m_process = -1;
+    int m_runs = 0;
+};
