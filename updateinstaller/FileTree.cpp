@@ -9,7 +9,7 @@ using Visitor = std::function<std::error_code(const Path& relative, Kind kind)>;
 std::error_code visitBelow(const Path& folder, const Path& relative, const Visitor& visit)
 {
     std::vector<Entry> entries;
-    if (const auto error = listFolder(folder / relative, entries)) {
+    if (const auto error = listFolder(relative.empty() ? folder : folder / relative, entries)) {
         return error;
     }
     for (const auto& entry : entries) {
