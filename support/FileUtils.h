@@ -6,6 +6,9 @@
 
 class QWidget;
 
+// A macro of <windows.h>, which would rename our type in some source files and not in others.
+#undef SearchPath
+
 namespace zk {
 
 /** Where programs are searched: folders as the PATH variable lists them. */

@@ -1,3 +1,9 @@
+#ifdef _WIN32
+#include <windows.h>
+
+#include <shellapi.h>
+#endif
+
 #include "LogCapture.h"
 #include "MessageFilter.h"
 #include "StandIn.h"
@@ -18,12 +24,6 @@
 #include <QTemporaryDir>
 #include <QTest>
 #include <QTimer>
-
-#ifdef Q_OS_WIN
-#include <windows.h>
-
-#include <shellapi.h>
-#endif
 
 using namespace zk;
 using test::StandIn;

@@ -1,0 +1,21 @@
+#!/usr/bin/env bash
+# wine-run.sh PROGRAM.exe [ARGUMENTS]: runs a program made for Windows; CTest starts all tests through this.
+#
+# Wine hands most variables on as they are, but neither QT_* nor PATH, TEMP and HOME: those are taken from
+# variables of the same name behind WINE.
+set -euo pipefail
+sysroot=${SOFTWAREUPDATE_WINDOWS_SYSROOT:?names the folder with Qt for Windows}
+runtime=$(dirname "$(x86_64-w64-mingw32-g++-posix -print-file-name=libstdc++-6.dll)")
+windows_path() { printf 'Z:%s' "${1//\//\\}"; }
+
+export WINEPREFIX=${WINEPREFIX:?names a prefix of our own}
+export WINEDEBUG=${WINEDEBUG:--all}
+export WINEQT_QPA_PLATFORM=${QT_QPA_PLATFORM:-offscreen}
+export WINEQT_QPA_FONTDIR='Z:\usr\share\fonts\truetype\dejavu'
+export WINEQT_FORCE_STDERR_LOGGING=1
+export WINEQT_HASH_SEED=${QT_HASH_SEED:-0}
+export WINEQT_SCALE_FACTOR=${QT_SCALE_FACTOR:-1}
+WINEPATH="$(windows_path "$sysroot/bin");$(windows_path "$runtime");$(windows_path /usr/x86_64-w64-mingw32/lib)"
+WINEPATH+=";$(windows_path "$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)/build/windows")"
+export WINEPATH
+exec wine "$@"
