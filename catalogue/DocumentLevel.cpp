@@ -33,18 +33,11 @@ std::optional<QString> LevelValue::text() const
 
 void LevelValue::addWords(QSet<QString>& words) const
 {
-    const auto add = [&words](const QString& text) {
-        StringUtils::appendAll(
-            words,
-            StringUtils::splitStringSet(text, StringUtils::splitWords,
-                                        QString::SplitBehavior(Qt::SkipEmptyParts)),
-            QString());
-    };
     for (const QDomElement& element : elements) {
-        add(element.text());
+        UpdateDocument::addWords(words, element.text());
     }
     if (attribute) {
-        add(*attribute);
+        UpdateDocument::addWords(words, *attribute);
     }
 }
 
@@ -110,6 +103,14 @@ int findAllTranslatedUrls(const QDomNode& node, const QString& key, QMap<QString
         return true;
     });
     return count;
+}
+
+void addWords(QSet<QString>& words, const QString& text)
+{
+    StringUtils::appendAll(words,
+                           StringUtils::splitStringSet(text, StringUtils::splitWords,
+                                                       QString::SplitBehavior(Qt::SkipEmptyParts)),
+                           QString());
 }
 
 void addLink(QMap<QString, QUrl>& urls, const QString& language, const QUrl& url)

@@ -8,7 +8,6 @@
 #include <QUrl>
 
 #include <optional>
-#include <utility>
 #include <vector>
 
 namespace zk::UpdateDocument {
@@ -42,12 +41,6 @@ public:
     /** What the level says about keys[index]. */
     [[nodiscard]] const LevelValue& operator[](int index) const { return m_values[size_t(index)]; }
 
-    /** The child elements of keys[index], which the level forgets. */
-    [[nodiscard]] std::vector<QDomElement> takeElements(int index)
-    {
-        return std::move(m_values[size_t(index)].elements);
-    }
-
 private:
     std::vector<LevelValue> m_values;
 };
@@ -63,6 +56,9 @@ int findAllStrings(const QDomNode& node, const QString& key, QSet<QString>& word
 
 /** Adds the links of @p key of all levels to @p urls; returns how often the key was written. */
 int findAllTranslatedUrls(const QDomNode& node, const QString& key, QMap<QString, QUrl>& urls);
+
+/** Adds the words of a list as it is written. */
+void addWords(QSet<QString>& words, const QString& text);
 
 /** Adds a link in front of those that @p urls has for the language already. */
 void addLink(QMap<QString, QUrl>& urls, const QString& language, const QUrl& url);

@@ -18,10 +18,11 @@ class Guard : public QXmlDefaultHandler
 {
 public:
     Guard(QXmlContentHandler* content, const DocumentNames& names, const DocumentLimits& limits,
-          bool& inProlog)
+          LoadListener& listener, bool& inProlog)
         : m_content(content)
         , m_names(names)
         , m_limits(limits)
+        , m_listener(listener)
         , m_inProlog(inProlog)
     {
     }
@@ -54,14 +55,22 @@ public:
         if (m_valueDepth > 0 || (m_depth > 1 && !m_names.structure.contains(qualifiedName))) {
             ++m_valueDepth;
         }
-        return m_content->startElement(uri, localName, qualifiedName, known(attributes));
+        if (!m_content->startElement(uri, localName, qualifiedName, known(attributes))) {
+            return false;
+        }
+        m_listener.elementOpened(qualifiedName);
+        return true;
     }
     bool endElement(const QString& uri, const QString& localName,
                     const QString& qualifiedName) override
     {
         --m_depth;
         m_valueDepth = qMax(0, m_valueDepth - 1);
-        return m_content->endElement(uri, localName, qualifiedName);
+        if (!m_content->endElement(uri, localName, qualifiedName)) {
+            return false;
+        }
+        m_listener.elementClosed();
+        return true;
     }
     bool characters(const QString& text) override
     {
@@ -130,6 +139,7 @@ private:
     QXmlContentHandler* m_content;
     const DocumentNames& m_names;
     DocumentLimits m_limits;
+    LoadListener& m_listener;
     bool& m_inProlog;
     int m_depth = 0;
     /** How many of the open elements lie in one whose text is a value, itself included. */
@@ -142,9 +152,11 @@ private:
 class GuardedReader : public QXmlSimpleReader
 {
 public:
-    GuardedReader(const DocumentNames& names, const DocumentLimits& limits, bool& inProlog)
+    GuardedReader(const DocumentNames& names, const DocumentLimits& limits, LoadListener& listener,
+                  bool& inProlog)
         : m_names(names)
         , m_limits(limits)
+        , m_listener(listener)
         , m_inProlog(inProlog)
     {
         // The vocabulary has no namespaces, and keeping track of prefixes is quadratic in their
@@ -156,7 +168,7 @@ public:
     using QXmlSimpleReader::parse;
     bool parse(const QXmlInputSource* input) override
     {
-        Guard guard(contentHandler(), m_names, m_limits, m_inProlog);
+        Guard guard(contentHandler(), m_names, m_limits, m_listener, m_inProlog);
         setContentHandler(&guard);
         setDeclHandler(&guard);
         setDTDHandler(&guard);
@@ -166,6 +178,7 @@ public:
 private:
     const DocumentNames& m_names;
     DocumentLimits m_limits;
+    LoadListener& m_listener;
     bool& m_inProlog;
 };
 
@@ -180,13 +193,21 @@ public:
     {
     }
 
-    // In pieces: the whole text at once would take three times the size of the document.
+    // In pieces: the whole text at once would take three times the size of the document. In small
+    // ones: a block of 1 KiB or more makes the allocator put together all that the reader has freed
+    // since the last, which doubles the time. The first piece holds the encoding declaration.
     void fetchData() override
     {
-        constexpr qint64 pieceSize = 64LL * 1024;
-        const QByteArray piece = m_device.read(pieceSize);
+        constexpr int pieceSize = 448;
+        if (m_at == m_filled) {
+            m_at = 0;
+            m_filled = int(qMax(qint64(0), m_device.read(m_buffer.data(), m_buffer.size())));
+        }
+        const int length = size == 0 ? m_filled : qMin(pieceSize, m_filled - m_at);
+        const QByteArray piece = QByteArray::fromRawData(m_buffer.constData() + m_at, length);
         const bool isFirst = size == 0;
-        size += piece.size();
+        m_at += length;
+        size += length;
         setData(isTooLarge() ? QString() : fromRawData(piece, isFirst));
     }
 
@@ -208,6 +229,9 @@ public:
 private:
     QIODevice& m_device;
     DocumentLimits m_limits;
+    QByteArray m_buffer = QByteArray(64 * 1024, Qt::Uninitialized);
+    int m_filled = 0;
+    int m_at = 0;
     int m_depth = 0;
 };
 
@@ -215,10 +239,11 @@ private:
 
 std::variant<DocumentSize, ParseError> loadDocument(QDomDocument& document, QIODevice& device,
                                                     const DocumentNames& names,
-                                                    const DocumentLimits& limits)
+                                                    const DocumentLimits& limits,
+                                                    LoadListener& listener)
 {
     GuardedSource source(device, limits);
-    GuardedReader reader(names, limits, source.inProlog);
+    GuardedReader reader(names, limits, listener, source.inProlog);
     ParseError error;
     if (document.setContent(&source, &reader, &error.message, &error.line, &error.column)) {
         return DocumentSize{source.size};

@@ -40,6 +40,26 @@ struct DocumentNames
     QSet<QString> structure;
 };
 
+/** Is told of the elements of a document as they are added to it. */
+class LoadListener
+{
+public:
+    /** The last element of the document so far is open and called @p name. */
+    virtual void elementOpened(const QString& name) = 0;
+    /**
+     * The innermost open element has got all that belongs to it; its parent still is open.
+     *
+     * The listener may remove it from the document.
+     */
+    virtual void elementClosed() = 0;
+
+protected:
+    LoadListener() = default;
+    ~LoadListener() = default;
+    LoadListener(const LoadListener&) = default;
+    LoadListener& operator=(const LoadListener&) = default;
+};
+
 /** Bytes that a document took. */
 struct DocumentSize
 {
@@ -47,16 +67,15 @@ struct DocumentSize
 };
 
 /**
- * Loads of what @p device holds all that @p names tell into @p document; gives its size, or what is
- * wrong with it.
+ * Loads of what @p device holds all that @p names tell into @p document, telling @p listener; gives
+ * its size, or what is wrong with it.
  *
  * A document that declares an entity or passes @p limits is refused while it is being read: one 100
  * kB entity used 20,000 times would end in bad_alloc, 100,000 nested elements overflow the stack
  * inside QDom, as many parentheses in an element declaration that of the reader.
  */
-[[nodiscard]] std::variant<DocumentSize, ParseError> loadDocument(QDomDocument& document,
-                                                                  QIODevice& device,
-                                                                  const DocumentNames& names,
-                                                                  const DocumentLimits& limits);
+[[nodiscard]] std::variant<DocumentSize, ParseError>
+loadDocument(QDomDocument& document, QIODevice& device, const DocumentNames& names,
+             const DocumentLimits& limits, LoadListener& listener);
 
 } // namespace zk::UpdateDocument

@@ -15,14 +15,12 @@ namespace {
 
 constexpr char parseFunction[] = "zk::DownloadManager::parseXML";
 
-/** Walks sets and packages, each level once. */
+/** Makes packages of what is recorded of them and of the levels above. */
 class DocumentPass
 {
 public:
-    /** With @p consume the pass removes from the document what it has read. */
-    DocumentPass(const DocumentLimits& limits, qint64 documentSize, bool consume)
+    DocumentPass(const DocumentLimits& limits, qint64 documentSize)
         : m_budget{limits.inheritedValues, limits.inheritedUrlCharacters + documentSize}
-        , m_consume(consume)
     {
     }
 
@@ -37,47 +35,37 @@ public:
         }
         Scope scope(m_budget);
         for (auto level = levels.rbegin(); level != levels.rend(); ++level) {
-            scope = Scope(scope, readLevel(*level));
+            scope.enter(recordLevel(*level));
         }
         return scope;
     }
 
-    void appendPackages(QDomElement set, const Scope& above, PackageInfoList& packages)
+    // NOLINTNEXTLINE(misc-no-recursion): no deeper than the loader lets a document be
+    void appendPackages(const SetRecord& set, Scope scope, PackageInfoList& packages)
     {
-        Level level = readLevel(set);
-        const Scope scope(above, level);
-        for (QDomElement& package : level.takeElements(PackageKey)) {
+        scope.enter(set.own);
+        packages.reserve(packages.size() + int(set.packages.size()));
+        for (const PackageRecord& package : set.packages) {
             if (m_budget.isSpent()) {
                 return;
             }
             packages.append(PackageInfo());
             readPackage(package, scope, packages.last());
-            if (m_consume) {
-                // Its nodes are still near; all at once at the end they take twice as long to free.
-                set.removeChild(package);
-                package.clear();
-            }
         }
-        for (const QDomElement& nested : level[PackageSetKey].elements) {
+        for (const SetRecord& nested : set.sets) {
             appendPackages(nested, scope, packages);
         }
     }
 
-    static void readPackage(const QDomElement& package, const Scope& above, PackageInfo& info)
+    static void readPackage(const PackageRecord& package, Scope scope, PackageInfo& info)
     {
-        const Level level = readLevel(package);
-        const Scope scope(above, level);
-        if (level[FileKey].elements.empty()) {
-            scope.fill(info);
-            return;
-        }
-        const QDomElement& file = level[FileKey].elements.front();
-        Scope(scope, readLevel(file)).fill(info);
+        scope.enter(package.own);
+        scope.enter(package.file);
+        scope.fill(info);
     }
 
 private:
     InheritanceBudget m_budget;
-    bool m_consume;
 };
 
 std::optional<ParseError> load(QIODevice* device, const DocumentLimits& limits,
@@ -89,14 +77,13 @@ std::optional<ParseError> load(QIODevice* device, const DocumentLimits& limits,
          QLatin1String(Vocabulary::file), QLatin1String(Vocabulary::releaseNotes),
          QLatin1String(Vocabulary::readme)}};
     QDomDocument document;
-    const auto loaded = loadDocument(document, *device, names, limits);
+    Recorder recorder(document);
+    const auto loaded = loadDocument(document, *device, names, limits, recorder);
     if (const auto* const error = std::get_if<ParseError>(&loaded)) {
         return *error;
     }
-    const qint64 size = std::get<DocumentSize>(loaded).bytes;
-    DocumentPass pass(limits, size, true);
-    const QDomElement root = document.documentElement();
-    pass.appendPackages(root, pass.scopeAbove(root), packages);
+    DocumentPass pass(limits, std::get<DocumentSize>(loaded).bytes);
+    pass.appendPackages(recorder.takeRoot(), pass.scopeAbove(document.documentElement()), packages);
     if (!pass.isWithinLimits()) {
         return ParseError{QStringLiteral("packages inherit too many values")};
     }
@@ -125,14 +112,14 @@ PackageInfoList parse(QIODevice* device, const DocumentLimits& limits)
 
 void appendPackages(const QDomElement& set, PackageInfoList& packages)
 {
-    DocumentPass pass(DocumentLimits(), 0, false);
-    pass.appendPackages(set, pass.scopeAbove(set), packages);
+    DocumentPass pass(DocumentLimits(), 0);
+    pass.appendPackages(recordSet(set), pass.scopeAbove(set), packages);
 }
 
 void readPackage(const QDomElement& package, PackageInfo& info)
 {
-    DocumentPass pass(DocumentLimits(), 0, false);
-    DocumentPass::readPackage(package, pass.scopeAbove(package), info);
+    DocumentPass pass(DocumentLimits(), 0);
+    DocumentPass::readPackage(recordPackage(package), pass.scopeAbove(package), info);
 }
 
 } // namespace zk::UpdateDocument

@@ -1,37 +1,11 @@
 #pragma once
 
-#include "catalogue/DocumentLevel.h"
+#include "catalogue/DocumentRecords.h"
 #include "catalogue/PackageInfo.h"
-
-#include <QHash>
 
 #include <array>
 
 namespace zk::UpdateDocument {
-
-/** The keys that the document pass reads at each level; what has a single text comes first. */
-enum Key {
-    TypeKey,
-    NameKey,
-    NamePublicKey,
-    ReleaseVersionKey,
-    ReleaseVersionPublicKey,
-    ReleaseStatusKey,
-    ReleaseDateKey,
-    BaseUrlKey,
-    UrlKey,
-    FileSizeKey,
-    LanguageKey,
-    CommentKey,
-    TextKeyCount,
-    PlatformKey = TextKeyCount,
-    ReleaseNotesKey,
-    ReadmeKey,
-    FileKey,
-    PackageKey,
-    PackageSetKey,
-    KeyCount
-};
 
 /** What a document has used up of the limits on inherited values. */
 struct InheritanceBudget
@@ -46,8 +20,8 @@ struct InheritanceBudget
  * Everything that holds at one level of the document: its own values, else those of the levels
  * above.
  *
- * A scope is made from the one above it, so each level is read once however many packages lie below
- * it. Texts, sets and maps are shared until a level adds to them.
+ * The scope of a level is a copy of the one above it that has entered the level. Texts, sets and
+ * maps are shared until a level adds to them.
  */
 class Scope
 {
@@ -55,17 +29,17 @@ public:
     /** The scope outside the document, in which nothing holds. */
     explicit Scope(InheritanceBudget& budget);
 
-    /** The scope of an element that says @p level, inside the scope @p above it. */
-    Scope(const Scope& above, const Level& level);
+    /** Goes down to a level that says @p level. */
+    void enter(const LevelRecord& level);
 
     /** Fills @p info with what holds here. */
     void fill(PackageInfo& info) const;
 
 private:
-    void takeTexts(const Level& level);
-    void takeWords(QSet<QString>& words, const LevelValue& value);
-    void takeLinks(QMap<QString, QUrl>& links, const LevelValue& value, const Level& level);
-    void addLinkElement(QMap<QString, QUrl>& links, const QDomElement& link) const;
+    void takeTexts(const LevelRecord& level);
+    void takeWords(QSet<QString>& words, const LevelRecord& level, Key key);
+    void takeLinks(QMap<QString, QUrl>& links, const LevelRecord& level, Key key);
+    void addTo(QMap<QString, QUrl>& links, const LinkRecord& link) const;
     [[nodiscard]] QUrl inheritedUrl(const QString& text) const;
 
     InheritanceBudget* m_budget;
@@ -77,11 +51,5 @@ private:
     QMap<QString, QUrl> m_releaseNotes;
     QMap<QString, QUrl> m_readme;
 };
-
-/** The keys of the pass, in the order of Key. */
-const QStringList& documentKeys();
-
-/** Reads @p node for all keys of the pass. */
-Level readLevel(const QDomNode& node);
 
 } // namespace zk::UpdateDocument
