@@ -3,6 +3,8 @@
 #include "catalogue/UpdateDocument.h"
 #include "support/StringUtils.h"
 
+#include <algorithm>
+
 namespace zk::UpdateDocument {
 
 namespace {
@@ -26,38 +28,60 @@ QString languageAt(const QDomNode& node)
 
 } // namespace
 
-std::optional<QString> LevelValue::text() const
-{
-    return elements.empty() ? attribute : std::make_optional(elements.front().text());
-}
-
-void LevelValue::addWords(QSet<QString>& words) const
-{
-    for (const QDomElement& element : elements) {
-        UpdateDocument::addWords(words, element.text());
-    }
-    if (attribute) {
-        UpdateDocument::addWords(words, *attribute);
-    }
-}
-
 Level::Level(const QDomNode& node, const QStringList& keys)
-    : m_values(size_t(keys.size()))
 {
-    for (QDomElement child = node.firstChildElement(); !child.isNull();
-         child = child.nextSiblingElement()) {
-        const int index = keys.indexOf(child.tagName());
-        if (index >= 0) {
-            m_values[size_t(index)].elements.push_back(child);
+    for (QDomNode child = node.firstChild(); !child.isNull(); child = child.nextSibling()) {
+        const int key = child.isElement() ? keys.indexOf(child.nodeName()) : -1;
+        if (key >= 0) {
+            m_elements.append({key, child.toElement()});
         }
     }
-    QDomElement element = node.toElement();
-    for (int i = 0; i < keys.size(); ++i) {
-        const QDomAttr attribute = element.attributeNode(keys.at(i));
-        if (!attribute.isNull()) {
-            m_values[size_t(i)].attribute = attribute.value();
+    if (node.isElement()) {
+        readAttributes(node.toElement(), keys);
+    }
+}
+
+void Level::readAttributes(const QDomElement& element, const QStringList& keys)
+{
+    const QDomNamedNodeMap all = element.attributes();
+    const int count = all.count();
+    // Finding the n-th attribute takes n steps, finding one by its name a hash of that.
+    if (count > keys.size()) {
+        for (int key = 0; key < keys.size(); ++key) {
+            const QDomNode attribute = all.namedItem(keys.at(key));
+            if (!attribute.isNull()) {
+                m_attributes.append({key, attribute.nodeValue()});
+            }
+        }
+        return;
+    }
+    for (int i = 0; i < count; ++i) {
+        const QDomNode attribute = all.item(i);
+        const int key = keys.indexOf(attribute.nodeName());
+        if (key >= 0) {
+            m_attributes.append({key, attribute.nodeValue()});
         }
     }
+}
+
+QDomElement Level::firstElement(int index) const
+{
+    const auto found =
+        std::find_if(m_elements.begin(), m_elements.end(),
+                     [index](const Element& element) { return element.key == index; });
+    return found == m_elements.end() ? QDomElement() : found->element;
+}
+
+std::optional<QString> Level::text(int index) const
+{
+    const QDomElement element = firstElement(index);
+    if (!element.isNull()) {
+        return element.text();
+    }
+    const auto found =
+        std::find_if(m_attributes.begin(), m_attributes.end(),
+                     [index](const Attribute& attribute) { return attribute.key == index; });
+    return found == m_attributes.end() ? std::nullopt : std::make_optional(found->text);
 }
 
 QDomNode startSearchAt(const QDomNode& node)
@@ -70,7 +94,7 @@ QString findString(const QDomNode& node, const QString& key)
 {
     QString result;
     visitLevels(node, {key}, [&result](const QDomNode& /*node*/, const Level& level) {
-        const std::optional<QString> text = level[0].text();
+        const std::optional<QString> text = level.text(0);
         result = text.value_or(QString());
         return !text;
     });
@@ -81,8 +105,13 @@ int findAllStrings(const QDomNode& node, const QString& key, QSet<QString>& word
 {
     int count = 0;
     visitLevels(node, {key}, [&](const QDomNode& /*node*/, const Level& level) {
-        level[0].addWords(words);
-        count += level[0].count();
+        for (const Level::Element& value : level.elements()) {
+            addWords(words, value.element.text());
+        }
+        for (const Level::Attribute& value : level.attributes()) {
+            addWords(words, value.text);
+        }
+        count += level.elements().size() + level.attributes().size();
         return true;
     });
     return count;
@@ -92,14 +121,15 @@ int findAllTranslatedUrls(const QDomNode& node, const QString& key, QMap<QString
 {
     int count = 0;
     visitLevels(node, {key}, [&](const QDomNode& at, const Level& level) {
-        for (const QDomElement& link : level[0].elements) {
-            addLink(urls, languageAt(link),
-                    QUrl(findString(link, QLatin1String(Vocabulary::url)), QUrl::TolerantMode));
+        for (const Level::Element& link : level.elements()) {
+            addLink(
+                urls, languageAt(link.element),
+                QUrl(findString(link.element, QLatin1String(Vocabulary::url)), QUrl::TolerantMode));
         }
-        if (level[0].attribute) {
-            addLink(urls, languageAt(at), QUrl(*level[0].attribute, QUrl::TolerantMode));
+        for (const Level::Attribute& link : level.attributes()) {
+            addLink(urls, languageAt(at), QUrl(link.text, QUrl::TolerantMode));
         }
-        count += level[0].count();
+        count += level.elements().size() + level.attributes().size();
         return true;
     });
     return count;

@@ -6,25 +6,11 @@
 #include <QString>
 #include <QStringList>
 #include <QUrl>
+#include <QVarLengthArray>
 
 #include <optional>
-#include <vector>
 
 namespace zk::UpdateDocument {
-
-/** What one element says about one key: its child elements of that name and its attribute. */
-struct LevelValue
-{
-    std::vector<QDomElement> elements;
-    std::optional<QString> attribute;
-
-    /** How many times the key is written here. */
-    [[nodiscard]] int count() const { return int(elements.size()) + (attribute ? 1 : 0); }
-    /** The single value: the first child element's text, else the attribute, else nothing. */
-    [[nodiscard]] std::optional<QString> text() const;
-    /** The list value: the words of all child elements and the attribute are added to @p words. */
-    void addWords(QSet<QString>& words) const;
-};
 
 /**
  * What one element ("level") of an update document says about some keys.
@@ -35,14 +21,35 @@ struct LevelValue
 class Level
 {
 public:
+    struct Element
+    {
+        int key = -1;
+        QDomElement element;
+    };
+    struct Attribute
+    {
+        int key = -1;
+        QString text;
+    };
+
     /** Reads @p node, an element or the document itself, for @p keys. */
     Level(const QDomNode& node, const QStringList& keys);
 
-    /** What the level says about keys[index]. */
-    [[nodiscard]] const LevelValue& operator[](int index) const { return m_values[size_t(index)]; }
+    /** The child elements named like a key, by the key's index and in document order. */
+    [[nodiscard]] const QVarLengthArray<Element, 8>& elements() const { return m_elements; }
+    /** The attributes named like a key, by the key's index and in no order. */
+    [[nodiscard]] const QVarLengthArray<Attribute, 8>& attributes() const { return m_attributes; }
+
+    /** The first child element of keys[index], a null element when there is none. */
+    [[nodiscard]] QDomElement firstElement(int index) const;
+    /** The single value: the first child element's text, else the attribute, else nothing. */
+    [[nodiscard]] std::optional<QString> text(int index) const;
 
 private:
-    std::vector<LevelValue> m_values;
+    void readAttributes(const QDomElement& element, const QStringList& keys);
+
+    QVarLengthArray<Element, 8> m_elements;
+    QVarLengthArray<Attribute, 8> m_attributes;
 };
 
 /** The first child element named "file" of @p node if there is one, else @p node. */

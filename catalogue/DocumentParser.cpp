@@ -7,6 +7,7 @@
 #include <QDomDocument>
 #include <QIODevice>
 
+#include <list>
 #include <optional>
 
 namespace zk::UpdateDocument {
@@ -20,22 +21,23 @@ class DocumentPass
 {
 public:
     DocumentPass(const DocumentLimits& limits, qint64 documentSize)
-        : m_budget{limits.inheritedValues, limits.inheritedUrlCharacters + documentSize}
+        : m_state{limits.inheritedValues, limits.inheritedUrlCharacters + documentSize, {}}
     {
     }
 
-    [[nodiscard]] bool isWithinLimits() const { return !m_budget.isSpent(); }
+    [[nodiscard]] bool isWithinLimits() const { return !m_state.isBudgetSpent(); }
 
-    // The scope of everything above node, the document included.
+    // The scope of everything above node, the document included; valid as long as the pass.
     [[nodiscard]] Scope scopeAbove(const QDomNode& node)
     {
         std::vector<QDomNode> levels;
         for (QDomNode level = node.parentNode(); !level.isNull(); level = level.parentNode()) {
             levels.push_back(level);
         }
-        Scope scope(m_budget);
+        Scope scope(m_state);
         for (auto level = levels.rbegin(); level != levels.rend(); ++level) {
-            scope.enter(recordLevel(*level));
+            m_levelsAbove.push_back(recordLevel(*level));
+            scope.enter(m_levelsAbove.back());
         }
         return scope;
     }
@@ -44,9 +46,8 @@ public:
     void appendPackages(const SetRecord& set, Scope scope, PackageInfoList& packages)
     {
         scope.enter(set.own);
-        packages.reserve(packages.size() + int(set.packages.size()));
         for (const PackageRecord& package : set.packages) {
-            if (m_budget.isSpent()) {
+            if (m_state.isBudgetSpent()) {
                 return;
             }
             packages.append(PackageInfo());
@@ -65,7 +66,8 @@ public:
     }
 
 private:
-    InheritanceBudget m_budget;
+    DocumentState m_state;
+    std::list<LevelRecord> m_levelsAbove;
 };
 
 std::optional<ParseError> load(QIODevice* device, const DocumentLimits& limits,

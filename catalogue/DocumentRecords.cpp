@@ -5,6 +5,8 @@
 
 #include <QDomDocument>
 
+#include <iterator>
+
 namespace zk::UpdateDocument {
 
 namespace {
@@ -20,59 +22,69 @@ const QStringList& linkKeys()
 LinkRecord recordLink(Key key, const QDomElement& link)
 {
     const Level level(link, linkKeys());
-    LinkRecord record{key, level[0].text(), level[1].text()};
-    if (!level[2].elements.empty()) {
-        const Level file(level[2].elements.front(), linkKeys());
-        record.address = file[0].count() > 0 ? file[0].text() : record.address;
-        record.language = file[1].count() > 0 ? file[1].text() : record.language;
+    LinkRecord record{key, level.text(0), level.text(1)};
+    const QDomElement file = level.firstElement(2);
+    if (!file.isNull()) {
+        const Level fileLevel(file, linkKeys());
+        record.address = fileLevel.text(0) ? fileLevel.text(0) : record.address;
+        record.language = fileLevel.text(1) ? fileLevel.text(1) : record.language;
     }
     return record;
 }
 
-void recordTexts(const Level& level, std::vector<TextRecord>& texts)
+// The search for the language of a link attribute begins below its level where that has a file
+// element.
+LinkRecord recordLink(Key key, const QString& address, const Level& level)
 {
-    for (int i = 0; i <= PlatformKey; ++i) {
-        const Key key = Key(i);
-        const bool isList = key == PlatformKey || key == LanguageKey;
-        if (!isList) {
-            if (std::optional<QString> text = level[key].text()) {
-                texts.push_back({key, std::move(*text)});
-            }
-            continue;
-        }
-        for (const QDomElement& element : level[key].elements) {
-            texts.push_back({key, element.text()});
-        }
-        if (level[key].attribute) {
-            texts.push_back({key, *level[key].attribute});
-        }
-    }
+    const QDomElement file = level.firstElement(FileKey);
+    return {key, address, file.isNull() ? std::nullopt : Level(file, linkKeys()).text(1)};
 }
 
-void recordLinks(const Level& level, std::vector<LinkRecord>& links)
+bool isLink(int key)
 {
-    for (const Key key : {ReleaseNotesKey, ReadmeKey}) {
-        for (const QDomElement& link : level[key].elements) {
-            links.push_back(recordLink(key, link));
-        }
-        if (!level[key].attribute) {
-            continue;
-        }
-        // The search for the language of a link begins below this level where it has a file
-        // element.
-        std::optional<QString> language;
-        if (!level[FileKey].elements.empty()) {
-            language = Level(level[FileKey].elements.front(), linkKeys())[1].text();
-        }
-        links.push_back({key, level[key].attribute, language});
-    }
+    return key == ReleaseNotesKey || key == ReadmeKey;
 }
+
+/** Tells which texts of a level are needed: all of a list, else the first. */
+class TextChoice
+{
+public:
+    bool take(int key)
+    {
+        if (key > PlatformKey) {
+            return false;
+        }
+        const quint32 bit = 1U << quint32(key);
+        const bool isFirst = (m_taken & bit) == 0;
+        m_taken |= bit;
+        return isFirst || key == PlatformKey || key == LanguageKey;
+    }
+
+private:
+    quint32 m_taken = 0;
+};
 
 LevelRecord record(const Level& level)
 {
+    QVarLengthArray<TextRecord, 16> texts;
     LevelRecord result;
-    recordTexts(level, result.texts);
-    recordLinks(level, result.links);
+    TextChoice choice;
+    for (const Level::Element& value : level.elements()) {
+        if (isLink(value.key)) {
+            result.links.push_back(recordLink(Key(value.key), value.element));
+        } else if (choice.take(value.key)) {
+            texts.append({Key(value.key), value.element.text()});
+        }
+    }
+    for (const Level::Attribute& value : level.attributes()) {
+        if (isLink(value.key)) {
+            result.links.push_back(recordLink(Key(value.key), value.text, level));
+        } else if (choice.take(value.key)) {
+            texts.append({Key(value.key), value.text});
+        }
+    }
+    result.texts.assign(std::make_move_iterator(texts.begin()),
+                        std::make_move_iterator(texts.end()));
     return result;
 }
 
@@ -109,22 +121,20 @@ LevelRecord recordLevel(const QDomNode& node)
 PackageRecord recordPackage(const QDomElement& package)
 {
     const Level level(package, documentKeys());
-    PackageRecord result{record(level), {}};
-    if (!level[FileKey].elements.empty()) {
-        result.file = recordLevel(level[FileKey].elements.front());
-    }
-    return result;
+    const QDomElement file = level.firstElement(FileKey);
+    return {record(level), file.isNull() ? LevelRecord() : recordLevel(file)};
 }
 
 SetRecord recordSet(const QDomElement& set)
 {
     const Level level(set, documentKeys());
     SetRecord result{record(level), {}, {}};
-    for (const QDomElement& package : level[PackageKey].elements) {
-        result.packages.push_back(recordPackage(package));
-    }
-    for (const QDomElement& nested : level[PackageSetKey].elements) {
-        result.sets.push_back(recordSet(nested));
+    for (const Level::Element& child : level.elements()) {
+        if (child.key == PackageKey) {
+            result.packages.push_back(recordPackage(child.element));
+        } else if (child.key == PackageSetKey) {
+            result.sets.push_back(recordSet(child.element));
+        }
     }
     return result;
 }

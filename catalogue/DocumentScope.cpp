@@ -13,6 +13,9 @@ namespace {
 // Adds the links of the levels above behind those of a level: what comes last is found first.
 void addAbove(QMap<QString, QUrl>& links, const QMap<QString, QUrl>& above)
 {
+    if (above.isEmpty()) {
+        return;
+    }
     QT_WARNING_PUSH
     QT_WARNING_DISABLE_DEPRECATED
     links.unite(above);
@@ -21,9 +24,11 @@ void addAbove(QMap<QString, QUrl>& links, const QMap<QString, QUrl>& above)
 
 } // namespace
 
-Scope::Scope(InheritanceBudget& budget)
-    : m_budget(&budget)
+Scope::Scope(DocumentState& document)
+    : m_document(&document)
 {
+    static const QString none;
+    m_texts.fill(&none);
 }
 
 void Scope::enter(const LevelRecord& level)
@@ -40,7 +45,7 @@ void Scope::takeTexts(const LevelRecord& level)
     // Backwards: of several texts the first one counts.
     for (auto value = level.texts.rbegin(); value != level.texts.rend(); ++value) {
         if (value->key < TextKeyCount) {
-            m_texts[value->key] = value->text;
+            m_texts[value->key] = &value->text;
         }
         if (value->key == ReleaseDateKey) {
             m_releaseDate = parseReleaseDate(value->text);
@@ -58,11 +63,31 @@ void Scope::takeWords(QSet<QString>& words, const LevelRecord& level, Key key)
             continue;
         }
         if (isFirst) {
-            m_budget->values -= words.size();
+            m_document->inheritedValues -= words.size();
         }
         isFirst = false;
-        addWords(words, value.text);
+        if (words.isEmpty()) {
+            words = wordsOf(value.text);
+        } else {
+            addWords(words, value.text);
+        }
     }
+}
+
+QSet<QString> Scope::wordsOf(const QString& text) const
+{
+    constexpr int longestKept = 64;
+    constexpr int mostKept = 256;
+    const auto known = m_document->wordLists.constFind(text);
+    if (known != m_document->wordLists.constEnd()) {
+        return *known;
+    }
+    QSet<QString> words;
+    addWords(words, text);
+    if (text.size() <= longestKept && m_document->wordLists.size() < mostKept) {
+        m_document->wordLists.insert(text, words);
+    }
+    return words;
 }
 
 void Scope::takeLinks(QMap<QString, QUrl>& links, const LevelRecord& level, Key key)
@@ -71,8 +96,8 @@ void Scope::takeLinks(QMap<QString, QUrl>& links, const LevelRecord& level, Key 
     if (std::none_of(level.links.begin(), level.links.end(), isOfKey)) {
         return;
     }
-    m_budget->values -= links.size();
-    if (m_budget->isSpent()) {
+    m_document->inheritedValues -= links.size();
+    if (m_document->isBudgetSpent()) {
         return;
     }
     QMap<QString, QUrl> own;
@@ -87,35 +112,35 @@ void Scope::takeLinks(QMap<QString, QUrl>& links, const LevelRecord& level, Key 
 
 void Scope::addTo(QMap<QString, QUrl>& links, const LinkRecord& link) const
 {
-    const QString& language = link.language ? *link.language : m_texts[LanguageKey];
-    addLink(links,
-            language.isEmpty() ? QString(QLatin1String(Vocabulary::defaultLanguage)) : language,
-            link.address ? QUrl(*link.address, QUrl::TolerantMode) : inheritedUrl(m_texts[UrlKey]));
+    static const QString defaultLanguage = QLatin1String(Vocabulary::defaultLanguage);
+    const QString& language = link.language ? *link.language : text(LanguageKey);
+    addLink(links, language.isEmpty() ? defaultLanguage : language,
+            link.address ? QUrl(*link.address, QUrl::TolerantMode) : inheritedUrl(text(UrlKey)));
 }
 
-QUrl Scope::inheritedUrl(const QString& text) const
+QUrl Scope::inheritedUrl(const QString& address) const
 {
-    m_budget->urlCharacters -= text.size();
-    return m_budget->isSpent() ? QUrl() : QUrl(text, QUrl::TolerantMode);
+    m_document->inheritedUrlCharacters -= address.size();
+    return m_document->isBudgetSpent() ? QUrl() : QUrl(address, QUrl::TolerantMode);
 }
 
 void Scope::fill(PackageInfo& info) const
 {
-    info.type = m_texts[TypeKey];
-    info.name = m_texts[NameKey];
-    info.publicName = m_texts[NamePublicKey];
+    info.type = text(TypeKey);
+    info.name = text(NameKey);
+    info.publicName = text(NamePublicKey);
     info.platforms = m_platforms;
-    info.release = m_texts[ReleaseVersionKey];
-    info.publicRelease = m_texts[ReleaseVersionPublicKey];
-    info.status = m_texts[ReleaseStatusKey];
+    info.release = text(ReleaseVersionKey);
+    info.publicRelease = text(ReleaseVersionPublicKey);
+    info.status = text(ReleaseStatusKey);
     info.releaseDate = m_releaseDate;
-    info.url = inheritedUrl(m_texts[BaseUrlKey] + m_texts[UrlKey]);
+    info.url = inheritedUrl(text(BaseUrlKey) + text(UrlKey));
     info.languages = m_languages;
     info.releaseNotes = m_releaseNotes;
     info.readme = m_readme;
     info.fileSize = m_fileSize;
     info.suffix = parsePackageSuffix(info.url.toString());
-    info.comment = m_texts[CommentKey];
+    info.comment = text(CommentKey);
 }
 
 } // namespace zk::UpdateDocument

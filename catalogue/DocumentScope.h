@@ -3,31 +3,40 @@
 #include "catalogue/DocumentRecords.h"
 #include "catalogue/PackageInfo.h"
 
+#include <QHash>
+
 #include <array>
 
 namespace zk::UpdateDocument {
 
-/** What a document has used up of the limits on inherited values. */
-struct InheritanceBudget
+/** What the scopes of one document have in common. */
+struct DocumentState
 {
-    int values = 0;
-    qint64 urlCharacters = 0;
+    /** What is left of the limits on inherited values. */
+    int inheritedValues = 0;
+    qint64 inheritedUrlCharacters = 0;
+    /** Short lists of words as they are written: most packages name one of a few platforms. */
+    QHash<QString, QSet<QString>> wordLists;
 
-    [[nodiscard]] bool isSpent() const { return values < 0 || urlCharacters < 0; }
+    [[nodiscard]] bool isBudgetSpent() const
+    {
+        return inheritedValues < 0 || inheritedUrlCharacters < 0;
+    }
 };
 
 /**
  * Everything that holds at one level of the document: its own values, else those of the levels
  * above.
  *
- * The scope of a level is a copy of the one above it that has entered the level. Texts, sets and
- * maps are shared until a level adds to them.
+ * The scope of a level is a copy of the one above it that has entered the level. It looks into the
+ * records it has entered, which must outlive it; sets and maps are shared until a level adds to
+ * them.
  */
 class Scope
 {
 public:
     /** The scope outside the document, in which nothing holds. */
-    explicit Scope(InheritanceBudget& budget);
+    explicit Scope(DocumentState& document);
 
     /** Goes down to a level that says @p level. */
     void enter(const LevelRecord& level);
@@ -40,10 +49,12 @@ private:
     void takeWords(QSet<QString>& words, const LevelRecord& level, Key key);
     void takeLinks(QMap<QString, QUrl>& links, const LevelRecord& level, Key key);
     void addTo(QMap<QString, QUrl>& links, const LinkRecord& link) const;
-    [[nodiscard]] QUrl inheritedUrl(const QString& text) const;
+    [[nodiscard]] QSet<QString> wordsOf(const QString& text) const;
+    [[nodiscard]] const QString& text(Key key) const { return *m_texts[key]; }
+    [[nodiscard]] QUrl inheritedUrl(const QString& address) const;
 
-    InheritanceBudget* m_budget;
-    std::array<QString, TextKeyCount> m_texts;
+    DocumentState* m_document;
+    std::array<const QString*, TextKeyCount> m_texts;
     QDateTime m_releaseDate;
     quint32 m_fileSize = 0;
     QSet<QString> m_platforms;
