@@ -106,17 +106,26 @@ void eliminateDuplicates(PackageInfoList& packages)
     if (packages.size() < 2) {
         return;
     }
-    PackageInfoList kept;
+    std::vector<int> kept;
+    kept.reserve(size_t(packages.size()));
     QSet<Identity> seen;
     seen.reserve(packages.size());
-    for (const PackageInfo& package : qAsConst(packages)) {
+    for (int i = 0; i < packages.size(); ++i) {
         const int before = seen.size();
-        seen.insert({&package});
+        seen.insert({&qAsConst(packages)[i]});
         if (seen.size() > before) {
-            kept.append(package);
+            kept.push_back(i);
         }
     }
-    packages = kept;
+    if (int(kept.size()) == packages.size()) {
+        return;
+    }
+    // In place: a second list would take as long again as copying the first.
+    int end = 0;
+    for (const int index : kept) {
+        packages.swapItemsAt(end++, index);
+    }
+    packages.erase(packages.begin() + end, packages.end());
 }
 
 void markKnown(PackageInfoList& packages)

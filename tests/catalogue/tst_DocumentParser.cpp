@@ -21,6 +21,7 @@ private slots:
     void inheritsValues_data();
     void inheritsValues();
     void answersForOneNodeAsForTheDocument();
+    void readsARootCalledLikeAValue();
     void countsWhatItFinds();
     void readsEncodings();
     void reportsWhatIsNoDocument_data();
@@ -163,6 +164,9 @@ void tst_DocumentParser::inheritsValues_data()
     QTest::newRow("blanks in an element are kept")
         << "<package><release> 4.3.1 </release></package>"
         << "| 4.3.1 |||||";
+    QTest::newRow("values that follow the package hold for it")
+        << R"(<package-set><package/><file/><name>after</name><url>u</url></package-set>)"
+        << "after||u||||";
     QTest::newRow("a value's text is all that lies in its element")
         << "<package>no<name> <package-set> a </package-set>b<file> </file></name>no</package>"
         << "  a b ||||||";
@@ -250,6 +254,19 @@ void tst_DocumentParser::answersForOneNodeAsForTheDocument()
         document.elementsByTagName(QStringLiteral("package-set")).at(1).toElement(), nested);
     QCOMPARE(nested.size(), 1);
     QCOMPARE(nested.first().name, QStringLiteral("Viewer")); // from the levels above the set
+}
+
+// All text below such a root is a value of the document, so the packages must not be gone when it
+// is read.
+void tst_DocumentParser::readsARootCalledLikeAValue()
+{
+    const PackageInfoList packages =
+        parse("<name><package><release>1</release></package><package-set><package>"
+              "<release>2</release></package></package-set></name>");
+    QCOMPARE(packages.size(), 2);
+    QCOMPARE(packages[0].name, QStringLiteral("12"));
+    QCOMPARE(packages[1].name, QStringLiteral("12"));
+    QCOMPARE(packages[1].release, QStringLiteral("2"));
 }
 
 void tst_DocumentParser::countsWhatItFinds()

@@ -101,6 +101,10 @@ void tst_HostileDocuments::areAnsweredAtOnce_data()
         << QString();
     QTest::newRow("a million elements") << filled("<a>", "<b/>", "</a>") << QString();
     QTest::newRow("400,000 packages") << filled("<a>", "<package/>", "</a>") << QString();
+    QTest::newRow("400,000 packages below a root called like a value")
+        << filled("<name>", "<package/>", "</name>") << QString();
+    QTest::newRow("300,000 sets side by side")
+        << filled("<a>", "<package-set/>", "</a>") << QString();
     QTest::newRow("elements full of attributes")
         << filled("<a>", "<b " + numbered("a%d=\"\" ", 60) + "/>", "</a>") << QString();
     QTest::newRow("one element with 300,000 attributes")
