@@ -1,5 +1,6 @@
 #include "ClientFixture.h"
 #include "DialogRobot.h"
+#include "Environment.h"
 #include "LogCapture.h"
 #include "MessageFilter.h"
 
@@ -69,7 +70,7 @@ struct Fixture : test::ClientFixture
     test::LogCapture log;
     QTemporaryDir temporary;
     test::DialogRobot robot;
-    QByteArray oldTemporary = qgetenv("TMPDIR");
+    test::ScopedTemporaryFolder temporaryFolder{temporary.filePath(QStringLiteral("tmp"))};
     QString marker = temporary.filePath(QStringLiteral("started"));
     /** A program that leaves the marker; a slow one for the network. */
     QByteArray program = "#!/bin/sh\necho started >> \"" + marker.toLocal8Bit() + "\"\n" +
@@ -78,13 +79,11 @@ struct Fixture : test::ClientFixture
     explicit Fixture(const QByteArray& url = "setup.exe")
     {
         QDir(temporary.path()).mkdir(QStringLiteral("tmp"));
-        qputenv("TMPDIR", temporary.filePath(QStringLiteral("tmp")).toLocal8Bit());
         robot.press(question, proceed);
         robot.press(QStringLiteral("Error code"), QStringLiteral("OK"));
         offer(url);
         showOffer();
     }
-    ~Fixture() { qputenv("TMPDIR", oldTemporary); }
 
     void offer(const QByteArray& url)
     {

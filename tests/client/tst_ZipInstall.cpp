@@ -1,5 +1,6 @@
 #include "ClientFixture.h"
 #include "DialogRobot.h"
+#include "Environment.h"
 #include "LogCapture.h"
 #include "MessageFilter.h"
 #include "StandIn.h"
@@ -57,14 +58,13 @@ struct Host : QObject
     test::LogCapture log;
     test::DialogRobot robot;
     QTemporaryDir temporary;
-    QByteArray oldTemporary = qgetenv("TMPDIR");
+    test::ScopedTemporaryFolder temporaryFolder{temporary.path()};
     QObjectList managers;
     /** Called when the dialog for waiting is shown. */
     std::function<void(QProgressDialog&)> whileWaiting;
 
     Host()
     {
-        qputenv("TMPDIR", temporary.path().toLocal8Bit());
         qApp->installEventFilter(this);
         robot.press(QStringLiteral("ask you to restart"), QStringLiteral("Proceed"));
         robot.press(QStringLiteral("Installation process"), QStringLiteral("OK"));
@@ -76,7 +76,6 @@ struct Host : QObject
         SoftwareUpdateClient::deleteInstance();
         QCoreApplication::processEvents();
         qDeleteAll(managers);
-        qputenv("TMPDIR", oldTemporary);
     }
     Host(const Host&) = delete;
     Host& operator=(const Host&) = delete;

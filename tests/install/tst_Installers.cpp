@@ -4,6 +4,7 @@
 #include <shellapi.h>
 #endif
 
+#include "Environment.h"
 #include "LogCapture.h"
 #include "MessageFilter.h"
 #include "StandIn.h"
@@ -64,31 +65,18 @@ struct Place
 {
     QTemporaryDir root;
     QString top = root.filePath(QStringLiteral("Prøve & (测试) 50% dir"));
-    QByteArray oldPath = qgetenv("PATH");
-    QString oldTemporary = QDir::tempPath();
+    test::ScopedVariable programs{"PATH", QDir::toNativeSeparators(path("bin"))};
+    test::ScopedTemporaryFolder temporaryFolder{temporary()};
     test::LogCapture log;
 
-    Place()
-    {
-        QDir().mkpath(temporary());
-        setTemporary(temporary());
-        qputenv("PATH", QDir::toNativeSeparators(path("bin")).toLocal8Bit());
-    }
+    Place() { QDir().mkpath(temporary()); }
     ~Place()
     {
-        setTemporary(oldTemporary);
-        qputenv("PATH", oldPath);
         while (QGuiApplication::overrideCursor()) {
             QGuiApplication::restoreOverrideCursor();
         }
     }
 
-    static void setTemporary(const QString& folder)
-    {
-        for (const char* name : {"TMPDIR", "TMP", "TEMP"}) {
-            qputenv(name, QDir::toNativeSeparators(folder).toLocal8Bit());
-        }
-    }
     [[nodiscard]] QString path(const char* name) const
     {
         return top + QLatin1Char('/') + QLatin1String(name);
@@ -470,15 +458,15 @@ void tst_Installers::unpacksInTheBackground()
 void tst_Installers::saysWhyItCannotUnpack()
 {
     const Place place;
-    test::writeFile(place.path("<i>bad.zip"), "no archive");
+    test::writeFile(place.path("a & b.zip"), "no archive");
     User user{QString()};
     DownloadManager manager;
-    manager.unzipPackage(place.path("<i>bad.zip"));
+    manager.unzipPackage(place.path("a & b.zip"));
     QTRY_COMPARE(user.boxes.size(), 1);
     QVERIFY2(user.boxes.first().startsWith(
                  QStringLiteral("Viewer: Downloaded file could not be unpacked:<br>The archive ")),
              qPrintable(user.boxes.first()));
-    QVERIFY(user.boxes.first().contains(QStringLiteral("&lt;i&gt;bad.zip")));
+    QVERIFY(user.boxes.first().contains(QStringLiteral("a &amp; b.zip")));
     QTRY_COMPARE(place.leftovers(), QStringList());
 }
 
@@ -486,7 +474,7 @@ void tst_Installers::saysWhenThereIsNoTemporaryFolder()
 {
     const Place place;
     test::ZipBuilder().add("a").write(place.path("update.zip"));
-    Place::setTemporary(place.path("missing"));
+    const test::ScopedTemporaryFolder missing(place.path("missing"));
     DownloadManager manager;
     manager.unzipPackage(place.path("update.zip"));
     QVERIFY(!manager.unzipper());

@@ -1,0 +1,70 @@
+#pragma once
+
+#include <QByteArray>
+#include <QDir>
+#include <QString>
+#include <QTemporaryDir>
+
+#ifdef Q_OS_WIN
+#include <cstdlib>
+#endif
+
+namespace zk::test {
+
+/** An environment variable has @p value for as long as this lives; names need not be ASCII. */
+class ScopedVariable
+{
+public:
+    ScopedVariable(const char* name, const QString& value)
+        : m_name(name)
+        , m_wasSet(qEnvironmentVariableIsSet(name))
+        , m_old(qEnvironmentVariable(name))
+    {
+        set(value);
+    }
+    ~ScopedVariable()
+    {
+        if (m_wasSet) {
+            set(m_old);
+        } else {
+            qunsetenv(m_name.constData());
+        }
+    }
+    ScopedVariable(const ScopedVariable&) = delete;
+    ScopedVariable& operator=(const ScopedVariable&) = delete;
+
+    void set(const QString& value) const
+    {
+#ifdef Q_OS_WIN
+        // qputenv() would take the text through the system's 8-bit encoding.
+        _wputenv_s(QString::fromLatin1(m_name).toStdWString().c_str(),
+                   value.toStdWString().c_str());
+#else
+        qputenv(m_name.constData(), value.toLocal8Bit());
+#endif
+    }
+
+private:
+    QByteArray m_name;
+    bool m_wasSet;
+    QString m_old;
+};
+
+/** Temporary files go to @p folder, in native form, for as long as this lives. */
+class ScopedTemporaryFolder
+{
+public:
+    explicit ScopedTemporaryFolder(const QString& folder)
+        : m_unix("TMPDIR", folder)
+        , m_windows("TMP", QDir::toNativeSeparators(folder))
+        , m_windowsToo("TEMP", QDir::toNativeSeparators(folder))
+    {
+    }
+
+private:
+    ScopedVariable m_unix;
+    ScopedVariable m_windows;
+    ScopedVariable m_windowsToo;
+};
+
+} // namespace zk::test
