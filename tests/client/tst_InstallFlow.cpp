@@ -3,6 +3,7 @@
 #include "Environment.h"
 #include "LogCapture.h"
 #include "MessageFilter.h"
+#include "StandIn.h"
 
 #include "ui/SoftwareUpdateAvailableDialog.h"
 
@@ -71,10 +72,8 @@ struct Fixture : test::ClientFixture
     QTemporaryDir temporary;
     test::DialogRobot robot;
     test::ScopedTemporaryFolder temporaryFolder{temporary.filePath(QStringLiteral("tmp"))};
-    QString marker = temporary.filePath(QStringLiteral("started"));
-    /** A program that leaves the marker; a slow one for the network. */
-    QByteArray program = "#!/bin/sh\necho started >> \"" + marker.toLocal8Bit() + "\"\n" +
-                         QByteArray(300, '#') + '\n';
+    /** Notes that it has been started, in a file beside itself. */
+    QByteArray program = test::StandIn::bytes();
 
     explicit Fixture(const QByteArray& url = "setup.exe")
     {
@@ -120,13 +119,26 @@ struct Fixture : test::ClientFixture
                         QDirIterator::Subdirectories);
         while (it.hasNext()) {
             it.next();
+            if (test::StandIn::isRecord(it.fileName())) {
+                continue;
+            }
             if (!it.fileInfo().isDir() || QDir(it.filePath()).isEmpty()) {
                 found << (it.fileInfo().isDir() ? QStringLiteral("folder") : it.fileName());
             }
         }
         return found;
     }
-    [[nodiscard]] bool wasStarted() const { return QFile::exists(marker); }
+    [[nodiscard]] bool wasStarted() const
+    {
+        QDirIterator it(temporary.path(), QDir::Files, QDirIterator::Subdirectories);
+        while (it.hasNext()) {
+            it.next();
+            if (test::StandIn::isRecord(it.fileName())) {
+                return true;
+            }
+        }
+        return false;
+    }
     /** Nothing started, nothing left, and the user where he was. */
     [[nodiscard]] bool isUndone() const
     {

@@ -20,6 +20,19 @@ public:
         }
     }
 
+    /** The program itself, for those who send it over the network. */
+    static QByteArray bytes()
+    {
+        QFile file(QStringLiteral(ARGUMENT_RECORDER));
+        (void)file.open(QIODevice::ReadOnly);
+        return file.readAll();
+    }
+    /** Whether a file called @p name is such a program's note, finished or not. */
+    static bool isRecord(const QString& name)
+    {
+        return name.endsWith(QLatin1String(".arguments")) || name.endsWith(QLatin1String(".part"));
+    }
+
     [[nodiscard]] bool wasStarted() const { return QFile::exists(m_record); }
 
     /** What it was started with, itself first; waits for the start. */
