@@ -45,7 +45,7 @@ step_includes() {
             failed=1
         fi
     done
-    found=$(grep -rnE '#include <Q' updateinstaller --include='*.cpp' --include='*.h' 2>/dev/null || true)
+    found=$(grep -rnE '#include [<"]Q' updateinstaller --include='*.cpp' --include='*.h' 2>/dev/null || true)
     [ -z "$found" ] || { echo "updateinstaller/ uses no Qt:"; echo "$found"; failed=1; }
     return $failed
 }
@@ -81,7 +81,7 @@ step_clazy() {
     say "clazy"
     # Its exit code says nothing: any output is a finding.
     local found
-    found=$(compiled_sources | grep -v '/updateinstaller/' |
+    found=$(compiled_sources | grep -v "^$(pwd)/updateinstaller/" |
         xargs -P "$(nproc)" -n 4 clazy-standalone -p build/clang \
             --checks=level0,level1 \
             --header-filter="$(pwd)/(types|support|catalogue|ui|install|client|publisher|demo|tests)/.*" \

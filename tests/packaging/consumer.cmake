@@ -25,3 +25,8 @@ run("${CMAKE_COMMAND}" -S "${CMAKE_CURRENT_LIST_DIR}/consumer" -B "${WORK}/build
     ${arguments})
 run("${CMAKE_COMMAND}" --build "${WORK}/build")
 run("${WORK}/build/consumer")
+# Beside the host's program and a program itself; without arguments it refuses to do anything.
+execute_process(COMMAND "${WORK}/build/UpdateInstaller" RESULT_VARIABLE status ERROR_VARIABLE text)
+if(NOT status EQUAL 2 OR NOT text MATCHES "option missing: -oldDir")
+    message(FATAL_ERROR "UpdateInstaller has not been deployed (${status}): ${text}")
+endif()

@@ -83,9 +83,11 @@ void InstallerRig::makeTree(const QString& folder, const QByteArray& version)
     const QByteArray shell = version == "broken" ? "#!/nowhere/sh\n" : "#!/bin/sh\n";
     write(folder + QStringLiteral("/camera desk"),
           shell + "echo \"" + version + "|$0|$PWD|$#\" 1<>\"$REPORT\"\n", 0755);
+    write(folder + QStringLiteral("/read me"), version + " text", 0644);
     write(folder + QStringLiteral("/lib/libä.so"), version + " library", 0644);
     write(folder + QStringLiteral("/lib/deep/read only"), version + " data", 0444);
     const QByteArray link = QFile::encodeName(folder + QStringLiteral("/link"));
+    ::chmod(QFile::encodeName(folder + QStringLiteral("/lib/deep")).constData(), 0750);
     (void)!::symlink(("lib/" + version).constData(), link.constData());
 }
 

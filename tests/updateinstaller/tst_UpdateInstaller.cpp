@@ -1,0 +1,346 @@
+#include "InstallerRig.h"
+
+#include "updateinstaller/Journal.h"
+
+#include <QDir>
+#include <QElapsedTimer>
+#include <QFile>
+#include <QProcess>
+#include <QTest>
+
+#include <fcntl.h>
+#include <unistd.h>
+
+using Build = InstallerRig::Build;
+
+class tst_UpdateInstaller : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void init() { m_rig.reset(); }
+    void replacesTheFolder_data();
+    void replacesTheFolder();
+    void refuses_data();
+    void refuses();
+    void leavesForeignFoldersAlone_data();
+    void leavesForeignFoldersAlone();
+    void goesBackWhenTheNewProgramDoesNotStart();
+    void checksTheSpaceBeforeItCopies();
+    void waitsForAProgramThatStillRuns();
+    void waitsForAHeldFile_data();
+    void waitsForAHeldFile();
+    void letsOneRunAtATime();
+    void closesWhatItInherits();
+    void keepsProgramsThatAreNotItsCopy();
+    void rotatesItsLog();
+    void journalComesBackAsItWas();
+    void journalIsWholeOrNothing();
+
+private:
+    void checkUpdated();
+    void checkUntouched();
+
+    InstallerRig m_rig;
+};
+
+namespace {
+
+void writeFile(const QString& path, const QByteArray& contents)
+{
+    QFile file(path);
+    QVERIFY(file.open(QIODevice::WriteOnly));
+    QCOMPARE(file.write(contents), qint64(contents.size()));
+}
+
+} // namespace
+
+void tst_UpdateInstaller::checkUpdated()
+{
+    const QByteArray path = QFile::encodeName(m_rig.application());
+    QCOMPARE(m_rig.started(), "new|" + path + "/camera desk|" + path + "|0");
+    QCOMPARE(m_rig.treeIn(m_rig.application()), QByteArray("new"));
+    QCOMPARE(m_rig.leftovers(), QStringList());
+    QVERIFY(!QFile::exists(m_rig.unpacked()));
+}
+
+void tst_UpdateInstaller::checkUntouched()
+{
+    QCOMPARE(m_rig.startedVersion(), QByteArray("old"));
+    QCOMPARE(m_rig.treeIn(m_rig.application()), QByteArray("old"));
+    QCOMPARE(m_rig.leftovers(), QStringList());
+}
+
+void tst_UpdateInstaller::replacesTheFolder_data()
+{
+    QTest::addColumn<QString>("subFolder");
+    QTest::addColumn<QString>("oldDir");
+    QTest::addColumn<QStringList>("more");
+
+    const QString plain = m_rig.application();
+    const QString link = m_rig.root() + QStringLiteral("/link");
+    QFile::link(m_rig.parent(), link);
+    const QString other =
+        QStringLiteral("FAULT_OTHER_VOLUME=") + m_rig.root() + QStringLiteral("/tmp");
+    QTest::newRow("by the folder itself") << QString() << plain << QStringList();
+    QTest::newRow("by its only sub-folder") << "/Camera Desk 4.3" << plain << QStringList();
+    QTest::newRow("named with a separator")
+        << QString() << plain + QStringLiteral("/") << QStringList();
+    QTest::newRow("named through dots")
+        << QString() << plain + QStringLiteral("/../Camera & Desk/./") << QStringList();
+    QTest::newRow("named through a link")
+        << QString() << link + QStringLiteral("/Camera & Desk") << QStringList();
+    QTest::newRow("from another volume") << QString() << plain << QStringList{other};
+    QTest::newRow("where nothing can be exchanged")
+        << QString() << plain << QStringList{QStringLiteral("FAULT_NO_EXCHANGE=1")};
+}
+
+void tst_UpdateInstaller::replacesTheFolder()
+{
+    QFETCH(QString, subFolder);
+    QFETCH(QString, oldDir);
+    QFETCH(QStringList, more);
+    InstallerRig::makeTree(m_rig.unpacked() + subFolder, "new");
+
+    const QStringList future{QStringLiteral("-locale"), QStringLiteral("de")};
+    const auto run = m_rig.run(more.isEmpty() ? Build::eReal : Build::eWithFaults,
+                               future + InstallerRig::commandLine(oldDir, m_rig.unpacked()), more);
+    QVERIFY2(run.code == 0, m_rig.logText().constData());
+    checkUpdated();
+    QVERIFY(m_rig.logText().contains("unknown option ignored: -locale"));
+}
+
+void tst_UpdateInstaller::refuses_data()
+{
+    QTest::addColumn<QStringList>("arguments");
+    QTest::addColumn<int>("code");
+
+    const QString old = m_rig.application();
+    const QString unpacked = m_rig.unpacked();
+    const auto row = [](const char* name, const QStringList& arguments, int code) {
+        QTest::newRow(name) << arguments << code;
+    };
+    const auto call = [](const QString& oldDir, const QString& newDir, const char* exe) {
+        return InstallerRig::commandLine(oldDir, newDir, QString::fromUtf8(exe));
+    };
+    row("no arguments", {}, 2);
+    row("no new folder", call(old, unpacked, "camera desk").mid(0, 2), 2);
+    row("no program", call(old, unpacked, "camera desk").mid(0, 4), 2);
+    row("an option without its value", call(old, unpacked, "camera desk").mid(0, 5), 2);
+    row("a relative old folder", call(QStringLiteral("Camera & Desk"), unpacked, "camera desk"), 3);
+    row("a relative new folder", call(old, QStringLiteral("unpack 1"), "camera desk"), 3);
+    row("a root as the old folder", call(QStringLiteral("/"), unpacked, "camera desk"), 3);
+    row("a root in disguise", call(QStringLiteral("/tmp/.."), unpacked, "camera desk"), 3);
+    row("a root as the new folder", call(old, QStringLiteral("/"), "camera desk"), 3);
+    row("the same folder twice", call(old, old, "camera desk"), 3);
+    row("the new folder in the old", call(old, old + QStringLiteral("/lib"), "camera desk"), 3);
+    row("the old folder in the new", call(old, m_rig.parent(), "camera desk"), 3);
+    row("a program with a path", call(old, unpacked, "lib/../camera desk"), 3);
+    row("a program that is a folder above", call(old, unpacked, ".."), 3);
+    row("no new folder on the disk", call(old, unpacked + QStringLiteral("x"), "camera desk"), 13);
+    row("no old folder on the disk", call(old + QStringLiteral("x"), unpacked, "camera desk"), 13);
+    row("a file as the new folder",
+        call(old, unpacked + QStringLiteral("/camera desk"), "camera desk"), 13);
+    row("a program that is not there", call(old, unpacked, "camera desk 2"), 7);
+    row("a program that may not be run", call(old, unpacked, "read me"), 7);
+    row("two sub-folders", call(old, m_rig.root() + QStringLiteral("/trees"), "camera desk"), 7);
+}
+
+void tst_UpdateInstaller::refuses()
+{
+    QFETCH(QStringList, arguments);
+    QFETCH(int, code);
+    InstallerRig::makeTree(m_rig.unpacked(), "new");
+
+    const auto run = m_rig.run(Build::eReal, arguments);
+    QCOMPARE(run.code, code);
+    QCOMPARE(m_rig.treeIn(m_rig.application()), QByteArray("old"));
+    QCOMPARE(m_rig.treeIn(m_rig.unpacked()), QByteArray("new"));
+    const bool canStart = arguments.contains(m_rig.application()) &&
+                          arguments.last() == QStringLiteral("camera desk") &&
+                          arguments.size() == 6;
+    if (canStart) {
+        QCOMPARE(m_rig.startedVersion(), QByteArray("old"));
+    }
+}
+
+void tst_UpdateInstaller::leavesForeignFoldersAlone_data()
+{
+    QTest::addColumn<QString>("file");
+    QTest::newRow("a backup without a marker") << "backup/file";
+    QTest::newRow("somebody's journal") << "journal";
+    QTest::newRow("another marker") << "UpdateInstaller.marker/x";
+}
+
+void tst_UpdateInstaller::leavesForeignFoldersAlone()
+{
+    QFETCH(QString, file);
+    InstallerRig::makeTree(m_rig.unpacked(), "new");
+    const QString path = m_rig.workFolder() + QLatin1Char('/') + file;
+    QDir().mkpath(QFileInfo(path).path());
+    writeFile(path, "precious");
+    const QByteArray before = InstallerRig::hashOf(m_rig.workFolder());
+
+    QCOMPARE(m_rig.run(Build::eReal, m_rig.commandLine()).code, 5);
+    QCOMPARE(InstallerRig::hashOf(m_rig.workFolder()), before);
+    QCOMPARE(m_rig.startedVersion(), QByteArray("old"));
+    QCOMPARE(m_rig.treeIn(m_rig.application()), QByteArray("old"));
+    QCOMPARE(m_rig.treeIn(m_rig.unpacked()), QByteArray("new"));
+}
+
+void tst_UpdateInstaller::goesBackWhenTheNewProgramDoesNotStart()
+{
+    InstallerRig::makeTree(m_rig.unpacked(), "broken");
+    QCOMPARE(m_rig.run(Build::eReal, m_rig.commandLine()).code, 12);
+    checkUntouched();
+    QCOMPARE(m_rig.treeIn(m_rig.unpacked()), QByteArray("broken"));
+}
+
+void tst_UpdateInstaller::checksTheSpaceBeforeItCopies()
+{
+    InstallerRig::makeTree(m_rig.unpacked(), "new");
+    const QString trace = m_rig.root() + QStringLiteral("/trace");
+    const auto run =
+        m_rig.run(Build::eWithFaults, m_rig.commandLine(),
+                  {QStringLiteral("FAULT_OTHER_VOLUME=") + m_rig.root() + QStringLiteral("/tmp"),
+                   QStringLiteral("FAULT_FREE=16000000"), QStringLiteral("FAULT_TRACE=") + trace});
+    QCOMPARE(run.code, 8);
+    checkUntouched();
+    QFile calls(trace);
+    QVERIFY(calls.open(QIODevice::ReadOnly));
+    QVERIFY(!calls.readAll().contains("/copying"));
+}
+
+void tst_UpdateInstaller::waitsForAProgramThatStillRuns()
+{
+    InstallerRig::makeTree(m_rig.unpacked(), "new");
+    const QString program = m_rig.application() + QStringLiteral("/helper");
+    QVERIFY(QFile::copy(QStringLiteral("/bin/sleep"), program));
+    QProcess helper;
+    helper.start(program, {QStringLiteral("10")});
+    QVERIFY(helper.waitForStarted());
+
+    QElapsedTimer clock;
+    clock.start();
+    QCOMPARE(m_rig.run(Build::eReal, m_rig.commandLine()).code, 0);
+    QVERIFY2(clock.elapsed() > 9'000, qPrintable(QString::number(clock.elapsed())));
+    checkUpdated();
+    QVERIFY(m_rig.logText().contains("still in use, waiting: " + QFile::encodeName(program)));
+    QVERIFY(helper.waitForFinished());
+}
+
+void tst_UpdateInstaller::waitsForAHeldFile_data()
+{
+    QTest::addColumn<QStringList>("environment");
+    QTest::addColumn<int>("code");
+
+    const QStringList hold{QStringLiteral("FAULT_HELD=Camera & Desk/camera desk")};
+    QTest::newRow("for a while") << hold + QStringList{QStringLiteral("FAULT_HELD_MS=700")} << 0;
+    QTest::newRow("for ever") << hold + QStringList{QStringLiteral("FAULT_HELD_MS=60000"),
+                                                    QStringLiteral("FAULT_PATIENCE_MS=500")}
+                              << 10;
+}
+
+void tst_UpdateInstaller::waitsForAHeldFile()
+{
+    QFETCH(QStringList, environment);
+    QFETCH(int, code);
+    InstallerRig::makeTree(m_rig.unpacked(), "new");
+
+    QElapsedTimer clock;
+    clock.start();
+    QCOMPARE(m_rig.run(Build::eWithFaults, m_rig.commandLine(), environment).code, code);
+    QVERIFY(clock.elapsed() >= 500);
+    if (code == 0) {
+        checkUpdated();
+        return;
+    }
+    checkUntouched();
+    QCOMPARE(m_rig.treeIn(m_rig.unpacked()), QByteArray("new"));
+}
+
+void tst_UpdateInstaller::letsOneRunAtATime()
+{
+    InstallerRig::makeTree(m_rig.unpacked(), "new");
+    m_rig.start(Build::eWithFaults, m_rig.commandLine(),
+                {QStringLiteral("FAULT_HELD=Camera & Desk/camera desk"),
+                 QStringLiteral("FAULT_HELD_MS=1500")});
+    QTRY_VERIFY(m_rig.logText().contains("waiting"));
+
+    QCOMPARE(QProcess::execute(m_rig.root() + QStringLiteral("/real"), m_rig.commandLine()), 4);
+    QVERIFY(QFile::exists(m_rig.parent() + QStringLiteral("/UpdateInstaller")));
+    QCOMPARE(m_rig.treeIn(m_rig.application()), QByteArray("old"));
+
+    QCOMPARE(m_rig.finish().code, 0);
+    checkUpdated();
+}
+
+void tst_UpdateInstaller::closesWhatItInherits()
+{
+    InstallerRig::makeTree(m_rig.unpacked(), "new");
+    const QString program = m_rig.unpacked() + QStringLiteral("/camera desk");
+    writeFile(program,
+              "#!/bin/sh\nf=\"57 $(readlink /proc/$$/fd/57)\"; echo \"$f\" 1<>\"$REPORT\"\n");
+    const QByteArray held = QFile::encodeName(m_rig.application() + QStringLiteral("/lib/libä.so"));
+    const int file = ::open(held.constData(), O_RDONLY | O_CLOEXEC);
+    QCOMPARE(::dup2(file, 57), 57); // without O_CLOEXEC
+
+    const auto run = m_rig.run(Build::eReal, m_rig.commandLine());
+    ::close(57);
+    ::close(file);
+    QCOMPARE(run.code, 0);
+    QCOMPARE(m_rig.started(), QByteArray("57 "));
+}
+
+void tst_UpdateInstaller::keepsProgramsThatAreNotItsCopy()
+{
+    InstallerRig::makeTree(m_rig.unpacked(), "new");
+    const QString copy = m_rig.parent() + QStringLiteral("/UpdateInstaller");
+    writeFile(copy, "not the one that runs");
+    qputenv("REPORT", "/dev/null");
+    QCOMPARE(QProcess::execute(m_rig.root() + QStringLiteral("/real"), m_rig.commandLine()), 0);
+    QCOMPARE(m_rig.treeIn(m_rig.application()), QByteArray("new"));
+    QVERIFY(QFile::exists(copy));
+    QVERIFY(QFile::exists(m_rig.root() + QStringLiteral("/real")));
+}
+
+void tst_UpdateInstaller::rotatesItsLog()
+{
+    const QByteArray full(1 << 20, 'x');
+    InstallerRig::makeTree(m_rig.unpacked(), "new");
+    writeFile(m_rig.log(), full);
+    QCOMPARE(m_rig.run(Build::eReal, m_rig.commandLine()).code, 0);
+    QVERIFY(m_rig.logText().contains("finished with code 0"));
+    QVERIFY(m_rig.logText().size() < 4096);
+    QFile previous(m_rig.log() + QStringLiteral(".1"));
+    QVERIFY(previous.open(QIODevice::ReadOnly));
+    QVERIFY(previous.readAll().startsWith(full));
+}
+
+void tst_UpdateInstaller::journalComesBackAsItWas()
+{
+    updateinstaller::Journal journal;
+    journal.phase = updateinstaller::Journal::Phase::eSwapping;
+    journal.newDir = "/tmp/100% \n=end\xff/测试";
+    journal.source = "/tmp/%41;";
+    journal.oldTreeId = {1, 0xffffffffffffffff, 3};
+    const auto read = updateinstaller::Journal::decode(journal.encode());
+    QVERIFY(read);
+    QVERIFY(read->phase == journal.phase);
+    QVERIFY(read->newDir == journal.newDir);
+    QVERIFY(read->source == journal.source);
+    QVERIFY(isSame(read->oldTreeId, journal.oldTreeId));
+    QVERIFY(!isSame(read->newTreeId, journal.newTreeId)); // unknown is never the same
+}
+
+void tst_UpdateInstaller::journalIsWholeOrNothing()
+{
+    const std::string text = updateinstaller::Journal().encode();
+    for (std::size_t length = 0; length + 1 < text.size(); ++length) {
+        QVERIFY(!updateinstaller::Journal::decode(text.substr(0, length)));
+    }
+    QVERIFY(updateinstaller::Journal::decode(text));
+}
+
+QTEST_GUILESS_MAIN(tst_UpdateInstaller)
+#include "tst_UpdateInstaller.moc"
