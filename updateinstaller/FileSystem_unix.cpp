@@ -158,7 +158,7 @@ Path resolved(const Path& path)
             ::realpath(existing.c_str(), nullptr), &std::free);
         return text ? Path(text.get()) : Path();
     };
-    if (const Path whole = real(plain); !whole.empty()) {
+    if (Path whole = real(plain); !whole.empty()) {
         return whole;
     }
     const Path parent = real(plain.parent_path());

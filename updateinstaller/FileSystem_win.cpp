@@ -229,7 +229,7 @@ Path resolved(const Path& path)
         ::FindClose(search);
         return found.parent_path() / data.cFileName;
     };
-    if (const Path whole = real(full); !whole.empty()) {
+    if (Path whole = real(full); !whole.empty()) {
         return whole;
     }
     const Path parent = real(Path(full).parent_path());

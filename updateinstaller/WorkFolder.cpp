@@ -59,14 +59,14 @@ std::error_code WorkFolder::prepare() const
     return error ? error : flushFolder(m_path.parent_path());
 }
 
-std::error_code WorkFolder::writeJournal(const Journal& text) const
+std::error_code WorkFolder::writeJournal(const Journal& plan) const
 {
     if (kindOf(nextJournal()) != Kind::eNothing) {
         if (const auto error = removeFile(nextJournal())) {
             return error;
         }
     }
-    if (const auto error = writeNewFile(nextJournal(), text.encode())) {
+    if (const auto error = writeNewFile(nextJournal(), plan.encode())) {
         return error;
     }
     if (const auto error = replaceFile(nextJournal(), journal())) {

@@ -40,7 +40,7 @@ public:
     [[nodiscard]] std::error_code prepare() const;
 
     /** Replaces the journal in one step and flushes it to the disk. */
-    [[nodiscard]] std::error_code writeJournal(const Journal& journal) const;
+    [[nodiscard]] std::error_code writeJournal(const Journal& plan) const;
     [[nodiscard]] std::optional<Journal> readJournal() const;
 
     /** Takes the name from a tree that is not needed any more; purge() removes it. */

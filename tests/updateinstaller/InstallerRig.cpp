@@ -63,7 +63,7 @@ InstallerRig::InstallerRig()
     }
 }
 
-void InstallerRig::reset()
+void InstallerRig::reset() const
 {
     QDir(parent()).removeRecursively();
     QDir(root() + QStringLiteral("/tmp")).removeRecursively();
@@ -182,7 +182,7 @@ void InstallerRig::start(Build build, const QStringList& arguments, const QStrin
     }
 }
 
-InstallerRig::Run InstallerRig::finish()
+InstallerRig::Run InstallerRig::finish() const
 {
     int status = 0;
     while (::waitpid(m_process, &status, 0) < 0 && errno == EINTR) {

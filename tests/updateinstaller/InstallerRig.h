@@ -25,7 +25,7 @@ public:
     InstallerRig();
 
     /** Removes everything, and makes an application folder with the tree "old" in it. */
-    void reset();
+    void reset() const;
 
     [[nodiscard]] QString root() const { return m_dir.path(); }
     [[nodiscard]] QString parent() const { return root() + QStringLiteral("/Prøve & 测试 (100%)"); }
@@ -58,7 +58,7 @@ public:
     Run run(Build build, const QStringList& arguments, const QStringList& environment = {});
     /** The program, started but not waited for; finish() does that. */
     void start(Build build, const QStringList& arguments, const QStringList& environment = {});
-    Run finish();
+    [[nodiscard]] Run finish() const;
 
     /**
      * What the first program started by the last run wrote: version, path, working folder and

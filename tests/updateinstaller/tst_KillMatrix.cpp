@@ -20,7 +20,7 @@ class tst_KillMatrix : public QObject
 private slots:
     void everyCallInTurn_data();
     void everyCallInTurn();
-    void cleanupTestCase();
+    void cleanupTestCase() const;
 
 private:
     struct Scenario
@@ -225,7 +225,7 @@ void tst_KillMatrix::checkRepairByOtherRequest()
     QVERIFY(!QFile::exists(other));
 }
 
-void tst_KillMatrix::cleanupTestCase()
+void tst_KillMatrix::cleanupTestCase() const
 {
     qInfo("%d faults, %d runs of the program", m_cases, m_runs);
 }
