@@ -21,7 +21,8 @@ FolderSwap::Result FolderSwap::swap()
         const auto reason = attemptFirstStep();
         if (isTransient(reason) && !hasWaited) {
             hasWaited = true;
-            m_log.write("the old folder is still in use, waiting: " + toText(m_heldFile), reason);
+            const Path& held = m_heldFile.empty() ? m_application : m_heldFile;
+            m_log.write("the old folder is still in use, waiting: " + toText(held), reason);
         }
         return reason;
     });
@@ -38,7 +39,8 @@ FolderSwap::Result FolderSwap::swap()
 std::error_code FolderSwap::attemptFirstStep()
 {
     m_heldFile.clear();
-    if (const auto held = findHeldFile(m_application, m_heldFile); isTransient(held)) {
+    // A part of the tree that cannot be looked into is no reason to wait.
+    if (const auto held = findHeldFile(m_application, m_heldFile); !m_heldFile.empty()) {
         return held;
     }
     if (m_canExchange) {

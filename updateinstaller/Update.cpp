@@ -177,7 +177,9 @@ ExitCode runLocked(const CommandLine& request, const Patience& patience, Install
     const Path parent = request.oldDir.parent_path();
     FolderLock lock;
     auto result = FolderLock::Result::eFailed;
-    const auto error = retry(patience.passing, [&] {
+    // Short: a folder that this user may not write to is refused just like a lock that is going
+    // away.
+    const auto error = retry(std::chrono::milliseconds(500), [&] {
         std::error_code reason;
         result = lock.acquire(parent, reason);
         return result == FolderLock::Result::eFailed ? reason : std::error_code();

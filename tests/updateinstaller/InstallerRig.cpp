@@ -5,7 +5,6 @@
 #include <QDirIterator>
 #include <QFile>
 #include <QFileInfo>
-#include <QHash>
 #include <QtDebug>
 
 #include <cerrno>
@@ -59,7 +58,9 @@ InstallerRig::InstallerRig()
     QFile::copy(QStringLiteral(REAL_INSTALLER), root() + QStringLiteral("/real"));
     QFile::copy(QStringLiteral(FAULTY_INSTALLER), root() + QStringLiteral("/faulty"));
     for (const char* const version : {"old", "new", "third", "broken"}) {
-        makeTree(root() + QStringLiteral("/trees/") + QString::fromLatin1(version), version);
+        const QString tree = root() + QStringLiteral("/trees/") + QString::fromLatin1(version);
+        makeTree(tree, version);
+        m_versions[hashOf(tree)] = version;
     }
 }
 
@@ -120,13 +121,7 @@ QByteArray InstallerRig::hashOf(const QString& folder)
 
 QByteArray InstallerRig::treeIn(const QString& folder) const
 {
-    const QByteArray hash = hashOf(folder);
-    for (const char* const version : {"old", "new", "third", "broken"}) {
-        if (hash == hashOf(root() + QStringLiteral("/trees/") + QString::fromLatin1(version))) {
-            return version;
-        }
-    }
-    return QByteArray();
+    return m_versions.value(hashOf(folder));
 }
 
 QStringList InstallerRig::commandLine(const QString& oldDir, const QString& newDir,

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QByteArray>
+#include <QHash>
 #include <QString>
 #include <QStringList>
 #include <QTemporaryDir>
@@ -73,6 +74,7 @@ public:
 
 private:
     QTemporaryDir m_dir;
+    QHash<QByteArray, QByteArray> m_versions; //!< by the hash of the tree
     QByteArray m_report;
     int m_reportEnd = -1;
     int m_process = -1;
