@@ -3,6 +3,7 @@
 #include "UiTestSupport.h"
 #include "tests/support/LogCapture.h"
 #include "tests/support/MessageFilter.h"
+#include "tests/support/Rows.h"
 
 #include <QCheckBox>
 #include <QHeaderView>
@@ -80,20 +81,16 @@ private slots:
 
 void tst_SoftwareUpdateAvailableDialog::publishesMethods()
 {
-    const QStringList methods{
-        QStringLiteral("signal downloadUrls(SoftwareUpdate::SoftUpIndexList)"),
-        QStringLiteral("signal installPackage(int)"),
-        QStringLiteral("signal currentItemsChangedSig(SoftwareUpdate::SoftUpIndexList)"),
-        QStringLiteral("signal downloadReleaseNotes(SoftwareUpdate::SoftUpIndexList)"),
-        QStringLiteral("signal showAllLanguages(bool)"),
-        QStringLiteral("signal openUpdateSettings()"),
-        QStringLiteral("signal linkActivated(QUrl)"),
-        QStringLiteral("private slot downloadPackagePressed()"),
-        QStringLiteral("private slot installPackagePressed()"),
-        QStringLiteral("private slot currentItemsChanged()"),
-        QStringLiteral("private slot releaseNotesPressed()"),
-        QStringLiteral("private slot getCurrentSelectedItems()"),
-        QStringLiteral("private slot showAllLanguagesPressed()")};
+    const QStringList methods =
+        test::lines("signal downloadUrls(SoftwareUpdate::SoftUpIndexList)\n"
+                    "signal installPackage(int)\n"
+                    "signal currentItemsChangedSig(SoftwareUpdate::SoftUpIndexList)\n"
+                    "signal downloadReleaseNotes(SoftwareUpdate::SoftUpIndexList)\n"
+                    "signal showAllLanguages(bool)\nsignal openUpdateSettings()\n"
+                    "signal linkActivated(QUrl)\nprivate slot downloadPackagePressed()\n"
+                    "private slot installPackagePressed()\nprivate slot currentItemsChanged()\n"
+                    "private slot releaseNotesPressed()\nprivate slot getCurrentSelectedItems()\n"
+                    "private slot showAllLanguagesPressed()");
     const QMetaObject& metaObject = SoftwareUpdateAvailableDialog::staticMetaObject;
     QCOMPARE(test::publishedMethods(metaObject), methods);
     const int index = metaObject.indexOfMethod("getCurrentSelectedItems()");
@@ -104,8 +101,7 @@ void tst_SoftwareUpdateAvailableDialog::publishesMethods()
 void tst_SoftwareUpdateAvailableDialog::fillsTheTable()
 {
     Fixture f;
-    f.dialog.setTableHeaders(
-        {QStringLiteral("Name"), QStringLiteral("Type"), QStringLiteral("Size")});
+    f.dialog.setTableHeaders(test::lines("Name\nType\nSize"));
     f.clickCell(1);
     f.dialog.setHiddenEntries({0});
     f.selections.clear();
@@ -282,12 +278,9 @@ void tst_SoftwareUpdateAvailableDialog::leavesRoomForTexts()
 
 void tst_SoftwareUpdateAvailableDialog::growsToItsTableBeforeItIsShown()
 {
-    const QStringList wide{QStringLiteral("A name of a package that is rather long"),
-                           QStringLiteral("12 MB"), QStringLiteral("exe"),
-                           QStringLiteral("Multilingual"), QStringLiteral("Win32, Win64")};
-    const QStringList headers{QStringLiteral("Name"), QStringLiteral("Size"),
-                              QStringLiteral("Type"), QStringLiteral("Languages"),
-                              QStringLiteral("Platforms")};
+    const QStringList wide = test::lines(
+        "A name of a package that is rather long\n12 MB\nexe\nMultilingual\nWin32, Win64");
+    const QStringList headers = test::lines("Name\nSize\nType\nLanguages\nPlatforms");
     Fixture fixture;
     fixture.dialog.hide();
     fixture.dialog.setTableEntries({wide, wide, wide, wide, wide, wide});
@@ -317,13 +310,10 @@ void tst_SoftwareUpdateAvailableDialog::isReachableByKeyboardAndScreenReader()
     f.dialog.setCommentText(QStringLiteral("text"));
     QVERIFY(QTest::qWaitForWindowActive(&f.dialog));
     f.table->setFocus();
-    QCOMPARE(
-        test::tabStops(f.dialog),
-        (QStringList{QStringLiteral("tableWidget"), QStringLiteral("commentText"),
-                     QStringLiteral("showAllLanguagesCheckBox"),
-                     QStringLiteral("releaseNotesPushButton"), QStringLiteral("downloadPushButton"),
-                     QStringLiteral("installPushButton"), QStringLiteral("zkLinkLabel"),
-                     QStringLiteral("updateSettingsPushButton")}));
+    QCOMPARE(test::tabStops(f.dialog),
+             test::lines("tableWidget\ncommentText\nshowAllLanguagesCheckBox\n"
+                         "releaseNotesPushButton\ndownloadPushButton\ninstallPushButton\n"
+                         "zkLinkLabel\nupdateSettingsPushButton"));
     QCOMPARE(test::spokenName(f.table), QStringLiteral("Select Packages from List:"));
     QCOMPARE(test::spokenName(f.comment), QStringLiteral("Update Available"));
     QCOMPARE(f.child<QLabel>("label_3")->buddy(), f.table);

@@ -3,6 +3,7 @@
 
 #include "UiTestSupport.h"
 #include "tests/support/MessageFilter.h"
+#include "tests/support/Rows.h"
 
 #include <QCheckBox>
 #include <QComboBox>
@@ -64,7 +65,6 @@ private slots:
     void hidesExpertFields();
     void carriesSettings();
     void hidesCaptions();
-    void followsTheClient_data();
     void followsTheClient();
     void checksTheAddressAsTyped();
     void appliesOnceThenCloses();
@@ -75,18 +75,14 @@ private slots:
 
 void tst_SoftwareUpdateWidget::publishesMethods()
 {
-    const QStringList widget{
-        QStringLiteral("signal checkForUpdate(QUrl)"),
-        QStringLiteral("signal applySettings(SoftwareUpdateWidgetSettings)"),
-        QStringLiteral("signal forceUpdateAvailable()"),
-        QStringLiteral("slot enableProgress()"),
-        QStringLiteral("slot disbaleProgress()"),
-        QStringLiteral("slot setMessage(QString)"),
-        QStringLiteral("slot setLastCheckText(QString)"),
-        QStringLiteral(
-            "slot clientStateChanged(zk::SoftwareUpdate::EState,zk::SoftwareUpdate::EState)"),
-        QStringLiteral("private slot emitApplySettings()"),
-        QStringLiteral("private slot emitCheckForUpdate()")};
+    const QStringList widget = test::lines(
+        "signal checkForUpdate(QUrl)\n"
+        "signal applySettings(SoftwareUpdateWidgetSettings)\n"
+        "signal forceUpdateAvailable()\n"
+        "slot enableProgress()\nslot disbaleProgress()\n"
+        "slot setMessage(QString)\nslot setLastCheckText(QString)\n"
+        "slot clientStateChanged(zk::SoftwareUpdate::EState,zk::SoftwareUpdate::EState)\n"
+        "private slot emitApplySettings()\nprivate slot emitCheckForUpdate()");
     QCOMPARE(test::publishedMethods(SoftwareUpdateWidget::staticMetaObject), widget);
     QCOMPARE(test::publishedMethods(SoftwareUpdateDialog::staticMetaObject),
              QStringList{QStringLiteral("private slot standardButtonClicked(QAbstractButton*)")});
@@ -94,13 +90,10 @@ void tst_SoftwareUpdateWidget::publishesMethods()
 
 void tst_SoftwareUpdateWidget::hidesExpertFields_data()
 {
-    QTest::addColumn<int>("modifiers");
-    QTest::newRow("no key") << int(Qt::NoModifier);
-    QTest::newRow("Shift") << int(Qt::ShiftModifier);
-    QTest::newRow("Control") << int(Qt::ControlModifier);
-    QTest::newRow("Alt") << int(Qt::AltModifier);
-    QTest::newRow("Meta") << int(Qt::MetaModifier);
-    QTest::newRow("keypad") << int(Qt::KeypadModifier);
+    test::columns<int>("modifiers");
+    test::row("no key", int(Qt::NoModifier));
+    test::row("Shift", int(Qt::ShiftModifier));
+    test::row("keypad", int(Qt::KeypadModifier));
 }
 
 void tst_SoftwareUpdateWidget::hidesExpertFields()
@@ -168,36 +161,23 @@ void tst_SoftwareUpdateWidget::hidesCaptions()
     QCOMPARE(child<QLabel>(widget, "lastCheckDateLabel")->text(), QStringLiteral("today"));
 }
 
-void tst_SoftwareUpdateWidget::followsTheClient_data()
-{
-    QTest::addColumn<int>("state");
-    QTest::addColumn<bool>("busy");
-    QTest::newRow("idle") << int(SoftwareUpdate::eIdle) << false;
-    QTest::newRow("checking") << int(SoftwareUpdate::eChecking) << true;
-    QTest::newRow("update available") << int(SoftwareUpdate::eUpdateAvailable) << false;
-    QTest::newRow("error") << int(SoftwareUpdate::eError) << false;
-}
-
 void tst_SoftwareUpdateWidget::followsTheClient()
 {
-    QFETCH(int, state);
-    QFETCH(bool, busy);
     SoftwareUpdateWidget widget(nullptr);
     const auto* bar = child<QProgressBar>(widget, "progressBar");
-    const auto isBusy = [&] {
-        return !bar->isHidden() && bar->isEnabled() &&
-               !child<QPushButton>(widget, "updatePushButton")->isEnabled();
+    const auto* button = child<QPushButton>(widget, "updatePushButton");
+    const auto shows = [&](bool busy) {
+        return bar->isHidden() != busy && bar->isEnabled() == busy && button->isEnabled() != busy;
     };
-    const auto isIdle = [&] {
-        return bar->isHidden() && !bar->isEnabled() &&
-               child<QPushButton>(widget, "updatePushButton")->isEnabled();
-    };
-    QVERIFY(isIdle());
-    for (const bool busyBefore : {false, true}) {
-        busyBefore ? widget.enableProgress() : widget.disbaleProgress();
-        QVERIFY(busyBefore ? isBusy() : isIdle());
-        widget.clientStateChanged(SoftwareUpdate::eChecking, SoftwareUpdate::EState(state));
-        QVERIFY(busy ? isBusy() : isIdle());
+    QVERIFY(shows(false));
+    for (const auto state : {SoftwareUpdate::eIdle, SoftwareUpdate::eChecking,
+                             SoftwareUpdate::eUpdateAvailable, SoftwareUpdate::eError}) {
+        for (const bool busyBefore : {false, true}) {
+            busyBefore ? widget.enableProgress() : widget.disbaleProgress();
+            QVERIFY(shows(busyBefore));
+            widget.clientStateChanged(SoftwareUpdate::eChecking, state);
+            QVERIFY(shows(state == SoftwareUpdate::eChecking));
+        }
     }
 }
 
@@ -274,9 +254,8 @@ void tst_SoftwareUpdateWidget::isReachableByKeyboardAndScreenReader()
     QVERIFY(QTest::qWaitForWindowActive(&dialog));
     child<QWidget>(dialog, "updatePushButton")->setFocus();
     QCOMPARE(test::tabStops(dialog).mid(0, 5),
-             (QStringList{QStringLiteral("updatePushButton"), QStringLiteral("updateCheckBox"),
-                          QStringLiteral("updateComboBox"), QStringLiteral("checkForBetaCheckBox"),
-                          QStringLiteral("updateServerLineEdit")}));
+             test::lines("updatePushButton\nupdateCheckBox\nupdateComboBox\n"
+                         "checkForBetaCheckBox\nupdateServerLineEdit"));
     QCOMPARE(test::spokenName(child<QWidget>(dialog, "progressBar")),
              QStringLiteral("Check for updates:"));
     QCOMPARE(test::spokenName(child<QWidget>(dialog, "updateServerLineEdit")),

@@ -1,0 +1,28 @@
+#pragma once
+
+#include <QStringList>
+#include <QTest>
+
+namespace zk::test {
+
+/** The columns of a data table, by type and name. */
+template <typename... Types, typename... Names>
+void columns(Names... names)
+{
+    (QTest::addColumn<Types>(names), ...);
+}
+
+/** One row of a data table: its name, then a value for each column. */
+template <typename... Values>
+void row(const char* name, const Values&... values)
+{
+    (QTest::newRow(name) << ... << values);
+}
+
+/** The lines of @p text as a list. */
+inline QStringList lines(const char* text)
+{
+    return QString::fromUtf8(text).split(QLatin1Char('\n'), Qt::SkipEmptyParts);
+}
+
+} // namespace zk::test
