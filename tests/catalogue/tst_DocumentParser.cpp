@@ -1,4 +1,5 @@
 #include "LogCapture.h"
+#include "Rows.h"
 
 #include "catalogue/DocumentLevel.h"
 #include "catalogue/DocumentParser.h"
@@ -146,63 +147,63 @@ void tst_DocumentParser::keepsDocumentOrder()
 
 void tst_DocumentParser::inheritsValues_data()
 {
-    QTest::addColumn<QString>("xml");    // between <s> and </s>
-    QTest::addColumn<QString>("result"); // name|release|url|platforms|languages|notes|readme
+    test::columns<QString>("xml");    // between <s> and </s>
+    test::columns<QString>("result"); // name|release|url|platforms|languages|notes|readme
 
-    QTest::newRow("lists are united over all levels")
-        << R"(<package-set platform="A" language="en fr"><package platform="B" language="de"><platform>C,D</platform><platform>E</platform></package></package-set>)"
-        << "|||A B C D E|de en fr||";
-    QTest::newRow("the nearest single value wins")
-        << R"(<package-set name="outer" release="1"><package name="inner"/></package-set>)"
-        << "inner|1|||||";
-    QTest::newRow("an empty value is one")
-        << R"(<package-set name="outer"><package name=""/></package-set>)"
-        << "||||||";
-    QTest::newRow("a child element wins over the attribute, the first over the second")
-        << R"(<package name="attribute"><name>first</name><name>second</name></package>)"
-        << "first||||||";
-    QTest::newRow("blanks in an element are kept")
-        << "<package><release> 4.3.1 </release></package>"
-        << "| 4.3.1 |||||";
-    QTest::newRow("values that follow the package hold for it")
-        << R"(<package-set><package/><file/><name>after</name><url>u</url></package-set>)"
-        << "after||u||||";
-    QTest::newRow("a value's text is all that lies in its element")
-        << "<package>no<name> <package-set> a </package-set>b<file> </file></name>no</package>"
-        << "  a b ||||||";
-    QTest::newRow("the file element is the nearest level")
-        << R"(<package url="p" name="n"><file url="f" platform="X"/><file url="second"/></package>)"
-        << "n||f|X|||";
-    QTest::newRow("a file element of a set is none of the package's levels")
-        << R"(<package-set><file url="f"/><package/></package-set>)"
-        << "||||||";
+    test::row(
+        "lists are united over all levels",
+        R"(<package-set platform="A" language="en fr"><package platform="B" language="de"><platform>C,D</platform><platform>E</platform></package></package-set>)",
+        "|||A B C D E|de en fr||");
+    test::row("the nearest single value wins",
+              R"(<package-set name="outer" release="1"><package name="inner"/></package-set>)",
+              "inner|1|||||");
+    test::row("an empty value is one",
+              R"(<package-set name="outer"><package name=""/></package-set>)", "||||||");
+    test::row("a child element wins over the attribute, the first over the second",
+              R"(<package name="attribute"><name>first</name><name>second</name></package>)",
+              "first||||||");
+    test::row("blanks in an element are kept", "<package><release> 4.3.1 </release></package>",
+              "| 4.3.1 |||||");
+    test::row("values that follow the package hold for it",
+              R"(<package-set><package/><file/><name>after</name><url>u</url></package-set>)",
+              "after||u||||");
+    test::row("a value's text is all that lies in its element",
+              "<package>no<name> <package-set> a </package-set>b<file> </file></name>no</package>",
+              "  a b ||||||");
+    test::row(
+        "the file element is the nearest level",
+        R"(<package url="p" name="n"><file url="f" platform="X"/><file url="second"/></package>)",
+        "n||f|X|||");
+    test::row("a file element of a set is none of the package's levels",
+              R"(<package-set><file url="f"/><package/></package-set>)", "||||||");
     QTest::newRow("base-url and url are joined as they stand")
         << R"(<package-set base-url="http://h/a"><package url="b c"/></package-set>)"
         << "||http://h/ab c||||";
-    QTest::newRow("a link without language takes the text as it is written above")
-        << R"(<package language="de en"><release-notes url="n"/></package>)"
-        << "||||de en|de en=n|";
-    QTest::newRow("a link without language at all is English")
-        << R"(<package><release-notes url="n"/></package>)"
-        << "|||||en=n|";
-    QTest::newRow("a link without url points at the package")
-        << R"(<package-set url="set"><package url="p"><readme/></package></package-set>)"
-        << "||p||||en=p";
-    QTest::newRow("but not where the url stands in the file element")
-        << R"(<package-set url="set"><package><file url="p"/><readme/></package></package-set>)"
-        << "||p||||en=set";
-    QTest::newRow("link attributes of a set reach every package")
-        << R"(<package-set readme="r" language="fr"><package language="de"/></package-set>)"
-        << "||||de fr||fr=r";
-    QTest::newRow("a link attribute's language is searched from the file element")
-        << R"(<package language="fr" readme="r"><file language="de"/></package>)"
-        << "||||de fr||de=r";
-    QTest::newRow("links of the outermost level are found first")
-        << R"(<package-set><release-notes url="outer1"/><release-notes url="outer2"/><package release-notes="attribute"><release-notes url="inner"/></package></package-set>)"
-        << "|||||en=outer2 en=outer1 en=attribute en=inner|";
-    QTest::newRow("a link has a file element too, and may stand in the package's")
-        << R"(<package url="p"><file><readme url="x"><file url="r" language="it"/></readme></file></package>)"
-        << "||p||||it=r";
+    test::row("a link without language takes the text as it is written above",
+              R"(<package language="de en"><release-notes url="n"/></package>)",
+              "||||de en|de en=n|");
+    test::row("a link without language at all is English",
+              R"(<package><release-notes url="n"/></package>)", "|||||en=n|");
+    test::row("a link without url points at the package",
+              R"(<package-set url="set"><package url="p"><readme/></package></package-set>)",
+              "||p||||en=p");
+    test::row("but not where the url stands in the file element",
+              R"(<package-set url="set"><package><file url="p"/><readme/></package></package-set>)",
+              "||p||||en=set");
+    test::row("link attributes of a set reach every package",
+              R"(<package-set readme="r" language="fr"><package language="de"/></package-set>)",
+              "||||de fr||fr=r");
+    test::row("a link attribute's language is searched from the file element",
+              R"(<package language="fr" readme="r"><file language="de"/></package>)",
+              "||||de fr||de=r");
+    test::row(
+        "links of the outermost level are found first",
+        R"(<package-set><release-notes url="outer1"/><release-notes url="outer2"/><package release-notes="attribute"><release-notes url="inner"/></package></package-set>)",
+        "|||||en=outer2 en=outer1 en=attribute en=inner|");
+    test::row(
+        "a link has a file element too, and may stand in the package's",
+        R"(<package url="p"><file><readme url="x"><file url="r" language="it"/></readme></file></package>)",
+        "||p||||it=r");
 }
 
 void tst_DocumentParser::inheritsValues()
@@ -298,12 +299,11 @@ void tst_DocumentParser::readsEncodings()
 
 void tst_DocumentParser::reportsWhatIsNoDocument_data()
 {
-    QTest::addColumn<QByteArray>("bytes");
-    QTest::addColumn<QString>("place");
-    QTest::newRow("empty") << QByteArray() << "line: 1 column: 1";
-    QTest::newRow("text") << QByteArray("no update today") << "line: 1 column: 1";
-    QTest::newRow("cut off") << QByteArray("<a>\n  <package name=") << "line: 2 column: 17";
-    QTest::newRow("web page") << QByteArray("<html>\n<p>sorry<br></html>") << "line: 2 column: 19";
+    test::columns<QByteArray, QString>("bytes", "place");
+    test::row("empty", QByteArray(), "line: 1 column: 1");
+    test::row("text", QByteArray("no update today"), "line: 1 column: 1");
+    test::row("cut off", QByteArray("<a>\n  <package name="), "line: 2 column: 17");
+    test::row("web page", QByteArray("<html>\n<p>sorry<br></html>"), "line: 2 column: 19");
 }
 
 void tst_DocumentParser::reportsWhatIsNoDocument()

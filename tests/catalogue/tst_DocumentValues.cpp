@@ -1,4 +1,5 @@
 #include "LogCapture.h"
+#include "Rows.h"
 
 #include "catalogue/DocumentValues.h"
 
@@ -23,25 +24,24 @@ private slots:
 
 void tst_DocumentValues::readsSizes_data()
 {
-    QTest::addColumn<QString>("text");
-    QTest::addColumn<quint32>("size");
-    QTest::newRow("bytes") << "4096" << 4096U;
-    QTest::newRow("megabytes") << "1.5MB" << 1572864U;
-    QTest::newRow("other case, blank") << "1.5 mb" << 1572864U;
-    QTest::newRow("kilobytes") << "20kB" << 20480U;
-    QTest::newRow("unknown unit") << "12 MiB" << 0U;
-    QTest::newRow("gigabytes are no unit") << "1 GB" << 0U;
-    QTest::newRow("blanks around plain bytes") << " 1 " << 1U;
-    QTest::newRow("largest plain number") << "4294967295" << 4294967295U;
-    QTest::newRow("one more than that") << "4294967296" << 0U;
-    QTest::newRow("low 32 bits of 4 GiB and 1 MB") << "4097MB" << 1048576U;
-    QTest::newRow("no 64-bit number") << "1e300MB" << 0U;
-    QTest::newRow("infinite") << "infkB" << 0U;
-    QTest::newRow("not a number") << "nanMB" << 0U;
-    QTest::newRow("2^63 exactly") << "8796093022208MB" << 0U;
-    QTest::newRow("unit alone") << "MB" << 0U;
-    QTest::newRow("negative") << "-1" << 0U;
-    QTest::newRow("empty") << "" << 0U;
+    test::columns<QString, quint32>("text", "size");
+    test::row("bytes", "4096", 4096U);
+    test::row("megabytes", "1.5MB", 1572864U);
+    test::row("other case, blank", "1.5 mb", 1572864U);
+    test::row("kilobytes", "20kB", 20480U);
+    test::row("unknown unit", "12 MiB", 0U);
+    test::row("gigabytes are no unit", "1 GB", 0U);
+    test::row("blanks around plain bytes", " 1 ", 1U);
+    test::row("largest plain number", "4294967295", 4294967295U);
+    test::row("one more than that", "4294967296", 0U);
+    test::row("low 32 bits of 4 GiB and 1 MB", "4097MB", 1048576U);
+    test::row("no 64-bit number", "1e300MB", 0U);
+    test::row("infinite", "infkB", 0U);
+    test::row("not a number", "nanMB", 0U);
+    test::row("2^63 exactly", "8796093022208MB", 0U);
+    test::row("unit alone", "MB", 0U);
+    test::row("negative", "-1", 0U);
+    test::row("empty", "", 0U);
 }
 
 void tst_DocumentValues::readsSizes()
@@ -52,15 +52,14 @@ void tst_DocumentValues::readsSizes()
 
 void tst_DocumentValues::readsDates_data()
 {
-    QTest::addColumn<QString>("text");
-    QTest::addColumn<QDateTime>("date");
+    test::columns<QString, QDateTime>("text", "date");
     const QDate day(2017, 6, 30);
-    QTest::newRow("date and time") << "2017-06-30 14:05:09" << QDateTime(day, QTime(14, 5, 9));
-    QTest::newRow("date alone") << "2017-06-30" << QDateTime(day, QTime(0, 0));
-    QTest::newRow("ISO form with T") << "2017-06-30T14:05:00" << QDateTime();
-    QTest::newRow("no such day") << "2017-06-31" << QDateTime();
-    QTest::newRow("blank in front") << " 2017-06-30" << QDateTime();
-    QTest::newRow("empty") << "" << QDateTime();
+    test::row("date and time", "2017-06-30 14:05:09", QDateTime(day, QTime(14, 5, 9)));
+    test::row("date alone", "2017-06-30", QDateTime(day, QTime(0, 0)));
+    test::row("ISO form with T", "2017-06-30T14:05:00", QDateTime());
+    test::row("no such day", "2017-06-31", QDateTime());
+    test::row("blank in front", " 2017-06-30", QDateTime());
+    test::row("empty", "", QDateTime());
 }
 
 void tst_DocumentValues::readsDates()
@@ -104,31 +103,18 @@ void tst_DocumentValues::readsDatesAsQtDoes()
 
 void tst_DocumentValues::readsSuffixes_data()
 {
-    QTest::addColumn<QString>("url");
-    QTest::addColumn<QString>("suffix");
-    QTest::addColumn<bool>("suspicious");
-    QTest::newRow("exe") << "http://h/a.exe"
-                         << "exe" << false;
-    QTest::newRow("tar.gz") << "file.tar.gz"
-                            << "tar.gz" << false;
-    QTest::newRow("tar.bz2") << "file.tar.bz2"
-                             << "tar.bz2" << false;
-    QTest::newRow("mpkg") << "setup.mpkg.zip"
-                          << "mpkg" << false;
-    QTest::newRow("trailing and double dots") << "a.tar..gz.."
-                                              << "tar.gz" << false;
-    QTest::newRow("case counts") << "a.TAR.GZ"
-                                 << "GZ" << true;
-    QTest::newRow("gz alone") << "archive.gz"
-                              << "gz" << true;
-    QTest::newRow("too long") << "package.appimage"
-                              << "appimage" << true;
-    QTest::newRow("query not removed") << "viewer.exe?lang=de"
-                                       << "exe?lang=de" << true;
-    QTest::newRow("no dot") << "setup"
-                            << "setup" << false;
-    QTest::newRow("empty") << ""
-                           << "" << true;
+    test::columns<QString, QString, bool>("url", "suffix", "suspicious");
+    test::row("exe", "http://h/a.exe", "exe", false);
+    test::row("tar.gz", "file.tar.gz", "tar.gz", false);
+    test::row("tar.bz2", "file.tar.bz2", "tar.bz2", false);
+    test::row("mpkg", "setup.mpkg.zip", "mpkg", false);
+    test::row("trailing and double dots", "a.tar..gz..", "tar.gz", false);
+    test::row("case counts", "a.TAR.GZ", "GZ", true);
+    test::row("gz alone", "archive.gz", "gz", true);
+    test::row("too long", "package.appimage", "appimage", true);
+    test::row("query not removed", "viewer.exe?lang=de", "exe?lang=de", true);
+    test::row("no dot", "setup", "setup", false);
+    test::row("empty", "", "", true);
 }
 
 void tst_DocumentValues::readsSuffixes()

@@ -1,4 +1,5 @@
 #include "LogCapture.h"
+#include "Rows.h"
 
 #include "catalogue/DocumentParser.h"
 
@@ -67,74 +68,73 @@ private slots:
 
 void tst_HostileDocuments::areAnsweredAtOnce_data()
 {
-    QTest::addColumn<QByteArray>("bytes");
-    QTest::addColumn<QString>("error"); // empty: read, whatever comes of it
+    test::columns<QByteArray, QString>("bytes", "error"); // empty: read, whatever comes of it
 
     const QString entity = QStringLiteral("entity declarations are not allowed");
     const QString deep = QStringLiteral("elements are nested too deeply");
     const QString inherited = QStringLiteral("packages inherit too many values");
 
-    QTest::newRow("one large entity used 20,000 times")
-        << QByteArray("<!DOCTYPE a [<!ENTITY x \"") + QByteArray(100000, 'x') + "\">]><a>" +
-               QByteArray("&x;").repeated(20000) + "</a>"
-        << entity;
-    QTest::newRow("nested entities")
-        << QByteArray(
-               "<!DOCTYPE a [<!ENTITY a \"aaaaaaaaaa\"><!ENTITY b \"&a;&a;&a;&a;\">]><a>&b;</a>")
-        << entity;
-    QTest::newRow("parameter entity")
-        << QByteArray("<!DOCTYPE a [<!ENTITY % p \"x\">]><a/>") << entity;
-    QTest::newRow("external entity")
-        << QByteArray("<!DOCTYPE a [<!ENTITY x SYSTEM \"file:///etc/passwd\">]><a>&x;</a>")
-        << entity;
-    QTest::newRow("unparsed entity")
-        << QByteArray(
-               "<!DOCTYPE a [<!NOTATION n SYSTEM \"n\"><!ENTITY x SYSTEM \"x\" NDATA n>]><a/>")
-        << entity;
-    QTest::newRow("several document types")
-        << QByteArray("<!DOCTYPE a><!DOCTYPE b><a/>") << QString();
-    QTest::newRow("100,000 nested sets") << QByteArray("<package-set>").repeated(100000) +
-                                                QByteArray("</package-set>").repeated(100000)
-                                         << deep;
-    QTest::newRow("nested parentheses")
-        << QByteArray("<!DOCTYPE a [<!ELEMENT a ") + QByteArray(documentSize, '(') + ">]><a/>"
-        << QString();
-    QTest::newRow("a million elements") << filled("<a>", "<b/>", "</a>") << QString();
-    QTest::newRow("400,000 packages") << filled("<a>", "<package/>", "</a>") << QString();
-    QTest::newRow("400,000 packages below a root called like a value")
-        << filled("<name>", "<package/>", "</name>") << QString();
-    QTest::newRow("300,000 sets side by side")
-        << filled("<a>", "<package-set/>", "</a>") << QString();
-    QTest::newRow("elements full of attributes")
-        << filled("<a>", "<b " + numbered("a%d=\"\" ", 60) + "/>", "</a>") << QString();
-    QTest::newRow("one element with 300,000 attributes")
-        << "<a " + numbered("a%d=\"\" ", 300000) + "/>" << QString();
-    QTest::newRow("100,000 prefixes")
-        << filled("<a " + numbered("xmlns:a%d=\"b\" ", 100000) + ">", "<a xmlns:b=\"c\"/>", "</a>")
-        << QString();
-    QTest::newRow("undeclared entities") << filled("<a>", "&b;", "</a>") << QString();
-    QTest::newRow("comments in a text")
-        << filled("<a><package><name>", "x<!---->", "</name></package></a>") << QString();
-    QTest::newRow("many inherited links")
-        << filled("<a>" + QByteArray("<readme url=\"a\"/>").repeated(100000),
-                  "<package><readme url=\"b\"/></package>", "</a>")
-        << inherited;
-    QTest::newRow("many inherited words")
-        << filled("<a platform=\"" + numbered("%x ", 300000) + "\">", "<package platform=\"a\"/>",
-                  "</a>")
-        << inherited;
-    QTest::newRow("a long inherited url")
-        << filled("<a base-url=\"" + QByteArray(1000000, 'x') + "\">", "<package/>", "</a>")
-        << inherited;
-    QTest::newRow("a long url that links fall back to")
-        << filled("<a url=\"" + QByteArray(1000000, 'x') + "\">", "<package><readme/></package>",
-                  "</a>")
-        << inherited;
-    QTest::newRow("a name of 4 million characters")
-        << "<a><package name=\"" + QByteArray(4000000, 'x') + "\"/></a>" << QString();
-    QTest::newRow("NUL characters") << "<a>" + QByteArray(4000000, '\0') + "</a>" << QString();
-    QTest::newRow("invalid UTF-8")
-        << "<a><package name=\"" + QByteArray(4000000, '\xff') + "\"/></a>" << QString();
+    test::row("one large entity used 20,000 times",
+              QByteArray("<!DOCTYPE a [<!ENTITY x \"") + QByteArray(100000, 'x') + "\">]><a>" +
+                  QByteArray("&x;").repeated(20000) + "</a>",
+              entity);
+    test::row(
+        "nested entities",
+        QByteArray(
+            "<!DOCTYPE a [<!ENTITY a \"aaaaaaaaaa\"><!ENTITY b \"&a;&a;&a;&a;\">]><a>&b;</a>"),
+        entity);
+    test::row("parameter entity", QByteArray("<!DOCTYPE a [<!ENTITY % p \"x\">]><a/>"), entity);
+    test::row("external entity",
+              QByteArray("<!DOCTYPE a [<!ENTITY x SYSTEM \"file:///etc/passwd\">]><a>&x;</a>"),
+              entity);
+    test::row(
+        "unparsed entity",
+        QByteArray("<!DOCTYPE a [<!NOTATION n SYSTEM \"n\"><!ENTITY x SYSTEM \"x\" NDATA n>]><a/>"),
+        entity);
+    test::row("several document types", QByteArray("<!DOCTYPE a><!DOCTYPE b><a/>"), QString());
+    test::row("100,000 nested sets",
+              QByteArray("<package-set>").repeated(100000) +
+                  QByteArray("</package-set>").repeated(100000),
+              deep);
+    test::row("nested parentheses",
+              QByteArray("<!DOCTYPE a [<!ELEMENT a ") + QByteArray(documentSize, '(') + ">]><a/>",
+              QString());
+    test::row("a million elements", filled("<a>", "<b/>", "</a>"), QString());
+    test::row("400,000 packages", filled("<a>", "<package/>", "</a>"), QString());
+    test::row("400,000 packages below a root called like a value",
+              filled("<name>", "<package/>", "</name>"), QString());
+    test::row("300,000 sets side by side", filled("<a>", "<package-set/>", "</a>"), QString());
+    test::row("elements full of attributes",
+              filled("<a>", "<b " + numbered("a%d=\"\" ", 60) + "/>", "</a>"), QString());
+    test::row("one element with 300,000 attributes", "<a " + numbered("a%d=\"\" ", 300000) + "/>",
+              QString());
+    test::row(
+        "100,000 prefixes",
+        filled("<a " + numbered("xmlns:a%d=\"b\" ", 100000) + ">", "<a xmlns:b=\"c\"/>", "</a>"),
+        QString());
+    test::row("undeclared entities", filled("<a>", "&b;", "</a>"), QString());
+    test::row("comments in a text",
+              filled("<a><package><name>", "x<!---->", "</name></package></a>"), QString());
+    test::row("many inherited links",
+              filled("<a>" + QByteArray("<readme url=\"a\"/>").repeated(100000),
+                     "<package><readme url=\"b\"/></package>", "</a>"),
+              inherited);
+    test::row("many inherited words",
+              filled("<a platform=\"" + numbered("%x ", 300000) + "\">",
+                     "<package platform=\"a\"/>", "</a>"),
+              inherited);
+    test::row("a long inherited url",
+              filled("<a base-url=\"" + QByteArray(1000000, 'x') + "\">", "<package/>", "</a>"),
+              inherited);
+    test::row("a long url that links fall back to",
+              filled("<a url=\"" + QByteArray(1000000, 'x') + "\">", "<package><readme/></package>",
+                     "</a>"),
+              inherited);
+    test::row("a name of 4 million characters",
+              "<a><package name=\"" + QByteArray(4000000, 'x') + "\"/></a>", QString());
+    test::row("NUL characters", "<a>" + QByteArray(4000000, '\0') + "</a>", QString());
+    test::row("invalid UTF-8", "<a><package name=\"" + QByteArray(4000000, '\xff') + "\"/></a>",
+              QString());
 }
 
 void tst_HostileDocuments::areAnsweredAtOnce()
@@ -162,21 +162,20 @@ void tst_HostileDocuments::areAnsweredAtOnce()
 
 void tst_HostileDocuments::limitsAreWhatTheySay_data()
 {
-    QTest::addColumn<QByteArray>("fits");
-    QTest::addColumn<QByteArray>("exceeds");
+    test::columns<QByteArray, QByteArray>("fits", "exceeds");
     const auto nested = [](int depth) {
         return QByteArray("<package-set>").repeated(depth - 1) + "<package/>" +
                QByteArray("</package-set>").repeated(depth - 1);
     };
-    QTest::newRow("depth") << nested(1000) << nested(1001);
+    test::row("depth", nested(1000), nested(1001));
     const auto counted = [](int elements) {
         return "<a>" + QByteArray("<b c=\"\"/>").repeated(elements / 2 - 1) + "<package/></a>";
     };
-    QTest::newRow("elements and attributes") << counted(2000) << counted(2002);
+    test::row("elements and attributes", counted(2000), counted(2002));
     const auto sized = [](int bytes) {
         return "<a><package/>" + QByteArray(bytes - 17, ' ') + "</a>";
     };
-    QTest::newRow("bytes") << sized(20000) << sized(20001);
+    test::row("bytes", sized(20000), sized(20001));
 }
 
 void tst_HostileDocuments::limitsAreWhatTheySay()

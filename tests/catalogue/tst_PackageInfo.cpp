@@ -1,3 +1,5 @@
+#include "Rows.h"
+
 #include "catalogue/PackageInfo.h"
 
 #include <QCoreApplication>
@@ -89,12 +91,11 @@ void tst_PackageInfo::displaysTexts()
 
 void tst_PackageInfo::findsLinksByLanguage_data()
 {
-    QTest::addColumn<QStringList>("languages");
-    QTest::addColumn<QString>("found");
-    QTest::newRow("first two letters") << words("en de") << "de";
-    QTest::newRow("fallback") << words("en fr") << "en";
-    QTest::newRow("smallest key") << words("it fr") << "fr";
-    QTest::newRow("nothing") << QStringList() << QString();
+    test::columns<QStringList, QString>("languages", "found");
+    test::row("first two letters", words("en de"), "de");
+    test::row("fallback", words("en fr"), "en");
+    test::row("smallest key", words("it fr"), "fr");
+    test::row("nothing", QStringList(), QString());
 }
 
 void tst_PackageInfo::findsLinksByLanguage()
@@ -124,29 +125,17 @@ void tst_PackageInfo::prefersByReleaseThenStatusThenDate()
 
 void tst_PackageInfo::filtersCandidates_data()
 {
-    QTest::addColumn<QString>("field");
-    QTest::addColumn<QString>("value");
-    QTest::addColumn<bool>("accepted");
-    QTest::newRow("newer") << "release"
-                           << "4.2" << true;
-    QTest::newRow("same version written differently") << "release"
-                                                      << "4.3.0" << false;
-    QTest::newRow("numeric, not by text") << "release"
-                                          << "4.10" << false;
-    QTest::newRow("no release imposes nothing") << "release"
-                                                << "" << true;
-    QTest::newRow("other name") << "name"
-                                << "desk" << false;
-    QTest::newRow("other status") << "status"
-                                  << "BETA" << false;
-    QTest::newRow("platform that the package's begins with") << "platform"
-                                                             << "Win" << true;
-    QTest::newRow("other platform") << "platform"
-                                    << "Linux" << false;
-    QTest::newRow("suffix in the list") << "suffixes"
-                                        << "zip exe" << true;
-    QTest::newRow("suffix in another case") << "suffixes"
-                                            << "EXE" << false;
+    test::columns<QString, QString, bool>("field", "value", "accepted");
+    test::row("newer", "release", "4.2", true);
+    test::row("same version written differently", "release", "4.3.0", false);
+    test::row("numeric, not by text", "release", "4.10", false);
+    test::row("no release imposes nothing", "release", "", true);
+    test::row("other name", "name", "desk", false);
+    test::row("other status", "status", "BETA", false);
+    test::row("platform that the package's begins with", "platform", "Win", true);
+    test::row("other platform", "platform", "Linux", false);
+    test::row("suffix in the list", "suffixes", "zip exe", true);
+    test::row("suffix in another case", "suffixes", "EXE", false);
 }
 
 void tst_PackageInfo::filtersCandidates()

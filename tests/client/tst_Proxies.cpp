@@ -1,6 +1,7 @@
 #include "ClientFixture.h"
 #include "LogCapture.h"
 #include "MessageFilter.h"
+#include "Rows.h"
 
 #include "client/SystemProxy.h"
 #include "install/FileDownloader.h"
@@ -103,16 +104,13 @@ const char* const elsewhere = "http://updates.invalid/doc.xml";
 
 void tst_Proxies::takesTheFirstOfTheSystem_data()
 {
-    QTest::addColumn<QList<QNetworkProxy>>("offered");
-    QTest::addColumn<QString>("chosen");
+    test::columns<QList<QNetworkProxy>, QString>("offered", "chosen");
     const QNetworkProxy http(QNetworkProxy::HttpProxy, QStringLiteral("gateway"), 3128);
     const QNetworkProxy socks(QNetworkProxy::Socks5Proxy, QStringLiteral("other"), 1080);
-    QTest::newRow("none") << QList<QNetworkProxy>() << QString();
-    QTest::newRow("one") << QList<QNetworkProxy>{http} << QStringLiteral("gateway:3128 (3)");
-    QTest::newRow("several") << QList<QNetworkProxy>{socks, http}
-                             << QStringLiteral("other:1080 (1)");
-    QTest::newRow("a direct connection")
-        << QList<QNetworkProxy>{QNetworkProxy::NoProxy} << QStringLiteral(":0 (2)");
+    test::row("none", QList<QNetworkProxy>(), QString());
+    test::row("one", QList<QNetworkProxy>{http}, "gateway:3128 (3)");
+    test::row("several", QList<QNetworkProxy>{socks, http}, "other:1080 (1)");
+    test::row("a direct connection", QList<QNetworkProxy>{QNetworkProxy::NoProxy}, ":0 (2)");
 }
 
 void tst_Proxies::takesTheFirstOfTheSystem()
@@ -147,10 +145,9 @@ void tst_Proxies::asksTheSystemByTheServersAddress()
 
 void tst_Proxies::goesThroughRealProxies_data()
 {
-    QTest::addColumn<QString>("program");
-    QTest::addColumn<int>("type");
-    QTest::newRow("HTTP") << QStringLiteral("tinyproxy") << int(QNetworkProxy::HttpProxy);
-    QTest::newRow("SOCKS 5") << QStringLiteral("microsocks") << int(QNetworkProxy::Socks5Proxy);
+    test::columns<QString, int>("program", "type");
+    test::row("HTTP", "tinyproxy", int(QNetworkProxy::HttpProxy));
+    test::row("SOCKS 5", "microsocks", int(QNetworkProxy::Socks5Proxy));
 }
 
 void tst_Proxies::goesThroughRealProxies()

@@ -1,4 +1,5 @@
 #include "RecordingSettings.h"
+#include "Rows.h"
 
 #include "client/CheckSchedule.h"
 #include "client/StoredSettings.h"
@@ -134,10 +135,9 @@ void tst_StoredSettings::comesBackFromAFile()
 
 void tst_StoredSettings::readsNonsense_data()
 {
-    QTest::addColumn<QByteArray>("ini");
-    QTest::addColumn<QString>("read");
+    test::columns<QByteArray, QString>("ini", "read");
     const auto row = [](const char* name, const char* line, const char* read) {
-        QTest::newRow(name) << QByteArray(line) << QString::fromLatin1(read);
+        test::row(name, QByteArray(line), QString::fromLatin1(read));
     };
     row("flags that are off", "UpdateAutomaticCheck=false\nUpdateIncludeBeta=0", "|0||0|0|0|||||");
     row("flags that are on", "UpdateAutomaticCheck=1\nUpdateIncludeBeta=true", "|0||1|1|0|||||");
@@ -183,19 +183,14 @@ void tst_StoredSettings::convertsForTheWidget()
 
 void tst_StoredSettings::knowsWhenACheckIsDue_data()
 {
-    QTest::addColumn<int>("interval");
-    QTest::addColumn<QDateTime>("lastCheck");
-    QTest::addColumn<QDateTime>("now");
-    QTest::addColumn<bool>("due");
+    test::columns<int, QDateTime, QDateTime, bool>("interval", "lastCheck", "now", "due");
     // In UTC: a day that summer time makes shorter is not what is tried here.
     const auto at = [](const char* text) {
         return QDateTime::fromString(QString::fromLatin1(text) + QLatin1Char('Z'),
                                      Qt::ISODateWithMs);
     };
     const auto row = [&](const char* name, int interval, const char* last, const char* now,
-                         bool due) {
-        QTest::newRow(name) << interval << at(last) << at(now) << due;
-    };
+                         bool due) { test::row(name, interval, at(last), at(now), due); };
     row("daily, 23 hours ago", 1, "2026-05-01T10:00:00", "2026-05-02T09:00:00", false);
     row("daily, 24 hours ago", 1, "2026-05-01T10:00:00", "2026-05-02T10:00:00", false);
     row("daily, a moment more", 1, "2026-05-01T10:00:00", "2026-05-02T10:00:00.001", true);

@@ -1,6 +1,7 @@
 #include "ClientFixture.h"
 #include "LogCapture.h"
 #include "MessageFilter.h"
+#include "Rows.h"
 
 #include "ui/SoftwareUpdateAvailableDialog.h"
 
@@ -72,12 +73,11 @@ const auto started = QStringLiteral("state 0>1, message , last check");
 
 void tst_UpdateCheck::endsInAState_data()
 {
-    QTest::addColumn<Answer>("answer");
-    QTest::addColumn<QString>("end");
+    test::columns<Answer, QString>("answer", "end");
     const auto row = [](const char* name, const Answer& answer, int state, const QString& message) {
-        QTest::newRow(name) << answer
-                            << QStringLiteral("state 1>%1").arg(state) +
-                                   (message.isEmpty() ? QString() : QStringLiteral(", ") + message);
+        test::row(name, answer,
+                  QStringLiteral("state 1>%1").arg(state) +
+                      (message.isEmpty() ? QString() : QStringLiteral(", ") + message));
     };
     const QByteArray older = test::document(test::packageElement("4.1", "a.exe"));
     row("newer package", test::http(200, newer()), 2, QString());
@@ -147,18 +147,13 @@ void tst_UpdateCheck::sendsTheAddressAsItStands()
 
 void tst_UpdateCheck::refusesAddresses_data()
 {
-    QTest::addColumn<QString>("url");
-    QTest::addColumn<QString>("message");
-    QTest::newRow("empty") << QString() << QStringLiteral("Protocol \"\" is unknown");
-    QTest::newRow("relative") << QStringLiteral("doc.xml")
-                              << QStringLiteral("Protocol \"\" is unknown");
-    QTest::newRow("unknown scheme") << QStringLiteral("gopher://127.0.0.1/")
-                                    << QStringLiteral("Protocol \"gopher\" is unknown");
-    QTest::newRow("invalid") << QStringLiteral("http://[::1/doc.xml") << QStringLiteral("Host ");
-    QTest::newRow("nobody there") << QStringLiteral("http://127.0.0.1:1/")
-                                  << QStringLiteral("Connection refused");
-    QTest::newRow("a file that is not there")
-        << QStringLiteral("file:///no/such/file.xml") << QStringLiteral("Error opening");
+    test::columns<QString, QString>("url", "message");
+    test::row("empty", QString(), "Protocol \"\" is unknown");
+    test::row("relative", "doc.xml", "Protocol \"\" is unknown");
+    test::row("unknown scheme", "gopher://127.0.0.1/", "Protocol \"gopher\" is unknown");
+    test::row("invalid", "http://[::1/doc.xml", "Host ");
+    test::row("nobody there", "http://127.0.0.1:1/", "Connection refused");
+    test::row("a file that is not there", "file:///no/such/file.xml", "Error opening");
 }
 
 void tst_UpdateCheck::refusesAddresses()
@@ -202,9 +197,9 @@ void tst_UpdateCheck::givesUpOnSilence()
 
 void tst_UpdateCheck::stopsAtBodiesTooLarge_data()
 {
-    QTest::addColumn<bool>("compressed");
-    QTest::newRow("as it is") << false;
-    QTest::newRow("small, but compressed") << true;
+    test::columns<bool>("compressed");
+    test::row("as it is", false);
+    test::row("small, but compressed", true);
 }
 
 void tst_UpdateCheck::stopsAtBodiesTooLarge()
@@ -266,18 +261,13 @@ void tst_UpdateCheck::evaluatesOneAnswerOnly()
 
 void tst_UpdateCheck::selectsPackages_data()
 {
-    QTest::addColumn<QString>("cameras");
-    QTest::addColumn<bool>("beta");
-    QTest::addColumn<QString>("shown");
-    QTest::newRow("no cameras") << QString() << false << QStringLiteral("Viewer 4.3");
-    QTest::newRow("beta wanted") << QString() << true << QStringLiteral("Viewer 5.0 BETA");
-    QTest::newRow("cameras behind the product, each once")
-        << QStringLiteral("cam2:1.0,cam1:1.0,cam1:1.1") << false
-        << QStringLiteral("Viewer 4.3|two 3.0|one 2.0");
-    QTest::newRow("cameras that are up to date")
-        << QStringLiteral("cam1:2.0,cam2:3.0") << false << QStringLiteral("Viewer 4.3");
-    QTest::newRow("a camera of unknown firmware")
-        << QStringLiteral("cam1") << false << QStringLiteral("Viewer 4.3|one 2.0");
+    test::columns<QString, bool, QString>("cameras", "beta", "shown");
+    test::row("no cameras", QString(), false, "Viewer 4.3");
+    test::row("beta wanted", QString(), true, "Viewer 5.0 BETA");
+    test::row("cameras behind the product, each once", "cam2:1.0,cam1:1.0,cam1:1.1", false,
+              "Viewer 4.3|two 3.0|one 2.0");
+    test::row("cameras that are up to date", "cam1:2.0,cam2:3.0", false, "Viewer 4.3");
+    test::row("a camera of unknown firmware", "cam1", false, "Viewer 4.3|one 2.0");
 }
 
 void tst_UpdateCheck::selectsPackages()

@@ -1,3 +1,5 @@
+#include "Rows.h"
+
 #include "catalogue/DocumentParser.h"
 #include "demo/DemoContent.h"
 #include "demo/UpdateServer.h"
@@ -62,33 +64,28 @@ private slots:
 
     void answersAsConfigured_data()
     {
-        QTest::addColumn<UpdateServer::Answer>("answer");
-        QTest::addColumn<int>("status");
-        QTest::addColumn<QByteArray>("header");
-        QTest::addColumn<QByteArray>("value");
-        QTest::addColumn<QByteArray>("body");
+        zk::test::columns<UpdateServer::Answer, int, QByteArray, QByteArray, QByteArray>(
+            "answer", "status", "header", "value", "body");
         const QByteArray moved = "The page has moved.\n";
         for (const int code : {301, 302, 303, 307, 308}) {
             QTest::addRow("%d to an absolute target", code)
                 << UpdateServer::redirect(code, "http://127.0.0.1:1/next") << code
                 << QByteArray("Location") << QByteArray("http://127.0.0.1:1/next") << moved;
         }
-        QTest::newRow("302 to a relative target")
-            << UpdateServer::redirect(302, "next?x=1") << 302 << QByteArray("Location")
-            << QByteArray("next?x=1") << moved;
-        QTest::newRow("302 without a target") << UpdateServer::redirect(302, QByteArray()) << 302
-                                              << QByteArray("Location") << QByteArray() << moved;
-        QTest::newRow("404") << UpdateServer::failure(404) << 404 << QByteArray("Content-Type")
-                             << QByteArray("text/plain") << QByteArray("Error 404\n");
+        zk::test::row("302 to a relative target", UpdateServer::redirect(302, "next?x=1"), 302,
+                      QByteArray("Location"), QByteArray("next?x=1"), moved);
+        zk::test::row("302 without a target", UpdateServer::redirect(302, QByteArray()), 302,
+                      QByteArray("Location"), QByteArray(), moved);
+        zk::test::row("404", UpdateServer::failure(404), 404, QByteArray("Content-Type"),
+                      QByteArray("text/plain"), QByteArray("Error 404\n"));
         // The manager takes the encoding's header away together with the encoding.
-        QTest::newRow("gzip") << UpdateServer::gzipped("text/xml", QByteArray(100000, 'z')) << 200
-                              << QByteArray("Content-Type") << QByteArray("text/xml")
-                              << QByteArray(100000, 'z');
+        zk::test::row("gzip", UpdateServer::gzipped("text/xml", QByteArray(100000, 'z')), 200,
+                      QByteArray("Content-Type"), QByteArray("text/xml"), QByteArray(100000, 'z'));
         UpdateServer::Answer slow = UpdateServer::page("text/plain", "0123456789");
         slow.pieceSize = 3;
         slow.pause = 20;
-        QTest::newRow("slow body") << slow << 200 << QByteArray("Content-Length")
-                                   << QByteArray("10") << QByteArray("0123456789");
+        zk::test::row("slow body", slow, 200, QByteArray("Content-Length"), QByteArray("10"),
+                      QByteArray("0123456789"));
     }
     void answersAsConfigured()
     {
@@ -136,13 +133,13 @@ private slots:
 
     void stopsInAMoment_data()
     {
-        QTest::addColumn<UpdateServer::Answer>("answer");
-        QTest::newRow("an idle connection that is kept alive") << UpdateServer::page("a/b", "c");
-        QTest::newRow("requests that hang") << UpdateServer::hanging();
+        zk::test::columns<UpdateServer::Answer>("answer");
+        zk::test::row("an idle connection that is kept alive", UpdateServer::page("a/b", "c"));
+        zk::test::row("requests that hang", UpdateServer::hanging());
         UpdateServer::Answer slow = UpdateServer::page("a/b", QByteArray(1000, 'x'));
         slow.pieceSize = 1;
         slow.pause = 60000;
-        QTest::newRow("slow bodies") << slow;
+        zk::test::row("slow bodies", slow);
     }
     void stopsInAMoment()
     {

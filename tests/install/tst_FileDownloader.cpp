@@ -1,4 +1,5 @@
 #include "LogCapture.h"
+#include "Rows.h"
 #include "ScriptedServer.h"
 
 #include "install/FileDownloader.h"
@@ -81,15 +82,12 @@ struct Fixture
 
 void tst_FileDownloader::downloads_data()
 {
-    QTest::addColumn<QList<Answer>>("answers");
-    QTest::addColumn<QString>("events");
-    QTest::addColumn<QByteArray>("file");
-    QTest::addColumn<int>("requests");
+    test::columns<QList<Answer>, QString, QByteArray, int>("answers", "events", "file", "requests");
     const QByteArray body(300000, 'x');
     const auto whole = QStringLiteral("whole 200, finished");
     const auto row = [](const char* name, const QList<Answer>& answers, const QString& events,
                         const QByteArray& file) {
-        QTest::newRow(name) << answers << events << file << answers.size();
+        test::row(name, answers, events, file, answers.size());
     };
     const Answer ok = test::http(200, body);
     row("a file", {ok}, whole, body);
@@ -196,14 +194,10 @@ void tst_FileDownloader::keepsTheTailOfALongerFile()
 
 void tst_FileDownloader::saysWhenTheFileCannotBeWritten_data()
 {
-    QTest::addColumn<QString>("blockedBy");
-    QTest::addColumn<QString>("events");
-    QTest::newRow("a folder in place of the file")
-        << QStringLiteral("folder") << QStringLiteral("not whole 200 unwritten");
-    QTest::newRow("a file in place of the folder")
-        << QStringLiteral("file") << QStringLiteral("not whole 200 unwritten");
-    QTest::newRow("a full disk") << QStringLiteral("disk")
-                                 << QStringLiteral("not whole 200 unwritten, finished");
+    test::columns<QString, QString>("blockedBy", "events");
+    test::row("a folder in place of the file", "folder", "not whole 200 unwritten");
+    test::row("a file in place of the folder", "file", "not whole 200 unwritten");
+    test::row("a full disk", "disk", "not whole 200 unwritten, finished");
 }
 
 void tst_FileDownloader::saysWhenTheFileCannotBeWritten()
@@ -292,11 +286,10 @@ void tst_FileDownloader::tellsOutdatedRepliesApart()
 
 void tst_FileDownloader::survivesItsOwnDeletion_data()
 {
-    QTest::addColumn<int>("status");
-    QTest::addColumn<bool>("onError");
-    QTest::newRow("in the callback") << 200 << false;
-    QTest::newRow("in the callback after an error") << 404 << false;
-    QTest::newRow("when the error is told, deferred") << 404 << true;
+    test::columns<int, bool>("status", "onError");
+    test::row("in the callback", 200, false);
+    test::row("in the callback after an error", 404, false);
+    test::row("when the error is told, deferred", 404, true);
 }
 
 void tst_FileDownloader::survivesItsOwnDeletion()

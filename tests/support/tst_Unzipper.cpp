@@ -1,3 +1,4 @@
+#include "Rows.h"
 #include "ZipBuilder.h"
 
 #include "support/Connect.h"
@@ -103,11 +104,10 @@ void tst_Unzipper::connectsByName()
 
 void tst_Unzipper::deletesTheArchiveOnlyAfterSuccess_data()
 {
-    QTest::addColumn<bool>("good");
-    QTest::addColumn<bool>("deleteArchive");
-    QTest::newRow("good, to be kept") << true << false;
-    QTest::newRow("good, to be deleted") << true << true;
-    QTest::newRow("bad, to be deleted") << false << true;
+    columns<bool, bool>("good", "deleteArchive");
+    row("good, to be kept", true, false);
+    row("good, to be deleted", true, true);
+    row("bad, to be deleted", false, true);
 }
 
 void tst_Unzipper::deletesTheArchiveOnlyAfterSuccess()

@@ -1,3 +1,5 @@
+#include "Rows.h"
+
 #include "support/VersionNumber.h"
 
 #include <QTest>
@@ -69,30 +71,18 @@ void tst_VersionNumber::ordersAscending()
 
 void tst_VersionNumber::treatsAsEqual_data()
 {
-    QTest::addColumn<QString>("a");
-    QTest::addColumn<QString>("b");
-    QTest::newRow("missing numbers count as zero") << "4.3"
-                                                   << "4.3.0.0";
-    QTest::newRow("leading zeros are ignored") << "004.03"
-                                               << "4.3";
-    QTest::newRow("blanks and a leading v") << "  V4.3\t"
-                                            << "4.3";
-    QTest::newRow("what follows + never orders") << "4.3+build.7"
-                                                 << "4.3+build.8";
-    QTest::newRow("a label's + too") << "4.3-rc1+x"
-                                     << "4.3-rc1";
-    QTest::newRow("label set off in different ways") << "4.3 RC 2"
-                                                     << "4.3-rc.2";
-    QTest::newRow("label without separator") << "4.3rc2"
-                                             << "4.3_rc2";
-    QTest::newRow("an empty label is none") << "4.3-"
-                                            << "4.3";
-    QTest::newRow("no leading number is the empty version") << "beta"
-                                                            << "";
-    QTest::newRow("a lone v is the empty version") << "v"
-                                                   << "";
-    QTest::newRow("a lone + is the empty version") << "+4"
-                                                   << "";
+    zk::test::columns<QString, QString>("a", "b");
+    zk::test::row("missing numbers count as zero", "4.3", "4.3.0.0");
+    zk::test::row("leading zeros are ignored", "004.03", "4.3");
+    zk::test::row("blanks and a leading v", "  V4.3\t", "4.3");
+    zk::test::row("what follows + never orders", "4.3+build.7", "4.3+build.8");
+    zk::test::row("a label's + too", "4.3-rc1+x", "4.3-rc1");
+    zk::test::row("label set off in different ways", "4.3 RC 2", "4.3-rc.2");
+    zk::test::row("label without separator", "4.3rc2", "4.3_rc2");
+    zk::test::row("an empty label is none", "4.3-", "4.3");
+    zk::test::row("no leading number is the empty version", "beta", "");
+    zk::test::row("a lone v is the empty version", "v", "");
+    zk::test::row("a lone + is the empty version", "+4", "");
 }
 
 void tst_VersionNumber::treatsAsEqual()
@@ -105,27 +95,14 @@ void tst_VersionNumber::treatsAsEqual()
 
 void tst_VersionNumber::printsForms_data()
 {
-    QTest::addColumn<QString>("text");
-    QTest::addColumn<QString>("full");
-    QTest::addColumn<QString>("brief");
-    QTest::newRow("as written, trimmed") << " 4.3 "
-                                         << "4.3"
-                                         << "4.3";
-    QTest::newRow("three numbers") << "4.3.1.778"
-                                   << "4.3.1.778"
-                                   << "4.3.1";
-    QTest::newRow("label kept, build dropped") << "v4.3.1.778-beta.2+b5"
-                                               << "v4.3.1.778-beta.2+b5"
-                                               << "4.3.1-beta.2";
-    QTest::newRow("blank label") << "4.3 RC 2 +x"
-                                 << "4.3 RC 2 +x"
-                                 << "4.3 RC 2";
-    QTest::newRow("one number") << "7"
-                                << "7"
-                                << "7";
-    QTest::newRow("empty version") << "unknown"
-                                   << ""
-                                   << "";
+    zk::test::columns<QString, QString, QString>("text", "full", "brief");
+    zk::test::row("as written, trimmed", " 4.3 ", "4.3", "4.3");
+    zk::test::row("three numbers", "4.3.1.778", "4.3.1.778", "4.3.1");
+    zk::test::row("label kept, build dropped", "v4.3.1.778-beta.2+b5", "v4.3.1.778-beta.2+b5",
+                  "4.3.1-beta.2");
+    zk::test::row("blank label", "4.3 RC 2 +x", "4.3 RC 2 +x", "4.3 RC 2");
+    zk::test::row("one number", "7", "7", "7");
+    zk::test::row("empty version", "unknown", "", "");
 }
 
 void tst_VersionNumber::printsForms()
