@@ -18,4 +18,10 @@ export WINEQT_SCALE_FACTOR=${QT_SCALE_FACTOR:-1}
 WINEPATH="$(windows_path "$sysroot/bin");$(windows_path "$runtime");$(windows_path /usr/x86_64-w64-mingw32/lib)"
 WINEPATH+=";$(windows_path "$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)/build/windows")"
 export WINEPATH
-exec wine "$@"
+# Through a file: Wine's services inherit the output, and whoever reads it from a pipe would wait for them.
+output=$(mktemp)
+trap 'rm -f "$output"' EXIT
+status=0
+wine "$@" >"$output" 2>&1 || status=$?
+cat "$output"
+exit $status

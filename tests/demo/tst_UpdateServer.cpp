@@ -160,7 +160,13 @@ private slots:
         QElapsedTimer timer;
         timer.start();
         server.reset();
-        QVERIFY2(timer.elapsed() < 500, qPrintable(QString::number(timer.elapsed())));
+#ifdef Q_OS_WIN
+        // Under Wine shutdown() does not wake who waits in recv(); the socket's time-out does.
+        constexpr int moment = 6000;
+#else
+        constexpr int moment = 500;
+#endif
+        QVERIFY2(timer.elapsed() < moment, qPrintable(QString::number(timer.elapsed())));
         silent.abort();
         silent.connectToHost(url.host(), quint16(url.port()));
         QVERIFY(!silent.waitForConnected());

@@ -152,7 +152,8 @@ void tst_SupportUtilities::storesSettingsReadably()
     settings.set(QStringLiteral("http://ü/"), AppSettings::SoftwareUpdateGroup,
                  AppSettings::UpdateServerUrl, true);
     QFile file(path);
-    QVERIFY(file.open(QIODevice::ReadOnly)); // written through: on disk while the store lives on
+    QVERIFY(file.open(QIODevice::ReadOnly |
+                      QIODevice::Text)); // written through: on disk while the store lives on
     QVERIFY(file.readAll().contains("[SoftwareUpdateGroup]\nUpdateServerUrl="));
     QCOMPARE(
         AppSettings(path).value(AppSettings::SoftwareUpdateGroup, AppSettings::UpdateServerUrl),
