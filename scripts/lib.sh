@@ -1,5 +1,8 @@
 # Shared by ./run and the scripts below this folder; to be sourced from the project's root.
 
+# What one checkout has compiled serves another in a different folder as well.
+export CCACHE_BASEDIR=$PWD CCACHE_NOHASHDIR=1
+
 say() { printf '\n== %s\n' "$*"; }
 
 # Installs the packages of the lists that are missing; asks for nothing.

@@ -69,11 +69,49 @@ compiled_sources() {
         grep "^$root/" | grep -v "^$root/build/" | sort -u
 }
 
+# "KEY FILE" for each compiled source: the key stands for the source, all headers of ours that it includes, and
+# the checks. Two checkouts of the same state have the same keys.
+tidy_keys() {
+    local root=$PWD config file sums
+    config=$(cat .clang-tidy <(clang-tidy --version) | sha256sum)
+    {
+        find . -path ./build -prune -o -type f \( -name '*.cpp' -o -name '*.h' \) -exec sha256sum {} + |
+            sed "s|  \./|  $root/|"
+        ninja -C build/clang -t deps
+    } | awk -v root="$root/" '
+        NF == 2 && length($1) == 64 { sum[$2] = $1; next }
+        /: #deps/ { source = ""; next }
+        NF == 1 && index($1, root) == 1 {
+            if (source == "") { source = $1 }
+            if ($1 in sum) { sums[source] = sums[source] sum[$1] }
+        }
+        END { for (file in sums) { print file, sums[file] } }' |
+        while read -r file sums; do
+            echo "$(sha256sum <<<"$config $sums" | cut -d' ' -f1) $file"
+        done
+}
+
+# Notes in $tidy_cache what was found clean: it takes seconds a file, and most do not change.
+tidy_cache=${XDG_CACHE_HOME:-$HOME/.cache}/softwareupdate-clang-tidy
+tidy_one() {
+    local key=$1 file=$2
+    [ "$key" != none ] && [ -e "$tidy_cache/$key" ] && return 0
+    # Its count of warnings in headers that are not ours goes to stderr.
+    clang-tidy -p build/clang --quiet "$file" 2>/dev/null && touch "$tidy_cache/$key"
+}
+
 step_tidy() {
     build_clang
     say "clang-tidy"
-    # Its count of warnings in headers that are not ours goes to stderr.
-    compiled_sources | xargs -P "$(nproc)" -n 4 clang-tidy -p build/clang --quiet 2>/dev/null
+    mkdir -p "$tidy_cache"
+    export -f tidy_one
+    export tidy_cache
+    local keys
+    keys=$(tidy_keys)
+    # All that is compiled, and nothing generated.
+    compiled_sources | while read -r file; do
+        awk -v file="$file" '$2 == file { print; found = 1 } END { if (!found) print "none", file }' <<<"$keys"
+    done | xargs -P "$(nproc)" -L 1 bash -c 'tidy_one "$0" "$1"'
 }
 
 step_clazy() {
