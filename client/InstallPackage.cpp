@@ -9,6 +9,7 @@
 #include "support/DialogFlags.h"
 #include "support/FileUtils.h"
 #include "support/Log.h"
+#include "support/Minisign.h"
 #include "ui/SoftwareUpdateAvailableDialog.h"
 
 #include <QDesktopServices>
@@ -67,6 +68,7 @@ void SoftwareUpdateClient::startDownload(const PackageInfo& package)
     }
     m_download.package = package;
     m_download.state = Download::eRunning;
+    m_download.isSignature = false;
     ++m_download.number;
     m_downloadPath = folder + QLatin1Char('/') + downloadFileName(package.url, package.suffix);
     if (!m_progressDialog) {
@@ -91,6 +93,9 @@ void SoftwareUpdateClient::createProgressDialog()
 
 void SoftwareUpdateClient::downloadProgress(qint64 value, qint64 total)
 {
+    if (m_download.isSignature && qMax(value, total) > Minisign::maximumSignatureSize) {
+        failDownloadSoon(QNetworkReply::UnknownContentError);
+    }
     if (!m_progressDialog) {
         return;
     }
@@ -151,6 +156,10 @@ void SoftwareUpdateClient::downloadError(QNetworkReply::NetworkError errorCode)
         eraseDownload();
         return;
     }
+    if (m_download.isSignature) {
+        rejectPackage(QStringLiteral("it could not be downloaded, error code %1").arg(errorCode));
+        return;
+    }
     const int number = m_download.number;
     if (errorCode != QNetworkReply::OperationCanceledError) {
         const QPointer<SoftwareUpdateClient> self(this);
@@ -180,22 +189,33 @@ void SoftwareUpdateClient::abortDownload()
 
 void SoftwareUpdateClient::eraseDownload()
 {
-    const QFileInfo file(m_downloadPath);
     if (m_downloadPath.isEmpty()) {
         return;
     }
-    if ((file.exists() || file.isSymLink()) && !FileUtils::erase(m_downloadPath)) {
-        SOFTWAREUPDATE_LOG(Log::eError, "zk::SoftwareUpdateClient::abortDownload",
-                           "could not remove downloaded files: ", m_downloadPath);
+    for (const QString& path : {m_downloadPath, signaturePath()}) {
+        const QFileInfo file(path);
+        if ((file.exists() || file.isSymLink()) && !FileUtils::erase(path)) {
+            SOFTWAREUPDATE_LOG(Log::eError, "zk::SoftwareUpdateClient::abortDownload",
+                               "could not remove downloaded files: ", path);
+        }
     }
     // Only an empty folder goes this way, which is all that is left of ours.
-    QDir().rmdir(file.absolutePath());
+    QDir().rmdir(QFileInfo(m_downloadPath).absolutePath());
 }
 
 void SoftwareUpdateClient::downloadFinished()
 {
     if (!m_parentWidget || m_download.state != Download::eComplete) {
         return;
+    }
+    if (!m_publicKeys.isEmpty()) {
+        if (!m_download.isSignature) {
+            downloadSignature();
+            return;
+        }
+        if (!acceptSignature()) {
+            return;
+        }
     }
     m_download.state = Download::eNone;
     deleteProgressDialog();
@@ -237,6 +257,12 @@ void SoftwareUpdateClient::showErrorBox(const QString& title, const QString& tex
 {
     execMessageBox(new QMessageBox(QMessageBox::Critical, title, text, QMessageBox::Ok,
                                    m_parentWidget, m_windowFlags));
+}
+
+void SoftwareUpdateClient::showInstallationFailed()
+{
+    showErrorBox(tr("Installation failed"),
+                 tr("Installation process failed. If problem persists try manual install."));
 }
 
 void SoftwareUpdateClient::installEXEPackage()

@@ -63,6 +63,18 @@ public:
 
     ~SoftwareUpdateClient() override;
 
+    /**
+     * Takes only packages that are signed by one of @p keys from now on: public keys of minisign,
+     * each as its line of base64 or as the text of a key file; several while an old key is being
+     * replaced. None, as at the start: signatures are neither fetched nor asked for.
+     *
+     * With keys, a downloaded package is started only after the signature at its URL with
+     * ".minisig" behind has been found to be one of the very bytes on disk, with a trusted comment
+     * that names this file, and this release if it names any. Otherwise everything is erased, a
+     * message box says that the installation has failed, and a level-3 log line why.
+     */
+    void setPackagePublicKeys(const QStringList& keys);
+
     /** Stops the hourly test and closes all dialogs. A request or download that runs goes on. */
     void abortUpdate();
 
@@ -168,6 +180,8 @@ private:
         /** A copy: a check may replace the package list meanwhile. */
         PackageInfo package;
         State state = eNone;
+        /** The package is there, and what is downloaded now is its signature. */
+        bool isSignature = false;
         /** Tells downloads apart that follow one another while a message box is open. */
         int number = 0;
     };
@@ -199,6 +213,7 @@ private:
     QPointer<SoftwareUpdateAvailableDialog> m_updateAvailableDialog;
     QPointer<QProgressDialog> m_progressDialog;
     QString m_downloadPath;
+    QStringList m_publicKeys;
     Qt::WindowFlags m_windowFlags;
     FileDownloader* m_downloader;
     AppSettings* m_settings;
@@ -245,6 +260,11 @@ private:
     void installRPKPackage();
     void installTARGZPackage();
     void installZIPPackage();
+    [[nodiscard]] QString signaturePath() const;
+    void downloadSignature();
+    bool acceptSignature();
+    void rejectPackage(const QString& reason);
+    void showInstallationFailed();
     void startUnpacking();
     void unpackingEnded(Unpacking::State state, const QString& folder);
     bool waitForUnpacking();

@@ -26,8 +26,7 @@ void SoftwareUpdateClient::installZIPPackage()
     SOFTWAREUPDATE_LOG(Log::eInfo, "zk::SoftwareUpdateClient::installZIPPackage", "unzipping ",
                        m_downloadPath, " to ", m_unpacking.folder);
     if (m_unpacking.state == Unpacking::eFailed) {
-        showErrorBox(tr("Installation failed"),
-                     tr("Installation process failed. If problem persists try manual install."));
+        showInstallationFailed();
         return;
     }
 
@@ -143,8 +142,7 @@ void SoftwareUpdateClient::startZipInstall()
                            "one of the following file/dir is missing: ", source, " or ",
                            applicationDir);
     }
-    showErrorBox(tr("Installation failed"),
-                 tr("Installation process failed. If problem persists try manual install."));
+    showInstallationFailed();
 }
 
 } // namespace zk

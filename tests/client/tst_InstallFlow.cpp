@@ -1,9 +1,5 @@
-#include "ClientFixture.h"
-#include "DialogRobot.h"
-#include "Environment.h"
-#include "LogCapture.h"
+#include "InstallFixture.h"
 #include "MessageFilter.h"
-#include "StandIn.h"
 
 #include "ui/SoftwareUpdateAvailableDialog.h"
 
@@ -65,88 +61,7 @@ const auto question = QStringLiteral("ask you to restart");
 const auto proceed = QStringLiteral("Proceed");
 const auto errorTitle = QStringLiteral("Download Error: ");
 
-/** A client that shows two packages, with a temporary folder and a user of its own. */
-struct Fixture : test::ClientFixture
-{
-    test::LogCapture log;
-    QTemporaryDir temporary;
-    test::DialogRobot robot;
-    test::ScopedTemporaryFolder temporaryFolder{temporary.filePath(QStringLiteral("tmp"))};
-    /** Notes that it has been started, in a file beside itself. */
-    QByteArray program = test::StandIn::bytes();
-
-    explicit Fixture(const QByteArray& url = "setup.exe")
-    {
-        QDir(temporary.path()).mkdir(QStringLiteral("tmp"));
-        robot.press(question, proceed);
-        robot.press(QStringLiteral("Error code"), QStringLiteral("OK"));
-        offer(url);
-        showOffer();
-    }
-
-    void offer(const QByteArray& url)
-    {
-        server.answer("/doc.xml", test::http(200, test::document(test::packageElement(
-                                                      "4.3", server.url("/" + url).toEncoded()))));
-        server.answer("/" + url, test::http(200, program));
-    }
-    void showOffer()
-    {
-        // All kinds of packages are taken for a candidate, as a host may have it.
-        settings.values[AppSettings::UpdatePackageSuffixes] = QString();
-        check();
-        QTRY_VERIFY(!isChecking());
-        QCOMPARE(client->state(), SoftwareUpdate::eUpdateAvailable);
-    }
-    void install(int row = 0)
-    {
-        QMetaObject::invokeMethod(client, "installPackage", Q_ARG(int, row));
-    }
-    [[nodiscard]] QProgressDialog* progress() const
-    {
-        return available() ? available()->findChild<QProgressDialog*>() : nullptr;
-    }
-    [[nodiscard]] SoftwareUpdateAvailableDialog* available() const
-    {
-        return dialog<SoftwareUpdateAvailableDialog>();
-    }
-    /** What lies in the temporary folder: names of files, or "folder" for an empty one. */
-    [[nodiscard]] QStringList leftovers() const
-    {
-        QStringList found;
-        QDirIterator it(temporary.filePath(QStringLiteral("tmp")),
-                        QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot,
-                        QDirIterator::Subdirectories);
-        while (it.hasNext()) {
-            it.next();
-            if (test::StandIn::isRecord(it.fileName())) {
-                continue;
-            }
-            if (!it.fileInfo().isDir() || QDir(it.filePath()).isEmpty()) {
-                found << (it.fileInfo().isDir() ? QStringLiteral("folder") : it.fileName());
-            }
-        }
-        return found;
-    }
-    [[nodiscard]] bool wasStarted() const
-    {
-        QDirIterator it(temporary.path(), QDir::Files, QDirIterator::Subdirectories);
-        while (it.hasNext()) {
-            it.next();
-            if (test::StandIn::isRecord(it.fileName())) {
-                return true;
-            }
-        }
-        return false;
-    }
-    /** Nothing started, nothing left, and the user where he was. */
-    [[nodiscard]] bool isUndone() const
-    {
-        return !wasStarted() && leftovers().isEmpty() && !progress() && available() &&
-               available()->isVisible() && log.lines(Log::eError).isEmpty();
-    }
-    [[nodiscard]] QStringList errorBoxes() const { return robot.seen().filter(errorTitle); }
-};
+using Fixture = test::InstallFixture;
 
 void installsAfterAll(Fixture& f)
 {
