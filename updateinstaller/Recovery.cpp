@@ -33,6 +33,7 @@ public:
 
 private:
     [[nodiscard]] bool fillGap();
+    void clearGap();
     [[nodiscard]] bool isSwapped() const;
     [[nodiscard]] bool undo();
     [[nodiscard]] bool moveBack(const Path& from, const Path& to, const char* what);
@@ -61,11 +62,8 @@ bool Resolver::fillGap()
 {
     const bool hasBackup = isThere(m_work.backup());
     const bool hasStaged = isThere(m_work.staged());
-    std::vector<Entry> entries;
-    if ((hasBackup || hasStaged) && kindOf(m_application) == Kind::eFolder &&
-        !listFolder(m_application, entries) && entries.empty()) {
-        // Made by somebody who missed it; not empty is an error of the rename below.
-        (void)removeFolder(m_application);
+    if (hasBackup && hasStaged && kindOf(m_application) == Kind::eFolder) {
+        clearGap();
     }
     if (isThere(m_application)) {
         return true;
@@ -79,6 +77,24 @@ bool Resolver::fillGap()
         return moveBack(m_work.backup(), m_application, "the old tree is put back in place");
     }
     return !hasStaged;
+}
+
+/** Some other program may have made the folder anew, to write its notes there. */
+void Resolver::clearGap()
+{
+    std::vector<Entry> entries;
+    if (isProgram(m_application / m_exe) || listFolder(m_application, entries)) {
+        return;
+    }
+    if (entries.empty() && !removeFolder(m_application)) {
+        return;
+    }
+    Path aside;
+    for (int i = 1; aside.empty() || isThere(aside); ++i) {
+        aside = m_application;
+        aside += ".set-aside-" + std::to_string(i);
+    }
+    (void)moveBack(m_application, aside, "a folder without the program has been set aside");
 }
 
 bool Resolver::isSwapped() const

@@ -25,9 +25,12 @@ private slots:
     void refuses();
     void leavesForeignFoldersAlone_data();
     void leavesForeignFoldersAlone();
+    void resolvesWhatItFinds_data();
+    void resolvesWhatItFinds();
     void goesBackWhenTheNewProgramDoesNotStart();
     void checksTheSpaceBeforeItCopies();
     void waitsForAProgramThatStillRuns();
+    void namesWhoHoldsTheFolder();
     void waitsForAHeldFile_data();
     void waitsForAHeldFile();
     void letsOneRunAtATime();
@@ -188,6 +191,68 @@ void tst_UpdateInstaller::leavesForeignFoldersAlone()
     QCOMPARE(m_rig.treeIn(m_rig.unpacked()), QByteArray("new"));
 }
 
+void tst_UpdateInstaller::resolvesWhatItFinds_data()
+{
+    QTest::addColumn<QByteArray>("application"); // the tree that is there
+    QTest::addColumn<QByteArray>("backup");
+    QTest::addColumn<QByteArray>("staged");
+    QTest::addColumn<int>("code");
+    QTest::addColumn<QByteArray>("result");
+
+    const QByteArray none;
+    QTest::newRow("an empty folder made in the gap")
+        << QByteArray("empty") << QByteArray("old") << QByteArray("new") << 0 << QByteArray("new");
+    QTest::newRow("a folder made in the gap by a program that writes there")
+        << QByteArray("stray") << QByteArray("old") << QByteArray("new") << 0 << QByteArray("new");
+    QTest::newRow("an application installed anew in the gap")
+        << QByteArray("third") << QByteArray("old") << QByteArray("new") << 13
+        << QByteArray("third");
+    QTest::newRow("the new tree lost in the gap")
+        << none << QByteArray("old") << none << 13 << QByteArray("old");
+    QTest::newRow("the old tree lost in the gap")
+        << none << none << QByteArray("new") << 13 << QByteArray("new");
+    QTest::newRow("folders exchanged, and numbered anew by the system")
+        << QByteArray("new") << none << QByteArray("old") << 13 << QByteArray("new");
+    QTest::newRow("folders renamed, and numbered anew by the system")
+        << QByteArray("new") << QByteArray("old") << none << 0 << QByteArray("new");
+}
+
+void tst_UpdateInstaller::resolvesWhatItFinds()
+{
+    QFETCH(QByteArray, application);
+    QFETCH(QByteArray, backup);
+    QFETCH(QByteArray, staged);
+    QFETCH(int, code);
+    QFETCH(QByteArray, result);
+    const auto make = [](const QString& folder, const QByteArray& version) {
+        QDir(folder).removeRecursively();
+        if (version == "empty" || version == "stray") {
+            QDir().mkpath(folder + (version == "stray" ? QStringLiteral("/notes") : QString()));
+        } else if (!version.isEmpty()) {
+            InstallerRig::makeTree(folder, version);
+        }
+    };
+    make(m_rig.application(), application);
+    make(m_rig.workFolder() + QStringLiteral("/backup"), backup);
+    make(m_rig.workFolder() + QStringLiteral("/staged"), staged);
+    QDir().mkpath(m_rig.workFolder());
+    writeFile(m_rig.workFolder() + QStringLiteral("/UpdateInstaller.marker"), "");
+    updateinstaller::Journal journal;
+    journal.phase = updateinstaller::Journal::Phase::eSwapping;
+    journal.newDir = journal.source = QFile::encodeName(m_rig.unpacked()).toStdString();
+    journal.newDirId = journal.newTreeId = {1, 1, 1};
+    journal.oldTreeId = {1, 2, 2};
+    writeFile(m_rig.workFolder() + QStringLiteral("/journal"),
+              QByteArray::fromStdString(journal.encode()));
+
+    const auto run = m_rig.run(Build::eReal, m_rig.commandLine());
+    QVERIFY2(run.code == code, m_rig.logText().constData());
+    QCOMPARE(m_rig.treeIn(m_rig.application()), result);
+    QCOMPARE(m_rig.startedVersion(), result);
+    const QString aside = QStringLiteral("Camera & Desk.set-aside-1");
+    QCOMPARE(m_rig.leftovers(), application == "stray" ? QStringList{aside} : QStringList());
+}
+
 void tst_UpdateInstaller::goesBackWhenTheNewProgramDoesNotStart()
 {
     InstallerRig::makeTree(m_rig.unpacked(), "broken");
@@ -227,6 +292,25 @@ void tst_UpdateInstaller::waitsForAProgramThatStillRuns()
     checkUpdated();
     QVERIFY(m_rig.logText().contains("still in use, waiting: " + QFile::encodeName(program)));
     QVERIFY(helper.waitForFinished());
+}
+
+void tst_UpdateInstaller::namesWhoHoldsTheFolder()
+{
+    InstallerRig::makeTree(m_rig.unpacked(), "new");
+    const QString program = m_rig.application() + QStringLiteral("/helper");
+    QVERIFY(QFile::copy(QStringLiteral("/bin/sleep"), program));
+    QProcess helper;
+    helper.start(program, {QStringLiteral("60")});
+    QVERIFY(helper.waitForStarted());
+
+    const auto run = m_rig.run(Build::eWithFaults, m_rig.commandLine(),
+                               {QStringLiteral("FAULT_PATIENCE_MS=300")});
+    const QByteArray holder = "process " + QByteArray::number(helper.processId());
+    helper.kill();
+    QVERIFY(helper.waitForFinished());
+    QCOMPARE(run.code, 10);
+    QVERIFY2(m_rig.logText().contains("it is in use by " + holder), m_rig.logText().constData());
+    QCOMPARE(m_rig.startedVersion(), QByteArray("old"));
 }
 
 void tst_UpdateInstaller::waitsForAHeldFile_data()
