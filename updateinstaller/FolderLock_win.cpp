@@ -1,8 +1,6 @@
 #include "updateinstaller/FolderLock.h"
 
-#include "updateinstaller/LongPath_win.h"
-
-#include <windows.h>
+#include "updateinstaller/WindowsFile_win.h"
 
 namespace updateinstaller {
 

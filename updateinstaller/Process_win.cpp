@@ -1,11 +1,10 @@
 #include "updateinstaller/Process.h"
 
-#include "updateinstaller/LongPath_win.h"
+#include "updateinstaller/WindowsFile_win.h"
 
 #include <cstdlib>
 #include <cwchar>
 #include <io.h>
-#include <windows.h>
 
 namespace updateinstaller {
 
@@ -13,11 +12,6 @@ namespace {
 
 const wchar_t* const programName = L"UpdateInstaller";
 const wchar_t* const retiredName = L"UpdateInstaller.retired-";
-
-std::error_code lastError()
-{
-    return {static_cast<int>(::GetLastError()), std::system_category()};
-}
 
 // An invalid number is expected below and no reason to end the program.
 void ignoreInvalidParameter(const wchar_t*, const wchar_t*, const wchar_t*, unsigned,

@@ -102,7 +102,7 @@ QByteArray InstallerRig::hashOf(const QString& folder)
         const QString path = entries.next();
         struct stat status = {};
         ::lstat(QFile::encodeName(path).constData(), &status);
-        QString line = path.mid(folder.size()) + QStringLiteral(" %1").arg(status.st_mode, 0, 8);
+        QString line = path.midRef(folder.size()) + QStringLiteral(" %1").arg(status.st_mode, 0, 8);
         if (S_ISREG(status.st_mode)) {
             QFile file(path);
             (void)file.open(QIODevice::ReadOnly);
