@@ -87,19 +87,10 @@ void tst_StoredSettings::writesInOrder()
 {
     test::RecordingSettings store;
     writeSettings(store, example());
-    const QStringList expected{
-        QStringLiteral("set 44 false"),
-        QStringLiteral("set 45 true"),
-        QStringLiteral("set 46 3"),
-        QStringLiteral("set 43 http://h/a,b?c=%20"),
-        QStringLiteral("set 40 v4.3.1.778-beta"),
-        QStringLiteral("set 39 Viewer, \"Pro\""),
-        QStringLiteral("set 47 2026-03-04T05:06:07.000"),
-        QStringLiteral("set 48 Win32,Win64"),
-        QStringLiteral("set 49 exe"),
-        QStringLiteral("set 50 "),
-        QStringLiteral("set 51 cam 1:1.2,cam2:"),
-    };
+    const QStringList expected = test::lines(
+        "set 44 false\nset 45 true\nset 46 3\nset 43 http://h/a,b?c=%20\nset 40 v4.3.1.778-beta\n"
+        "set 39 Viewer, \"Pro\"\nset 47 2026-03-04T05:06:07.000\nset 48 Win32,Win64\nset 49 exe\n"
+        "set 50 \nset 51 cam 1:1.2,cam2:");
     QCOMPARE(store.calls, expected);
 }
 

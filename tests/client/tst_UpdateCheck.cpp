@@ -8,6 +8,7 @@
 #include <QDir>
 #include <QTableWidget>
 #include <QTest>
+#include <QTextCodec>
 
 using namespace zk;
 using test::Answer;
@@ -47,12 +48,7 @@ QByteArray utf16(const QByteArray& text)
 {
     const QString all =
         QStringLiteral("<?xml version=\"1.0\" encoding=\"UTF-16\"?>") + QString::fromUtf8(text);
-    QByteArray bytes("\xff\xfe", 2);
-    for (const QChar c : all) {
-        bytes += char(c.cell());
-        bytes += char(c.row());
-    }
-    return bytes;
+    return QTextCodec::codecForName("UTF-16")->fromUnicode(all);
 }
 
 // qCompress() makes a zlib stream behind four bytes; "deflate" is what HTTP calls one.

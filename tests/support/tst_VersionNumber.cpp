@@ -31,28 +31,13 @@ private slots:
 void tst_VersionNumber::ordersAscending()
 {
     // Every entry is older than all that follow it.
-    const QStringList ascending{QString(),
-                                QStringLiteral("0-alpha"),
-                                QStringLiteral("0"),
-                                QStringLiteral("0.0.1"),
-                                QStringLiteral("1.0.0-1"),
-                                QStringLiteral("1.0.0-2"),
-                                QStringLiteral("1.0.0-10"),
-                                QStringLiteral("1.0.0-alpha"),
-                                QStringLiteral("1.0.0-alpha.1"),
-                                QStringLiteral("1.0.0-alpha.beta"),
-                                QStringLiteral("1.0.0-beta"),
-                                QStringLiteral("1.0.0-BETA.2"),
-                                QStringLiteral("1.0.0-beta.11"),
-                                QStringLiteral("1.0 rc 1"),
-                                QStringLiteral("1.0RC2"),
-                                QStringLiteral("1.0.0"),
-                                QStringLiteral("1.0.0.1"),
-                                QStringLiteral("9.0"),
-                                QStringLiteral("10.0"),
-                                QStringLiteral("10.0.00000000000000000000001"),
-                                QStringLiteral("99999999999999999999998"),
-                                QStringLiteral("99999999999999999999999")};
+    const QStringList ascending =
+        QStringList{QString()} +
+        zk::test::lines("0-alpha\n0\n0.0.1\n1.0.0-1\n1.0.0-2\n1.0.0-10\n1.0.0-alpha\n"
+                        "1.0.0-alpha.1\n1.0.0-alpha.beta\n1.0.0-beta\n1.0.0-BETA.2\n"
+                        "1.0.0-beta.11\n1.0 rc 1\n1.0RC2\n1.0.0\n1.0.0.1\n9.0\n10.0\n"
+                        "10.0.00000000000000000000001\n99999999999999999999998\n"
+                        "99999999999999999999999");
     for (int i = 0; i < ascending.size(); ++i) {
         for (int j = 0; j < ascending.size(); ++j) {
             const VersionNumber a = version(ascending[i]);
