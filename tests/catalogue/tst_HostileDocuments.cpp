@@ -65,7 +65,6 @@ private slots:
     void areAnsweredAtOnce();
     void limitsAreWhatTheySay_data();
     void limitsAreWhatTheySay();
-    void costsGrowLinearly();
 };
 
 void tst_HostileDocuments::areAnsweredAtOnce_data()
@@ -102,6 +101,7 @@ void tst_HostileDocuments::areAnsweredAtOnce_data()
               QByteArray("<!DOCTYPE a [<!ELEMENT a ") + QByteArray(documentSize, '(') + ">]><a/>",
               QString());
     test::row("a million elements", filled("<a>", "<b/>", "</a>"), QString());
+    // A walk up the ancestors for every key of every package took 52 s for 20,000 of them.
     test::row("400,000 packages", filled("<a>", "<package/>", "</a>"), QString());
     test::row("400,000 packages below a root called like a value",
               filled("<name>", "<package/>", "</name>"), QString());
@@ -194,31 +194,6 @@ void tst_HostileDocuments::limitsAreWhatTheySay()
     const test::LogCapture log(Log::eWarning);
     QVERIFY(UpdateDocument::parse(&large, limits).isEmpty());
     QCOMPARE(log.lines(Log::eWarning).size(), 2);
-}
-
-// A walk up the ancestors for every key of every package took 52 s for the larger of these.
-void tst_HostileDocuments::costsGrowLinearly()
-{
-    const auto measure = [](int packages) {
-        const QByteArray bytes =
-            "<a base-url=\"http://h/\">" +
-            QByteArray("<package><file url=\"a.exe\"/></package>").repeated(packages) + "</a>";
-        qint64 best = std::numeric_limits<qint64>::max();
-        for (int i = 0; i < 3; ++i) {
-            QBuffer buffer;
-            buffer.setData(bytes);
-            buffer.open(QIODevice::ReadOnly);
-            QElapsedTimer timer;
-            timer.start();
-            if (UpdateDocument::parse(&buffer).size() != packages) {
-                return std::numeric_limits<qint64>::max();
-            }
-            best = qMin(best, timer.nsecsElapsed());
-        }
-        return best;
-    };
-    const double ratio = double(measure(20000)) / double(measure(2000));
-    QVERIFY2(ratio < 30, qPrintable(QString::number(ratio)));
 }
 
 QTEST_GUILESS_MAIN(tst_HostileDocuments)

@@ -45,8 +45,7 @@ class tst_PackageSelection : public QObject
 
 private slots:
     void offersTheNewestRelease();
-    void keepsOneSpellingOfTheNewestRelease();
-    void filtersSuffixes();
+    void choosesAmongSpellingsAndSuffixes();
     void findsTheBestPerTypeAndPlatform();
     void eliminatesLaterDuplicates();
     void costsGrowLinearly();
@@ -74,16 +73,12 @@ void tst_PackageSelection::offersTheNewestRelease()
     QCOMPARE(candidates({package("0", "Win64")}, "").size(), 1);
 }
 
-void tst_PackageSelection::keepsOneSpellingOfTheNewestRelease()
+void tst_PackageSelection::choosesAmongSpellingsAndSuffixes()
 {
     QCOMPARE(texts(candidates({package("4.3", ""), package("4.3.0", "")}, "4.1")),
              QStringList(QStringLiteral("4.3 exe")));
     QCOMPARE(texts(candidates({package("4.9", ""), package("4.10", "")}, "4.1")),
              QStringList(QStringLiteral("4.10 exe")));
-}
-
-void tst_PackageSelection::filtersSuffixes()
-{
     const PackageInfoList packages{package("4.3", "", "exe"), package("4.3", "", "zip")};
     QCOMPARE(texts(candidates(packages, "4.1", {QStringLiteral("zip"), QStringLiteral("msi")})),
              QStringList(QStringLiteral("4.3 zip")));
