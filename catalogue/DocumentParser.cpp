@@ -43,18 +43,20 @@ public:
     }
 
     // NOLINTNEXTLINE(misc-no-recursion): no deeper than the loader lets a document be
-    void appendPackages(const SetRecord& set, Scope scope, PackageInfoList& packages)
+    void appendPackages(SetRecord&& set, Scope scope, PackageInfoList& packages)
     {
         scope.enter(set.own);
-        for (const PackageRecord& package : set.packages) {
+        for (PackageRecord& package : set.packages) {
             if (m_state.isBudgetSpent()) {
                 return;
             }
             packages.append(PackageInfo());
             readPackage(package, scope, packages.last());
+            // Its memory serves the next ones, and is still near.
+            package = PackageRecord();
         }
-        for (const SetRecord& nested : set.sets) {
-            appendPackages(nested, scope, packages);
+        for (SetRecord& nested : set.sets) {
+            appendPackages(std::move(nested), scope, packages);
         }
     }
 
