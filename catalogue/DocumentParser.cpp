@@ -42,7 +42,6 @@ public:
         return scope;
     }
 
-    // NOLINTNEXTLINE(misc-no-recursion): no deeper than the loader lets a document be
     void appendPackages(SetRecord&& set, Scope scope, PackageInfoList& packages)
     {
         scope.enter(set.own);

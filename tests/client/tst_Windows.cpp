@@ -71,7 +71,8 @@ void tst_Windows::settings()
         bool wasVisible = false;
         QTimer::singleShot(0, f.client, [&f, &wasVisible, i] {
             auto* const dialog = f.dialog<SoftwareUpdateDialog>();
-            wasVisible = dialog && dialog->isVisible();
+            QVERIFY(dialog);
+            wasVisible = dialog->isVisible();
             dialog->done(i % 2);
         });
         f.client->queryForUpdate({}, modal);
