@@ -31,6 +31,7 @@ void replaceProcess(const QString& program, const QStringList& arguments)
         bytes.push_back(QFile::encodeName(argument));
     }
     std::vector<char*> pointers;
+    pointers.reserve(bytes.size() + 1);
     for (QByteArray& argument : bytes) {
         pointers.push_back(argument.data());
     }

@@ -1,0 +1,30 @@
+// Signature files and public keys. Nobody signs at random: whatever is parsed must not be accepted.
+
+#include "support/Minisign.h"
+
+#include <QTemporaryFile>
+
+#include <cstddef>
+#include <cstdint>
+#include <cstdlib>
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
+{
+    static const QString empty = [] {
+        static QTemporaryFile file;
+        file.open();
+        return file.fileName();
+    }();
+    const QByteArray bytes(reinterpret_cast<const char*>(data), int(size));
+    (void)zk::Minisign::parsePublicKey(QString::fromUtf8(bytes));
+    const auto parsed = zk::Minisign::parseSignature(bytes);
+    if (const auto* const signature = std::get_if<zk::Minisign::Signature>(&parsed)) {
+        (void)zk::Minisign::commentField(signature->trustedComment, QStringLiteral("file"));
+        zk::Minisign::PublicKey known{};
+        known.id = signature->id;
+        if (zk::Minisign::verify(empty, *signature, {known}).isEmpty()) {
+            std::abort();
+        }
+    }
+    return 0;
+}
