@@ -33,6 +33,8 @@ void SelfUpdate::start()
 }
 
 // A new timer each time: one that is being handled does not fire inside nested event loops.
+// Not const: it sets in motion what changes this.
+// NOLINTNEXTLINE(readability-make-member-function-const)
 void SelfUpdate::lookSoon()
 {
     constexpr int interval = 10;
