@@ -91,6 +91,7 @@ Tour::Tour(zk::SoftwareUpdateClient& client, UpdateServer& server, MainWindow& w
     addSettingsScene();
     addInstallationScene();
     addFailureScene();
+    addRestartScene();
     addBetaScene();
     addAboutScene();
 }
@@ -267,6 +268,18 @@ void Tour::addFailureScene()
     m_player.add(
         QStringLiteral("downloaded and handed to its installer"),
         [] { return isGone<SoftwareUpdateAvailableDialog>() && isGone<QProgressDialog>(); }, [] {});
+}
+
+void Tour::addRestartScene()
+{
+    addMenuStep(QStringLiteral("Help > Check for updates"), "checkAction");
+    addSelection(QStringLiteral("select the archive for installation"), {QStringLiteral("zip")});
+    addInstallClicks();
+    m_player.add(
+        QStringLiteral("downloaded, and being unpacked"),
+        [] { return isGone<QProgressDialog>() && !isGone<QMessageBox>(); }, [] {});
+    m_player.addPicture(QStringLiteral("restart-question"), find<QMessageBox>);
+    addAnswer(QStringLiteral("Restart later"), false);
 }
 
 void Tour::addBetaScene()

@@ -49,6 +49,7 @@ private:
     void addSettingsScene();
     void addInstallationScene();
     void addFailureScene();
+    void addRestartScene();
     void addBetaScene();
     void addAboutScene();
 
