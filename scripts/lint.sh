@@ -56,80 +56,68 @@ step_headers() {
     cmake --build --preset clang --target all_verify_interface_header_sets
 }
 
-build_clang() {
-    configure clang
-    cmake --build --preset clang
-}
-
-# Generated files have no place in the report; everything else that is compiled has.
-compiled_sources() {
-    local root
-    root=$(pwd)
-    grep -oE '"file": "[^"]+"' build/clang/compile_commands.json | cut -d'"' -f4 |
-        grep "^$root/" | grep -v "^$root/build/" | sort -u
-}
-
 # "KEY FILE" for each compiled source: the key stands for the source, all headers of ours that it includes, and
 # the checks. Two checkouts of the same state have the same keys.
-tidy_keys() {
+source_keys() {
     local root=$PWD config file sums
-    config=$(cat .clang-tidy <(clang-tidy --version) | sha256sum)
+    config=$(cat .clang-tidy scripts/lint.sh <(clang-tidy --version) | sha256sum)
     {
         find . -path ./build -prune -o -type f \( -name '*.cpp' -o -name '*.h' \) -exec sha256sum {} + |
             sed "s|  \./|  $root/|"
         ninja -C build/clang -t deps
+        # Generated files have no place in the report; everything else that is compiled has.
+        grep -oE '"file": "[^"]+"' build/clang/compile_commands.json | cut -d'"' -f4 |
+            grep "^$root/" | grep -v "^$root/build/" | sort -u | sed 's/^/source: /'
     } | awk -v root="$root/" '
         NF == 2 && length($1) == 64 { sum[$2] = $1; next }
+        /^source: / { wanted[$2] = 1; next }
         /: #deps/ { source = ""; next }
         NF == 1 && index($1, root) == 1 {
             if (source == "") { source = $1 }
             if ($1 in sum) { sums[source] = sums[source] sum[$1] }
         }
-        END { for (file in sums) { print file, sums[file] } }' |
+        END { for (file in wanted) { print file, sums[file] } }' |
         while read -r file sums; do
             echo "$(sha256sum <<<"$config $sums" | cut -d' ' -f1) $file"
         done
 }
 
-# Notes in $tidy_cache what was found clean: it takes seconds a file, and most do not change.
-tidy_cache=${XDG_CACHE_HOME:-$HOME/.cache}/softwareupdate-clang-tidy
-tidy_one() {
-    local key=$1 file=$2
-    [ "$key" != none ] && [ -e "$tidy_cache/$key" ] && return 0
+run_tidy() {
     # Its count of warnings in headers that are not ours goes to stderr.
-    clang-tidy -p build/clang --quiet "$file" 2>/dev/null && touch "$tidy_cache/$key"
+    clang-tidy -p build/clang --quiet "$1" 2>/dev/null
 }
 
-step_tidy() {
-    build_clang
-    say "clang-tidy"
-    mkdir -p "$tidy_cache"
-    export -f tidy_one
-    export tidy_cache
-    local keys
-    keys=$(tidy_keys)
-    # All that is compiled, and nothing generated.
-    compiled_sources | while read -r file; do
-        awk -v file="$file" '$2 == file { print; found = 1 } END { if (!found) print "none", file }' <<<"$keys"
-    done | xargs -P "$(nproc)" -L 1 bash -c 'tidy_one "$0" "$1"'
-}
-
-step_clazy() {
-    build_clang
-    say "clazy"
-    # Its exit code says nothing: any output is a finding.
+run_clazy() {
+    [[ $1 != "$PWD"/updateinstaller/* ]] || return 0
     local found
-    found=$(compiled_sources | grep -v "^$(pwd)/updateinstaller/" |
-        xargs -P "$(nproc)" -n 4 clazy-standalone -p build/clang \
-            --checks=level0,level1 \
-            --header-filter="$(pwd)/(types|support|catalogue|ui|install|client|publisher|demo|tests)/.*" \
-            --ignore-dirs='.*(_autogen|/usr/|/build/).*' 2>&1 |
+    # Its exit code says nothing: any output is a finding.
+    found=$(clazy-standalone -p build/clang --checks=level0,level1 \
+        --header-filter="$PWD/(types|support|catalogue|ui|install|client|publisher|demo|tests)/.*" \
+        --ignore-dirs='.*(_autogen|/usr/|/build/).*' "$1" 2>&1 |
         grep -E 'warning:|error:' | sort -u || true)
-    if [ -n "$found" ]; then
-        echo "$found"
-        return 1
-    fi
+    [ -z "$found" ] || { echo "$found"; return 1; }
 }
+
+# Notes what was found clean: a file takes seconds, and most do not change.
+clean_sources=${XDG_CACHE_HOME:-$HOME/.cache}/softwareupdate-lint
+run_unless_clean() {
+    local tool=$1 key=$2 file=$3
+    [ -e "$clean_sources/$tool-$key" ] && return 0
+    "run_$tool" "$file" && touch "$clean_sources/$tool-$key"
+}
+
+check_sources() { # TOOL
+    configure clang
+    cmake --build --preset clang
+    say "$1"
+    mkdir -p "$clean_sources"
+    export -f run_unless_clean run_tidy run_clazy
+    export clean_sources
+    source_keys | xargs -P "$(nproc)" -L 1 bash -c 'run_unless_clean "$@"' run "$1"
+}
+
+step_tidy() { check_sources tidy; }
+step_clazy() { check_sources clazy; }
 
 steps=("$@")
 [ ${#steps[@]} -gt 0 ] || steps=(format includes headers tidy clazy)
