@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <cwchar>
 #include <io.h>
+#include <vector>
 
 namespace updateinstaller {
 
@@ -19,6 +20,72 @@ void ignoreInvalidParameter(const wchar_t*, const wchar_t*, const wchar_t*, unsi
 {
 }
 
+HANDLE handleOf(std::uintptr_t value)
+{
+    return reinterpret_cast<HANDLE>(value); // NOLINT(performance-no-int-to-ptr)
+}
+
+bool isInheritable(HANDLE handle, DWORD& flags)
+{
+    return ::GetHandleInformation(handle, &flags) && (flags & HANDLE_FLAG_INHERIT) != 0;
+}
+
+bool isStandardStream(HANDLE handle)
+{
+    return handle == ::GetStdHandle(STD_INPUT_HANDLE) ||
+           handle == ::GetStdHandle(STD_OUTPUT_HANDLE) ||
+           handle == ::GetStdHandle(STD_ERROR_HANDLE);
+}
+
+/** The open files and folders that a child would inherit, and that may so have been inherited. */
+std::vector<HANDLE> inheritableFiles()
+{
+    // Handles are multiples of four, and inherited ones keep the caller's numbers: there are gaps.
+    constexpr std::uintptr_t step = 4;
+    constexpr std::uintptr_t last = step * 0x10000;
+    DWORD unseen = 0;
+    // Saves most of the walk; Wine answers 0.
+    if (!::GetProcessHandleCount(::GetCurrentProcess(), &unseen) || unseen == 0) {
+        unseen = last;
+    }
+    std::vector<HANDLE> files;
+    for (std::uintptr_t value = step; value <= last && unseen > 0; value += step) {
+        const HANDLE handle = handleOf(value);
+        DWORD flags = 0;
+        if (!::GetHandleInformation(handle, &flags)) {
+            continue;
+        }
+        --unseen;
+        if ((flags & HANDLE_FLAG_INHERIT) != 0 && !isStandardStream(handle) &&
+            ::GetFileType(handle) == FILE_TYPE_DISK) {
+            files.push_back(handle);
+        }
+    }
+    return files;
+}
+
+/**
+ * Closes the files and folders that the caller had open. One there always is: Windows holds the
+ * working folder of every process by a handle that is inherited, and a folder that is held cannot
+ * be renamed.
+ */
+void closeInheritedFiles()
+{
+    const std::vector<HANDLE> files = inheritableFiles();
+    wchar_t elsewhere[MAX_PATH] = L"";
+    if (::GetSystemDirectoryW(elsewhere, MAX_PATH) == 0 || !::SetCurrentDirectoryW(elsewhere)) {
+        return;
+    }
+    // Of all these, this process's own working folder alone was still needed, and it has just been
+    // exchanged for another: opened before the former is closed, thus under a number not listed.
+    for (const HANDLE handle : files) {
+        DWORD flags = 0;
+        if (isInheritable(handle, flags)) {
+            ::CloseHandle(handle);
+        }
+    }
+}
+
 } // namespace
 
 void leaveCaller()
@@ -28,6 +95,9 @@ void leaveCaller()
     for (int descriptor = 3; descriptor < mostDescriptors; ++descriptor) {
         ::_close(descriptor);
     }
+    closeInheritedFiles();
+    // Else the console's own process would stay, in the working folder that the caller gave it.
+    ::FreeConsole();
 }
 
 bool setWorkingFolder(const Path& folder)
