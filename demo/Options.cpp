@@ -62,7 +62,7 @@ Options parseOptions(const QStringList& arguments)
          QStringLiteral("file")},
         {serverUrl, QStringLiteral("Use the update document at <url>, not the own server's."),
          QStringLiteral("url")},
-        {pictures, QStringLiteral("Save pictures of the tour's windows in <folder>."),
+        {pictures, QStringLiteral("Save pictures of the windows in <folder>."),
          QStringLiteral("folder")},
         {version, QStringLiteral("Pretend to be <version>, with cameras that are up to date."),
          QStringLiteral("version"), hostVersion()},

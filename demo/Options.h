@@ -21,7 +21,7 @@ struct Options
     /** Two letters; empty: the system's language. */
     QString language;
     QString settingsFile;
-    /** Where the tour leaves its pictures; empty: nowhere. */
+    /** Where the tour and a self-update leave pictures; empty: nowhere. */
     QString pictures;
     /** Of a server that runs already; empty: the host brings its own. */
     QString serverUrl;

@@ -8,17 +8,25 @@
 #include "client/SoftwareUpdateClient.h"
 
 #include <QAbstractButton>
+#include <QCoreApplication>
 #include <QDateTime>
+#include <QDir>
 #include <QFile>
+#include <QPixmap>
+#include <QScreen>
 #include <QTableWidget>
 #include <QTimer>
 #include <QUrl>
+#include <QWindow>
 
 namespace demo {
 
-SelfUpdate::SelfUpdate(zk::SoftwareUpdateClient& client, const QString& reportFile)
+SelfUpdate::SelfUpdate(zk::SoftwareUpdateClient& client, QWidget& window, const QString& reportFile,
+                       const QString& pictures)
     : m_client(client)
+    , m_window(window)
     , m_reportFile(reportFile)
+    , m_pictures(pictures)
 {
 }
 
@@ -28,7 +36,8 @@ void SelfUpdate::start()
 {
     m_running.start();
     lookSoon();
-    report(QStringLiteral("running"));
+    report(QStringLiteral("running in ") +
+           QDir::toNativeSeparators(QCoreApplication::applicationDirPath()));
     m_client.performUpdateCheck(QUrl(m_client.getSettings().serverUrl));
 }
 
@@ -48,7 +57,8 @@ void SelfUpdate::look()
     const auto state = m_client.state();
     if (auto* const box = visibleWindow<QMessageBox>()) {
         answer(*box);
-    } else if (state == zk::SoftwareUpdate::eUpToDate) {
+    } else if (state == zk::SoftwareUpdate::eUpToDate && m_window.windowHandle()->isExposed()) {
+        takePicture();
         finish(QStringLiteral("up to date"), 0);
     } else if (state == zk::SoftwareUpdate::eUpdateAvailable) {
         if (!m_isInstalling && hasRows()) {
@@ -60,7 +70,8 @@ void SelfUpdate::look()
                 ->findChild<QAbstractButton*>(QStringLiteral("installPushButton"))
                 ->click();
         }
-    } else if (state != zk::SoftwareUpdate::eChecking || m_running.hasExpired(patience)) {
+    } else if ((state != zk::SoftwareUpdate::eChecking && state != zk::SoftwareUpdate::eUpToDate) ||
+               m_running.hasExpired(patience)) {
         finish(QStringLiteral("stuck in state %1").arg(int(state)), 1);
     }
 }
@@ -74,6 +85,20 @@ void SelfUpdate::answer(QMessageBox& box)
     }
     report(QStringLiteral("%1: %2").arg(box.windowTitle(), yes->text()));
     yes->click();
+}
+
+void SelfUpdate::takePicture()
+{
+    if (m_pictures.isEmpty()) {
+        return;
+    }
+    m_window.repaint();
+    const QString file = QDir(m_pictures).filePath(QStringLiteral("self-update.png"));
+    // What the screen shows, not what the window would paint.
+    const QPixmap picture = m_window.screen()->grabWindow(m_window.winId());
+    if (!QDir().mkpath(m_pictures) || !picture.save(file)) {
+        report(QStringLiteral("cannot write ") + file);
+    }
 }
 
 void SelfUpdate::report(const QString& step) const

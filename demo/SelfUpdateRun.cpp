@@ -20,6 +20,10 @@
 #include <QTemporaryDir>
 #include <QThread>
 
+#ifdef Q_OS_WIN
+#include <windows.h>
+#endif
+
 using demo::ArchiveFile;
 using demo::print;
 using demo::printError;
@@ -162,6 +166,60 @@ bool waitFor(Condition isTrue, int patience)
     return true;
 }
 
+/** What stands behind @p text in the step that begins with it. */
+QString restOf(const QList<Step>& steps, const QString& text)
+{
+    for (const Step& step : steps) {
+        if (step.text.startsWith(text)) {
+            return step.text.mid(text.size());
+        }
+    }
+    return QString();
+}
+
+/**
+ * The process of the old version. On Windows it ends, and its successors are other processes; where
+ * there is an exec, it turns into UpdateInstaller.
+ */
+class HostProcess
+{
+public:
+    HostProcess() = default;
+    ~HostProcess()
+    {
+#ifdef Q_OS_WIN
+        if (m_handle) {
+            ::CloseHandle(m_handle);
+        }
+#endif
+    }
+    Q_DISABLE_COPY(HostProcess)
+
+    bool start(QProcess& process)
+    {
+        qint64 id = 0;
+        const bool isStarted = process.startDetached(&id);
+#ifdef Q_OS_WIN
+        // As long as it is held, the number stands for this process and for no other.
+        m_handle = ::OpenProcess(SYNCHRONIZE, FALSE, static_cast<DWORD>(id));
+#endif
+        return isStarted;
+    }
+    [[nodiscard]] bool isGone() const
+    {
+#ifdef Q_OS_WIN
+        return !m_handle || ::WaitForSingleObject(m_handle, 0) == WAIT_OBJECT_0;
+#else
+        return true;
+#endif
+    }
+
+private:
+#ifdef Q_OS_WIN
+    HANDLE m_handle = nullptr;
+#endif
+};
+
 struct Job
 {
     QString oldHost;
@@ -169,10 +227,12 @@ struct Job
     QString library;
     int megabytes = 50;
     int limit = 10'000;
+    QString pictures;
 };
 
 /** Starts the old version in @p folder, with everything that is to be found again in @p root. */
-bool startHost(const QDir& folder, const QDir& root, const QString& url)
+bool startHost(HostProcess& process, const QDir& folder, const QDir& root, const QString& url,
+               const QString& pictures)
 {
     QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
     const QString temporary = root.filePath(QStringLiteral("tmp"));
@@ -180,26 +240,47 @@ bool startHost(const QDir& folder, const QDir& root, const QString& url)
     for (const char* name : {"TMPDIR", "TMP", "TEMP"}) {
         environment.insert(QLatin1String(name), QDir::toNativeSeparators(temporary));
     }
-    const QStringList arguments{QStringLiteral("--self-update"),
-                                QStringLiteral("--server-url"),
-                                url,
-                                QStringLiteral("--settings"),
-                                root.filePath(QStringLiteral("settings.ini")),
-                                QStringLiteral("--report"),
-                                root.filePath(QStringLiteral("report"))};
+    QStringList arguments{QStringLiteral("--self-update"),
+                          QStringLiteral("--server-url"),
+                          url,
+                          QStringLiteral("--settings"),
+                          root.filePath(QStringLiteral("settings.ini")),
+                          QStringLiteral("--report"),
+                          root.filePath(QStringLiteral("report"))};
+    if (!pictures.isEmpty()) {
+        arguments << QStringLiteral("--pictures") << pictures;
+    }
     environment.insert(QStringLiteral("CAMERA_DESK_ARGUMENTS"), arguments.join(QLatin1Char('\n')));
     QProcess host;
     host.setProgram(folder.filePath(hostName));
     host.setProcessEnvironment(environment);
     host.setWorkingDirectory(folder.path());
     // Outlives this object, and becomes another program.
-    return host.startDetached();
+    return process.start(host);
 }
+
+/** A temporary folder that goes as soon as nobody works in it any more. */
+class Root
+{
+public:
+    Root() { m_dir.setAutoRemove(false); }
+    ~Root()
+    {
+        constexpr int patience = 10'000;
+        waitFor([this] { return QDir(path()).removeRecursively(); }, patience);
+    }
+    Q_DISABLE_COPY(Root)
+
+    [[nodiscard]] QString path() const { return m_dir.path(); }
+
+private:
+    QTemporaryDir m_dir;
+};
 
 int run(const Job& job)
 {
-    const QTemporaryDir root;
-    const QDir parent(root.filePath(QStringLiteral("Prøve & 测试 dir")));
+    const Root root;
+    const QDir parent(QDir(root.path()).filePath(QStringLiteral("Prøve & 测试 dir")));
     const QDir folder(parent.filePath(QStringLiteral("Camera Desk")));
     const int payload = job.megabytes * 1024 * 1024;
     const QList<ArchiveFile> newFiles = application(job.newHost, job.library, 43, payload);
@@ -214,32 +295,41 @@ int run(const Job& job)
               .arg(job.megabytes)
               .arg(newFiles.size()));
 
-    const QString reportFile = root.filePath(QStringLiteral("report"));
+    const QString reportFile = QDir(root.path()).filePath(QStringLiteral("report"));
     const QString last = QStringLiteral("4.3.0 up to date");
     QList<Step> steps;
-    const bool isUpdated = startHost(folder, QDir(root.path()), server.url().toString()) &&
-                           waitFor(
-                               [&] {
-                                   steps = readReport(reportFile);
-                                   return timeOf(steps, last) > 0;
-                               },
-                               job.limit * 2);
+    HostProcess host;
+    const bool isUpdated =
+        startHost(host, folder, QDir(root.path()), server.url().toString(), job.pictures) &&
+        waitFor(
+            [&] {
+                steps = readReport(reportFile);
+                return timeOf(steps, last) > 0;
+            },
+            job.limit * 2);
     for (const Step& step : qAsConst(steps)) {
         print(QStringLiteral("%1 ms  %2").arg(step.time - steps.first().time, 6).arg(step.text));
     }
     // The installer tidies up after the new version has started.
+    QStringList tidy{QStringLiteral("Camera Desk"), QStringLiteral("UpdateInstaller.log")};
+#ifdef Q_OS_WIN
+    tidy << QStringLiteral("UpdateInstaller.retired-1"); // it cannot remove itself there
+#endif
     const bool isTidy = waitFor(
-        [&parent] {
-            return parent.entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot) ==
-                   QStringList{QStringLiteral("Camera Desk"),
-                               QStringLiteral("UpdateInstaller.log")};
+        [&] {
+            return parent.entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot) == tidy;
         },
         job.limit);
     const QStringList wrong = differences(folder, newFiles);
-    if (!isUpdated || !isTidy || !wrong.isEmpty()) {
+    const QString place = QStringLiteral("4.3.0 running in ");
+    const bool isInPlace = restOf(steps, place) == QDir::toNativeSeparators(folder.path());
+    if (!isUpdated || !isInPlace || !host.isGone() || !isTidy || !wrong.isEmpty()) {
         printError(
-            QStringLiteral("self-update failed: %1, %2 files differ (%3), beside the folder: %4")
-                .arg(isUpdated ? QStringLiteral("updated") : QStringLiteral("not updated"))
+            QStringLiteral("self-update failed: %1, %2, %3 files differ (%4), beside the folder: "
+                           "%5")
+                .arg(isUpdated ? QStringLiteral("updated") : QStringLiteral("not updated"),
+                     host.isGone() ? QStringLiteral("the old process has ended")
+                                   : QStringLiteral("the old process still runs"))
                 .arg(wrong.size())
                 .arg(wrong.value(0), parent.entryList().join(QLatin1Char(' '))));
         printError(
@@ -266,6 +356,7 @@ int run(const Job& job)
 int main(int argc, char* argv[])
 {
     const QCoreApplication application(argc, argv);
+    const QString pictures = QStringLiteral("pictures");
     QCommandLineParser parser;
     parser.addHelpOption();
     parser.addOptions({
@@ -273,6 +364,8 @@ int main(int argc, char* argv[])
          QStringLiteral("n"), QStringLiteral("50")},
         {QStringLiteral("limit"), QStringLiteral("Fail when it takes more <ms>."),
          QStringLiteral("ms"), QStringLiteral("10000")},
+        {pictures, QStringLiteral("Save a picture of the new version's window in <folder>."),
+         QStringLiteral("folder")},
     });
     parser.addPositionalArgument(QStringLiteral("files"),
                                  QStringLiteral("The old host, the new host, and the library."));
@@ -283,5 +376,7 @@ int main(int argc, char* argv[])
     }
     return run({files.at(0), files.at(1), files.at(2),
                 parser.value(QStringLiteral("megabytes")).toInt(),
-                parser.value(QStringLiteral("limit")).toInt()});
+                parser.value(QStringLiteral("limit")).toInt(),
+                parser.isSet(pictures) ? QFileInfo(parser.value(pictures)).absoluteFilePath()
+                                       : QString()});
 }

@@ -140,7 +140,7 @@ int run(const Options& options, const Publication& publication)
     }
     window.show();
     if (options.mode == Options::eSelfUpdate) {
-        demo::SelfUpdate update(client, options.report);
+        demo::SelfUpdate update(client, window, options.report, options.pictures);
         update.start();
         return QApplication::exec();
     }
