@@ -4,7 +4,7 @@ set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 source scripts/lib.sh
 
-code_folders=(types support catalogue ui install client updateinstaller publisher demo tests benchmarks fuzz)
+code_folders=(types support catalogue ui install client updateinstaller publisher demo examples tests benchmarks fuzz)
 
 sources() { # PATTERN...
     local folder
@@ -92,7 +92,7 @@ run_clazy() {
     local found
     # Its exit code says nothing: any output is a finding.
     found=$(clazy-standalone -p build/clang --checks=level0,level1 \
-        --header-filter="$PWD/(types|support|catalogue|ui|install|client|publisher|demo|tests)/.*" \
+        --header-filter="$PWD/(types|support|catalogue|ui|install|client|publisher|demo|examples|tests)/.*" \
         --ignore-dirs='.*(_autogen|/usr/|/build/).*' "$1" 2>&1 |
         grep -E 'warning:|error:' | sort -u || true)
     [ -z "$found" ] || { echo "$found"; return 1; }
