@@ -115,7 +115,13 @@ SoftwareUpdateClient::SoftwareUpdateClient(const QString& productName, VersionNu
     connect(m_downloader, &FileDownloader::error, this, &SoftwareUpdateClient::failDownloadSoon);
 }
 
-SoftwareUpdateClient::~SoftwareUpdateClient() = default;
+SoftwareUpdateClient::~SoftwareUpdateClient()
+{
+    if (m_download.state != Download::eNone) {
+        // Nobody else knows of it. What has been dispatched is no download any more.
+        eraseDownload();
+    }
+}
 
 EState SoftwareUpdateClient::state() const
 {

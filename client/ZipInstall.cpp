@@ -75,7 +75,12 @@ void SoftwareUpdateClient::startUnpacking()
     });
     // Each manager for itself: the thread of an earlier package must not outlive us either.
     connect(qApp, &QCoreApplication::aboutToQuit, manager, &DownloadManager::cancelUnpacking);
-    connect(this, &QObject::destroyed, manager, &DownloadManager::cancelUnpacking);
+    connect(this, &QObject::destroyed, manager, [manager, zipFile] {
+        manager->cancelUnpacking();
+        // Gone already if everything is unpacked.
+        QFile::remove(zipFile);
+        QDir().rmdir(QFileInfo(zipFile).absolutePath());
+    });
 }
 
 void SoftwareUpdateClient::unpackingEnded(Unpacking::State state, const QString& folder)

@@ -347,6 +347,7 @@ void tst_InstallFlow::survivesItsDeletion()
     QTRY_VERIFY(!SoftwareUpdateClient::instance());
     QCoreApplication::processEvents();
     QVERIFY(!f.wasStarted());
+    QCOMPARE(f.leftovers(), QStringList());
 }
 
 void tst_InstallFlow::goesOnWithoutDialogs()
