@@ -199,6 +199,10 @@ void SoftwareUpdateClient::deleteProgressDialog()
 {
     QProgressDialog* const dialog = m_progressDialog;
     m_progressDialog.clear();
+    if (dialog) {
+        // It has a timer that would show it again, with a Cancel button that works.
+        dialog->reset();
+    }
     hideAndRelease(dialog);
 }
 

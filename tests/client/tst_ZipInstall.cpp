@@ -33,6 +33,7 @@ private slots:
     void handsNothingOverWithoutATree();
     void leavesNothingOfABadArchive();
     void handsOverTheNewestTreeOnly();
+    void closesTheProgressForGood();
     void letsTheUserStopWaiting();
     void survivesWhatGoesMeanwhile_data();
     void survivesWhatGoesMeanwhile();
@@ -302,6 +303,18 @@ void tst_ZipInstall::handsOverTheNewestTreeOnly()
     QTRY_COMPARE(host.robot.seen().filter(QStringLiteral("could not be unpacked")).size(), 1);
     QTRY_COMPARE(host.files(), QStringList{QStringLiteral("first")});
     QVERIFY(!host.hasLogged(Log::eInfo, QStringLiteral("starting zip installation")));
+}
+
+// QProgressDialog shows itself when its timer fires, which an empty package starts again.
+void tst_ZipInstall::closesTheProgressForGood()
+{
+    Host host;
+    bool isBack = false;
+    host.whileWaiting = [&isBack](QProgressDialog&) { isBack = true; };
+    host.robot.press(restart, later);
+    host.install(QByteArray());
+    QTRY_COMPARE(host.robot.seen().size(), 3);
+    QVERIFY(!isBack);
 }
 
 void tst_ZipInstall::letsTheUserStopWaiting()
