@@ -110,6 +110,10 @@ void ScriptedServer::read(QTcpSocket* socket)
     if (answers.size() > 1) {
         answers.removeFirst();
     }
+    if (next.delayMs > 0) {
+        QTimer::singleShot(next.delayMs, socket, [this, socket, next] { send(socket, next); });
+        return;
+    }
     send(socket, next);
 }
 

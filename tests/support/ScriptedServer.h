@@ -42,6 +42,8 @@ struct Answer
      */
     int dripMs = 0;
     int dropSize = 1;
+    /** Keeps the client waiting for so long first. */
+    int delayMs = 0;
 };
 
 /** A complete HTTP answer with @p status, the right length and @p headers (lines with CRLF). */
@@ -84,6 +86,7 @@ public:
     /** How many connections are open. */
     [[nodiscard]] int connections() const { return m_server.findChildren<QTcpSocket*>().size(); }
     [[nodiscard]] const QList<Request>& requests() const { return m_requests; }
+    void forgetRequests() { m_requests.clear(); }
 
 private:
     QTcpServer m_server;

@@ -1,0 +1,327 @@
+#include "Flow.h"
+
+#include "Resources.h"
+
+#include "support/Unzipper.h"
+#include "ui/SoftwareUpdateAvailableDialog.h"
+
+#include <QApplication>
+#include <QMessageBox>
+#include <QProgressDialog>
+#include <QPushButton>
+
+namespace zk::faults {
+
+namespace {
+
+Flow* current = nullptr;
+
+constexpr int requestTimeoutMs = 15'000;
+constexpr int limitMs = 20'000;
+
+template <typename Window>
+Window* visibleWindow()
+{
+    const QWidgetList windows = QApplication::topLevelWidgets();
+    for (QWidget* window : windows) {
+        if (window->isVisible() && qobject_cast<Window*>(window)) {
+            return qobject_cast<Window*>(window);
+        }
+    }
+    return nullptr;
+}
+
+} // namespace
+
+Flow::Flow(const Plan& plan, Sandbox& sandbox)
+    : m_plan(plan)
+    , m_sandbox(sandbox)
+    , m_peer(plan)
+    , m_parent(std::make_unique<QWidget>())
+    , m_log(std::make_unique<test::LogCapture>(Log::eInfo))
+{
+    current = this;
+    answerBoxes();
+    connect(&m_tick, &QTimer::timeout, this, &Flow::tick);
+    qApp->installEventFilter(this);
+}
+
+Flow::~Flow()
+{
+    qApp->removeEventFilter(this);
+    current = nullptr;
+}
+
+void Flow::answerBoxes()
+{
+    const auto press = [this](const char* text, const char* button) {
+        m_robot.press(QLatin1String(text), QLatin1String(button));
+    };
+    press("ask you to restart", m_plan.isRejected ? "Cancel Install" : "Proceed");
+    press("Please restart", m_plan.restartsNow ? "Restart now" : "Restart later");
+    press("Error code", "OK");
+    press("Installation process", "OK");
+    press("could not be unpacked", "OK");
+}
+
+Outcome Flow::run()
+{
+    m_sandbox.prepare(m_plan);
+    m_clock.start();
+    QMetaObject::invokeMethod(this, &Flow::start, Qt::QueuedConnection);
+    m_tick.start(1);
+    m_loop.exec();
+    m_tick.stop();
+    if (m_calls > 0) {
+        return m_outcome;
+    }
+    examineState();
+    examineStarts();
+    tearDown();
+    m_sandbox.restore();
+    examineLeftovers();
+    examineSuccess();
+    const QString lost = m_sandbox.lostSettings();
+    if (!lost.isEmpty()) {
+        violate(QStringLiteral("settings lost: ") + lost);
+    }
+    return m_outcome;
+}
+
+void Flow::start()
+{
+    m_settings = std::make_unique<AppSettings>(m_sandbox.settingsFile());
+    SoftwareUpdateClient::init(QStringLiteral("Viewer"), VersionNumber(L"4.1"),
+                               m_peer.documentUrl().toString(), m_settings.get());
+    m_client = SoftwareUpdateClient::instance();
+    m_client->setParent(m_parent.get());
+    m_client->setNetworkProxy(QNetworkProxy(QNetworkProxy::NoProxy));
+    m_client->setPackagePublicKeys(m_peer.keys());
+    connect(m_client->findChild<FileDownloader*>(), &FileDownloader::finished, this,
+            [this] { reach(Act::eWhole); });
+    reach(Act::eCheck);
+    m_client->performUpdateCheck(m_peer.documentUrl());
+}
+
+// Called every millisecond, in nested event loops too; must not start one of its own.
+void Flow::tick()
+{
+    if (m_sinceTick.isValid()) {
+        m_outcome.stallMs = qMax(m_outcome.stallMs, int(m_sinceTick.elapsed()));
+    }
+    m_sinceTick.start();
+    if (m_clock.elapsed() > limitMs * slowness()) {
+        violate(QStringLiteral("comes to no end"));
+        const QWidgetList windows = QApplication::topLevelWidgets();
+        for (const QWidget* window : windows) {
+            std::fprintf(stderr, "  %s%s\n", window->metaObject()->className(),
+                         window->isVisible() ? ", visible" : "");
+        }
+        std::fprintf(stderr, "  connected %d, unpacking %d, calls %d, state %d\n",
+                     m_peer.isConnected(), isUnpacking(), m_calls,
+                     m_client ? m_client->state() : -1);
+        m_loop.quit();
+        return;
+    }
+    hurry();
+    if (isBusy()) {
+        m_idleTicks = 0;
+        m_sinceBusy.start();
+        return;
+    }
+    // Qt keeps connections on which it need not ask for anything any more.
+    constexpr int longestAnswerMs = 500;
+    if (m_peer.isConnected() && m_sinceBusy.isValid() &&
+        m_sinceBusy.elapsed() < longestAnswerMs * slowness()) {
+        m_idleTicks = 0;
+        return;
+    }
+    // What is queued comes first; between two requests of a client without windows, nothing shows
+    // that it is busy.
+    if (++m_idleTicks < (m_hasActed ? 40 : 3)) {
+        return;
+    }
+    if (hasOffer() && !m_hasInstalled) {
+        m_hasInstalled = true;
+        m_idleTicks = 0;
+        reach(Act::eInstall);
+        QMetaObject::invokeMethod(this, &Flow::install, Qt::QueuedConnection);
+        return;
+    }
+    m_loop.quit();
+}
+
+// Nobody waits for 15 s here, or for ever.
+void Flow::hurry()
+{
+    const bool isSilent =
+        m_plan.document.isSilent() || m_plan.package.isSilent() || m_plan.signature.isSilent();
+    if (!isSilent) {
+        return;
+    }
+    const QList<QTimer*> timers = m_client ? m_client->findChildren<QTimer*>() : QList<QTimer*>();
+    for (QTimer* timer : timers) {
+        if (timer->interval() == requestTimeoutMs && m_plan.document.isSilent()) {
+            timer->setInterval(m_plan.patienceMs);
+        }
+    }
+    if (m_waitingSince >= 0 && m_clock.elapsed() > m_waitingSince + m_plan.patienceMs) {
+        m_waitingSince = m_clock.elapsed();
+        giveUpWaiting();
+    }
+}
+
+void Flow::giveUpWaiting()
+{
+    if (visibleWindow<QMessageBox>()) {
+        return;
+    }
+    if (visibleWindow<QProgressDialog>()) {
+        cancel();
+    } else if (m_peer.isConnected()) {
+        // There is no button to press.
+        deleteClient();
+    }
+}
+
+void Flow::install()
+{
+    if (!m_client) {
+        return;
+    }
+    ++m_calls;
+    QMetaObject::invokeMethod(m_client, "installPackage", Q_ARG(int, 0));
+    --m_calls;
+}
+
+bool Flow::isUnpacking() const
+{
+    for (QObject* manager : m_managers) {
+        auto* const unzipper = manager->findChild<Unzipper*>();
+        if (unzipper && unzipper->isRunning()) {
+            return true;
+        }
+    }
+    return false;
+}
+
+bool Flow::hasOffer() const
+{
+    return m_client && m_client->state() == SoftwareUpdate::eUpdateAvailable &&
+           visibleWindow<SoftwareUpdateAvailableDialog>();
+}
+
+bool Flow::isBusy() const
+{
+    return m_stages.isEmpty() || m_calls > 0 || isUnpacking() || visibleWindow<QMessageBox>() ||
+           (m_client && visibleWindow<QProgressDialog>()) ||
+           (m_client && m_parent && m_client->state() == SoftwareUpdate::eChecking);
+}
+
+void Flow::reach(Act::Stage stage)
+{
+    if (m_stages.contains(stage)) {
+        return;
+    }
+    m_stages.insert(stage);
+    if (stage == Act::eDownload) {
+        m_waitingSince = m_clock.elapsed();
+    }
+    if (stage == m_plan.act.stage) {
+        m_events = 0;
+    }
+}
+
+bool Flow::eventFilter(QObject* object, QEvent* event)
+{
+    // The client leaves them alive.
+    if (event->type() == QEvent::ChildAdded && object->inherits("zk::DownloadManager")) {
+        m_managers << object;
+    }
+    if (event->type() == QEvent::Show && qobject_cast<QProgressDialog*>(object)) {
+        reach(Act::eDownload);
+    }
+    // Not our own ticks, which time alone decides on.
+    const bool counts = event->type() != QEvent::Timer && object != this;
+    if (counts && !m_hasActed && m_plan.act.kind != Act::eNothing &&
+        m_stages.contains(m_plan.act.stage) && ++m_events > m_plan.act.events) {
+        m_hasActed = true;
+        QMetaObject::invokeMethod(this, &Flow::act, Qt::QueuedConnection);
+    }
+    return false;
+}
+
+void Flow::act()
+{
+    switch (m_plan.act.kind) {
+    case Act::eNothing:
+        break;
+    case Act::eCancel:
+        cancel();
+        break;
+    case Act::eCloseParent:
+        m_wasParentClosed = true;
+        m_parent.reset();
+        break;
+    case Act::eDeleteClient:
+        deleteClient();
+        break;
+    case Act::eCheckAgain:
+        if (m_client) {
+            m_client->performUpdateCheck(m_peer.documentUrl());
+        }
+        break;
+    case Act::eInstallAgain:
+        install();
+        break;
+    case Act::eAbortUpdate:
+        if (m_client) {
+            m_client->abortUpdate();
+        }
+        break;
+    case Act::eRemoveTemporaryFolder:
+        m_sandbox.removeTemporaryFolder();
+        break;
+    }
+}
+
+void Flow::cancel()
+{
+    if (auto* const box = visibleWindow<QMessageBox>()) {
+        box->reject();
+    } else if (auto* const progress = visibleWindow<QProgressDialog>()) {
+        progress->findChild<QPushButton*>()->click();
+    } else if (auto* const offer = visibleWindow<SoftwareUpdateAvailableDialog>()) {
+        offer->reject();
+    }
+}
+
+void Flow::deleteClient()
+{
+    m_wasClientDeleted = true;
+    SoftwareUpdateClient::deleteInstance();
+}
+
+void Flow::tearDown()
+{
+    SoftwareUpdateClient::deleteInstance();
+    m_parent.reset();
+    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+    qDeleteAll(m_managers);
+    m_managers.clear();
+    m_settings.reset();
+    QCoreApplication::processEvents();
+    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+    if (!QApplication::topLevelWidgets().isEmpty()) {
+        violate(
+            QStringLiteral("a window is left: ") +
+            QLatin1String(QApplication::topLevelWidgets().constFirst()->metaObject()->className()));
+    }
+}
+
+int Flow::handOver(const QStringList& arguments)
+{
+    return current ? current->handOverTo(arguments) : -1;
+}
+
+} // namespace zk::faults

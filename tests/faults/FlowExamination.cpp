@@ -1,0 +1,131 @@
+// What is looked at when a flow is over.
+
+#include "Flow.h"
+
+#include "ZipBuilder.h"
+
+#include <QCoreApplication>
+#include <QFileInfo>
+#include <QProcess>
+#include <QTest>
+
+namespace zk::faults {
+
+void Flow::examineState()
+{
+    const QString end = m_client ? QStringLiteral("state %1").arg(m_client->state())
+                                 : QStringLiteral("client deleted");
+    m_outcome.end = m_wasHandedOver ? QStringLiteral("tree handed over") : end;
+    if (!m_client) {
+        return;
+    }
+    const int state = m_client->state();
+    const bool isEnd = state >= SoftwareUpdate::eUpdateAvailable && state <= SoftwareUpdate::eError;
+    // Without a parent nothing can be offered, and the check stays what it is.
+    const bool isParentless =
+        m_wasParentClosed && (state == SoftwareUpdate::eChecking || state == SoftwareUpdate::eIdle);
+    if (!isEnd && !isParentless) {
+        violate(QStringLiteral("no end state: %1").arg(state));
+    }
+}
+
+QStringList Flow::startedPrograms() const
+{
+    const QString text = QStringLiteral("installEXEPackage] trying to run ");
+    QStringList paths;
+    const QStringList lines = m_log->lines(Log::eInfo).filter(text);
+    for (const QString& line : lines) {
+        paths << line.section(text, 1);
+    }
+    return paths;
+}
+
+void Flow::examineStarts()
+{
+    const QStringList paths = startedPrograms();
+    for (const QString& path : paths) {
+        m_outcome.end = QStringLiteral("program started");
+        const QByteArray content = test::readFile(path);
+        const bool isGone = !QFile::exists(path);
+        if (isGone ? m_plan.act.kind != Act::eRemoveTemporaryFolder : !m_peer.mayStart(content)) {
+            violate(QStringLiteral("started %1, %2 bytes%3")
+                        .arg(path, QString::number(content.size()),
+                             isGone ? QStringLiteral(", gone") : QString()));
+        }
+        const auto hasRun = [&path] { return QFile::exists(path + QStringLiteral(".arguments")); };
+        if (content.startsWith(Peer::firstLines()) && !QTest::qWaitFor(hasRun, 10'000) &&
+            m_plan.mustSucceed()) {
+            violate(QStringLiteral("the program did not run"));
+        }
+    }
+    const bool isUnpacked =
+        !m_log->lines(Log::eInfo).filter(QStringLiteral("installZIPPackage] unzipping ")).isEmpty();
+    if (isUnpacked && !m_wasHandedOver && m_sandbox.leftovers().size() == 1) {
+        m_outcome.end = QStringLiteral("tree unpacked");
+    }
+    if ((isUnpacked || !paths.isEmpty()) && !m_peer.mayDispatch()) {
+        violate(QStringLiteral("dispatched without a valid signature"));
+    }
+}
+
+int Flow::handOverTo(const QStringList& arguments)
+{
+    m_wasHandedOver = true;
+    const QString folder = arguments.value(arguments.indexOf(QStringLiteral("-newDir")) + 1);
+    if (!m_peer.mayUnpack(Sandbox::tree(folder)) || !m_peer.mayDispatch()) {
+        violate(QStringLiteral("handed over what is not the tree: ") + folder);
+    }
+    const QString record = arguments.first() + QStringLiteral(".arguments");
+    if (QProcess::execute(arguments.first(), arguments.mid(1)) != 0 || !QFile::remove(record)) {
+        violate(QStringLiteral("the installer did not run"));
+    }
+    return -1;
+}
+
+bool Flow::mayStay(const QString& folder, const Tree& files) const
+{
+    if (m_peer.mayUnpack(files)) {
+        return true;
+    }
+    const QStringList started = startedPrograms();
+    for (const QString& path : started) {
+        if (path.section(QLatin1Char('/'), -2, -2) == folder) {
+            Tree rest = files;
+            rest.remove(QStringLiteral("setup.exe"));
+            rest.remove(QStringLiteral("setup.exe.arguments"));
+            return rest.isEmpty();
+        }
+    }
+    // By design: nobody is there to be told, and nothing is erased behind a person's back.
+    return m_wasParentClosed;
+}
+
+void Flow::examineLeftovers()
+{
+    const QMap<QString, Tree> left = m_sandbox.leftovers();
+    for (auto it = left.cbegin(); it != left.cend(); ++it) {
+        if (!mayStay(it.key(), it.value())) {
+            violate(QStringLiteral("left in the temporary folder: %1 with %2")
+                        .arg(it.key(), QStringList(it.value().keys()).join(QStringLiteral(", "))));
+        }
+    }
+}
+
+void Flow::examineSuccess()
+{
+    if (m_plan.mustSucceed()) {
+        bool isUnpacked = false;
+        const QMap<QString, Tree> left = m_sandbox.leftovers();
+        for (const Tree& files : left) {
+            isUnpacked = isUnpacked || m_peer.mayUnpack(files);
+        }
+        const bool isDone = m_plan.isArchive ? isUnpacked && m_wasHandedOver == m_plan.restartsNow
+                                             : startedPrograms().size() == 1;
+        if (!isDone) {
+            violate(QStringLiteral("nothing came of it, and nothing was in the way; boxes: ") +
+                    m_robot.seen().join(QStringLiteral(" | ")));
+        }
+    }
+}
+
+} // namespace zk::faults

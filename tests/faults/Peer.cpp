@@ -1,0 +1,304 @@
+#include "Peer.h"
+
+#include "ZipBuilder.h"
+
+#include <QRandomGenerator>
+
+#include <sodium.h>
+
+namespace zk::faults {
+
+using test::Answer;
+
+namespace {
+
+constexpr int millionths = 1'000'000;
+
+const unsigned char* raw(const QByteArray& bytes)
+{
+    return reinterpret_cast<const unsigned char*>(bytes.constData());
+}
+
+unsigned char* raw(QByteArray& bytes)
+{
+    return reinterpret_cast<unsigned char*>(bytes.data());
+}
+
+QByteArray noise(const Plan& plan, int variant, int size)
+{
+    const quint32 words[] = {plan.seed, quint32(plan.number), quint32(variant)};
+    QRandomGenerator generator(words);
+    QByteArray bytes((size + 3) / 4 * 4, Qt::Uninitialized);
+    generator.fillRange(reinterpret_cast<quint32*>(bytes.data()), bytes.size() / 4);
+    bytes.truncate(size);
+    return bytes;
+}
+
+QByteArray document(const QByteArray& url)
+{
+    return "<softwareList><package-set type=\"Application\" name=\"Viewer\" status=\"STABLE\" "
+           "platform=\"Win64\"><package release=\"4.3\"><file url=\"" +
+           url + "\"/></package></package-set></softwareList>";
+}
+
+QByteArray elsewhere(const test::ScriptedServer& server, int number)
+{
+    const QByteArray port = QByteArray::number(server.port());
+    const QByteArray places[] = {"https://127.0.0.1:" + port + "/setup.exe",
+                                 "ftp://127.0.0.1:1/setup.exe",
+                                 "gopher://127.0.0.1/setup.exe",
+                                 "javascript:alert(1)",
+                                 "file:///nonexistent/setup.exe",
+                                 "http://127.0.0.1:1/",
+                                 "http:///",
+                                 "//",
+                                 "http://[::1"};
+    return places[number % int(std::size(places))];
+}
+
+/** An answer of status 200 whose header may say something else about the body's length. */
+QByteArray response(const QByteArray& body, const QByteArray& length)
+{
+    return "HTTP/1.1 200 OK\r\nConnection: close\r\n" +
+           (length.isEmpty() ? length : "Content-Length: " + length + "\r\n") + "\r\n" + body;
+}
+
+} // namespace
+
+Signer::Signer(char seed)
+    : m_id(8, seed)
+    , m_public(crypto_sign_PUBLICKEYBYTES, Qt::Uninitialized)
+    , m_secret(crypto_sign_SECRETKEYBYTES, Qt::Uninitialized)
+{
+    const QByteArray bytes(crypto_sign_SEEDBYTES, seed);
+    crypto_sign_seed_keypair(raw(m_public), raw(m_secret), raw(bytes));
+}
+
+QString Signer::publicKey() const
+{
+    return QString::fromLatin1(("Ed" + m_id + m_public).toBase64());
+}
+
+QByteArray Signer::sign(const QByteArray& file, const QByteArray& comment) const
+{
+    QByteArray hash(crypto_generichash_BYTES_MAX, Qt::Uninitialized);
+    crypto_generichash(raw(hash), std::size_t(hash.size()), raw(file), std::size_t(file.size()),
+                       nullptr, 0);
+    const QByteArray signature = signedBytes(hash);
+    return "untrusted comment: made for a test\n" + ("ED" + m_id + signature).toBase64() +
+           "\ntrusted comment: " + comment + '\n' + signedBytes(signature + comment).toBase64() +
+           '\n';
+}
+
+QByteArray Signer::signedBytes(const QByteArray& bytes) const
+{
+    QByteArray signature(crypto_sign_BYTES, Qt::Uninitialized);
+    crypto_sign_detached(raw(signature), nullptr, raw(bytes), quint64(bytes.size()), raw(m_secret));
+    return signature;
+}
+
+Peer::Peer(const Plan& plan)
+    : m_plan(plan)
+{
+    const QByteArray path = plan.isArchive ? "/update.zip" : "/setup.exe";
+    m_package = makePackage(0);
+    const QByteArray served = plan.content == Plan::eGenuine ? m_package : makePackage(1);
+    serve("/doc.xml", document(m_server.url(path).toEncoded()), plan.document, nullptr);
+    serve(path, served, plan.package, &m_bodies);
+    serve(path + ".minisig", makeSignature(), plan.signature, nullptr);
+}
+
+QStringList Peer::keys() const
+{
+    return m_plan.hasKeys ? QStringList{m_ours.publicKey()} : QStringList();
+}
+
+bool Peer::mayStart(const QByteArray& content) const
+{
+    return mayDispatch() && m_bodies.contains(content) && (!m_plan.hasKeys || content == m_package);
+}
+
+bool Peer::mayDispatch() const
+{
+    if (!m_plan.hasKeys) {
+        return true;
+    }
+    switch (m_plan.signature.kind) {
+    // What arrives of it may happen to be all that counts.
+    case Fault::eNoLength:
+    case Fault::eWrongLength:
+    case Fault::eLoop:
+    case Fault::eRedirects:
+    case Fault::eNone:
+    case Fault::eDelay:
+    case Fault::eDrip:
+        return m_plan.forgery == Plan::eNoForgery;
+    default:
+        return false;
+    }
+}
+
+QByteArray Peer::firstLines()
+{
+    return "#!/bin/sh\n: > \"$0.arguments\"\nexit 0\n";
+}
+
+// Variant 0 is the one that is signed; 1 is what lies on the server instead.
+QByteArray Peer::makePackage(int variant)
+{
+    if (m_plan.isArchive) {
+        return makeArchive(variant);
+    }
+    const QByteArray lines = firstLines();
+    return lines + noise(m_plan, variant, m_plan.size - lines.size());
+}
+
+QByteArray Peer::makeArchive(int variant)
+{
+    const Tree tree{{QStringLiteral("viewer.exe"), noise(m_plan, variant, m_plan.size / 2)},
+                    {QStringLiteral("data/a/b"), noise(m_plan, variant + 2, m_plan.size / 2)},
+                    {QStringLiteral("version"), QByteArray::number(variant)}};
+    test::ZipBuilder builder;
+    for (auto it = tree.cbegin(); it != tree.cend(); ++it) {
+        builder.add(it.key().toUtf8(), it.value());
+    }
+    if (variant == 1 && m_plan.content == Plan::eClimbingArchive) {
+        return builder.add("../../climbed").bytes();
+    }
+    if (variant == 1 && m_plan.content == Plan::eDamagedArchive) {
+        test::ZipItem item;
+        item.name = "damaged";
+        item.data = "data";
+        item.crc = 1;
+        return builder.add(item).bytes();
+    }
+    // With keys, only what is signed may ever be unpacked.
+    if (variant == 0 || !m_plan.hasKeys) {
+        m_trees << tree;
+    }
+    return builder.bytes();
+}
+
+QByteArray Peer::makeSignature() const
+{
+    const QByteArray name = m_plan.isArchive ? "file:update.zip" : "file:setup.exe";
+    const QByteArray genuine = m_ours.sign(m_package, name + "\trelease:4.3");
+    switch (m_plan.forgery) {
+    case Plan::eOtherKey:
+        return m_other.sign(m_package, name);
+    case Plan::eOtherBytes:
+        return m_ours.sign(m_package + '\n', name);
+    case Plan::eOtherName:
+        return m_ours.sign(m_package, "file:setup-old.exe");
+    case Plan::eOtherRelease:
+        return m_ours.sign(m_package, name + "\trelease:4.2");
+    case Plan::eDamaged: {
+        QByteArray damaged = genuine;
+        const int at = genuine.indexOf('\n') + 30 + m_plan.number % 50;
+        damaged[at] = damaged.at(at) == 'A' ? 'B' : 'A';
+        return damaged;
+    }
+    case Plan::eNoForgery:
+        break;
+    }
+    return genuine;
+}
+
+void Peer::serve(const QByteArray& path, const QByteArray& body, const Fault& fault,
+                 QSet<QByteArray>* bodies)
+{
+    QByteArray arriving = body;
+    QByteArray bytes = response(body, QByteArray::number(body.size()));
+    Answer answer{bytes};
+    const int cut = int(qint64(bytes.size()) * fault.number / millionths);
+    switch (fault.kind) {
+    case Fault::eNone:
+        break;
+    case Fault::eDelay:
+        answer.delayMs = fault.number;
+        break;
+    case Fault::eDrip:
+        answer.dripMs = 1;
+        answer.dropSize = qMax(fault.number, int(bytes.size()) / 40);
+        break;
+    case Fault::eCutAndClosed:
+    case Fault::eCutAndReset:
+    case Fault::eCutAndSilent: {
+        const Answer::End ends[] = {Answer::eClose, Answer::eReset, Answer::eSilence};
+        answer = {bytes.left(cut), ends[fault.kind - Fault::eCutAndClosed]};
+        arriving.clear();
+        break;
+    }
+    case Fault::eWrongLength: {
+        const int length = qMax(0, body.size() + fault.number);
+        answer.bytes = response(body, QByteArray::number(length));
+        arriving = length < body.size() ? body.left(length) : QByteArray();
+        break;
+    }
+    case Fault::eNoLength:
+        arriving = body.left(int(qint64(body.size()) * fault.number / millionths));
+        answer.bytes = response(arriving, QByteArray());
+        break;
+    case Fault::eStatus:
+        answer = test::http(fault.number, body);
+        arriving.clear();
+        break;
+    case Fault::eHtml:
+        arriving = "<!DOCTYPE html><html><body><h1>Please sign in</h1></body></html>";
+        answer = test::http(200, arriving);
+        break;
+    case Fault::eEmpty:
+        arriving.clear();
+        answer = test::http(200);
+        break;
+    case Fault::eNoHttp:
+        arriving.clear();
+        answer.bytes = noise(m_plan, 9, 500);
+        break;
+    case Fault::eElsewhere:
+        arriving.clear();
+        answer = test::redirect(fault.status, elsewhere(m_server, fault.number));
+        break;
+    case Fault::eRedirects:
+    case Fault::eLoop:
+        lead(path, fault, answer);
+        break;
+    }
+    if (fault.kind != Fault::eRedirects && fault.kind != Fault::eLoop) {
+        m_server.answer(path, answer);
+    }
+    const bool isNothing = arriving.isEmpty() && fault.kind != Fault::eEmpty &&
+                           fault.kind != Fault::eNoLength && fault.kind != Fault::eWrongLength;
+    if (bodies && !isNothing) {
+        bodies->insert(arriving);
+    }
+}
+
+void Peer::lead(const QByteArray& path, const Fault& fault, const Answer& last)
+{
+    if (fault.kind == Fault::eLoop) {
+        // An odd one leads to itself, an even one to and fro.
+        const QByteArray back = fault.number % 2 == 1 ? path : "/back" + path;
+        QList<Answer> answers;
+        for (int i = 0; i < fault.number; ++i) {
+            answers << test::redirect(fault.status, m_server.url(back).toEncoded());
+        }
+        m_server.answer(path, answers << last);
+        if (back != path) {
+            m_server.answer(back, test::redirect(fault.status, m_server.url(path).toEncoded()));
+        }
+        return;
+    }
+    QByteArray from = path;
+    for (int i = 0; i < fault.number; ++i) {
+        const QByteArray to = "/hop" + QByteArray::number(i) + path;
+        // A check takes targets as they stand.
+        const bool isWhole = path == "/doc.xml" || i % 2 == 0;
+        const QByteArray target = isWhole ? m_server.url(to).toEncoded() : to;
+        m_server.answer(from, test::redirect(fault.status, target, "moved"));
+        from = to;
+    }
+    m_server.answer(from, last);
+}
+
+} // namespace zk::faults

@@ -1,0 +1,206 @@
+#include "Plan.h"
+
+#include <QRandomGenerator>
+#include <QStringList>
+
+#include <array>
+#include <cmath>
+
+namespace zk::faults {
+
+namespace {
+
+constexpr int millionths = 1'000'000;
+
+/** Dice that fall alike on every platform. */
+class Dice
+{
+public:
+    Dice(quint32 seed, int number)
+        : m_words{seed, quint32(number)}
+        , m_generator(m_words.data(), qsizetype(m_words.size()))
+    {
+    }
+
+    /** One of 0 to @p end - 1. */
+    int below(int end) { return m_generator.bounded(end); }
+    int between(int first, int last) { return first + below(last - first + 1); }
+    bool oneIn(int n) { return below(n) == 0; }
+    /** Small numbers are as likely as large ones. */
+    int logarithmic(int last) { return int(std::pow(last + 1.0, below(1001) / 1000.0)) - 1; }
+
+    template <typename T, std::size_t n>
+    T of(const T (&list)[n])
+    {
+        return list[below(int(n))];
+    }
+
+private:
+    std::array<quint32, 2> m_words;
+    QRandomGenerator m_generator;
+};
+
+Fault drawFault(Dice& dice)
+{
+    static const int statuses[] = {201, 204, 206, 300, 301, 302, 304, 400, 401, 403,
+                                   404, 407, 408, 410, 416, 429, 500, 502, 503, 504};
+    static const int redirects[] = {301, 302, 303, 307, 308};
+    Fault fault;
+    fault.kind = Fault::Kind(dice.between(Fault::eDelay, Fault::eNoHttp));
+    fault.status = dice.of(redirects);
+    switch (fault.kind) {
+    case Fault::eDelay:
+        fault.number = dice.logarithmic(100);
+        break;
+    case Fault::eDrip:
+        fault.number = dice.between(1, 5000);
+        break;
+    case Fault::eWrongLength:
+        fault.number = (dice.oneIn(2) ? 1 : -1) * (1 + dice.logarithmic(5000));
+        break;
+    case Fault::eStatus:
+        fault.number = dice.of(statuses);
+        break;
+    case Fault::eRedirects:
+    case Fault::eLoop:
+        fault.number = 1 + dice.logarithmic(59);
+        break;
+    default:
+        fault.number = dice.below(millionths);
+        break;
+    }
+    return fault;
+}
+
+Act drawAct(Dice& dice)
+{
+    Act act;
+    act.kind = Act::Kind(dice.between(Act::eCancel, Act::eRemoveTemporaryFolder));
+    act.stage = Act::Stage(dice.between(Act::eCheck, Act::eWhole));
+    act.events = dice.logarithmic(act.stage == Act::eWhole ? 60 : 250);
+    return act;
+}
+
+void drawForgery(Dice& dice, Plan& plan)
+{
+    if (plan.hasKeys && dice.oneIn(2)) {
+        plan.forgery = Plan::Forgery(dice.between(Plan::eOtherKey, Plan::eDamaged));
+        return;
+    }
+    plan.content = dice.oneIn(3) || !plan.isArchive
+                       ? Plan::eChangedMeanwhile
+                       : (dice.oneIn(2) ? Plan::eClimbingArchive : Plan::eDamagedArchive);
+}
+
+void drawTrouble(Dice& dice, Plan& plan)
+{
+    switch (dice.below(9)) {
+    case 0:
+        plan.document = drawFault(dice);
+        break;
+    case 1:
+    case 2:
+    case 3:
+        plan.package = drawFault(dice);
+        break;
+    case 4:
+        (plan.hasKeys ? plan.signature : plan.package) = drawFault(dice);
+        break;
+    case 5:
+        drawForgery(dice, plan);
+        break;
+    case 6:
+        plan.surroundings =
+            Plan::Surroundings(dice.between(Plan::eFullDisk, Plan::eReadOnlySettings));
+        plan.room = dice.logarithmic(plan.size);
+        break;
+    default:
+        plan.act = drawAct(dice);
+        break;
+    }
+}
+
+const char* const kinds[] = {"in order",      "delayed by ms",  "dripping by",   "cut and closed",
+                             "cut and reset", "cut and silent", "length off by", "no length, cut",
+                             "status",        "redirects",      "redirect loop", "elsewhere",
+                             "HTML",          "empty",          "no HTTP"};
+const char* const acts[] = {
+    "nothing",     "cancel",        "close the parent", "delete client",
+    "check again", "install again", "abort update",     "remove the temporary folder"};
+const char* const stages[] = {"the check", "the install", "the download", "the whole file"};
+const char* const contents[] = {"", "changed meanwhile", "climbing archive", "damaged archive"};
+const char* const forgeries[] = {"",           "other key",     "other bytes",
+                                 "other name", "other release", "damaged signature"};
+const char* const surroundings[] = {"", "full disk", "file limit", "no temporary folder",
+                                    "read-only settings"};
+
+} // namespace
+
+bool Fault::isHarmless() const
+{
+    // A check does not follow the last status; the other limit is that of downloads.
+    return kind == eNone || kind == eDelay || kind == eDrip ||
+           (kind == eRedirects && number <= 50 && status != 308);
+}
+
+QString Fault::text() const
+{
+    return QStringLiteral("%1 %2 (%3)")
+        .arg(QLatin1String(kinds[kind]), QString::number(number), QString::number(status));
+}
+
+bool Plan::mustSucceed() const
+{
+    return document.isHarmless() && package.isHarmless() && signature.isHarmless() &&
+           (content == eGenuine || (content == eChangedMeanwhile && !hasKeys)) &&
+           forgery == eNoForgery && (surroundings == eFine || surroundings == eReadOnlySettings) &&
+           act.kind == Act::eNothing && !isRejected;
+}
+
+QString Plan::text() const
+{
+    QStringList list{QStringLiteral("%1 of %2 bytes")
+                         .arg(isArchive ? QStringLiteral("archive") : QStringLiteral("program"))
+                         .arg(size)};
+    const auto add = [&list](bool isTrue, const QString& text) {
+        if (isTrue) {
+            list << text;
+        }
+    };
+    add(hasKeys, QStringLiteral("keys"));
+    add(restartsNow, QStringLiteral("restart now"));
+    add(isRejected, QStringLiteral("rejected"));
+    add(document.kind != Fault::eNone, QStringLiteral("document ") + document.text());
+    add(package.kind != Fault::eNone, QStringLiteral("package ") + package.text());
+    add(signature.kind != Fault::eNone, QStringLiteral("signature ") + signature.text());
+    add(content != eGenuine, QLatin1String(contents[content]));
+    add(forgery != eNoForgery, QLatin1String(forgeries[forgery]));
+    add(surroundings != eFine,
+        QStringLiteral("%1 (%2)").arg(QLatin1String(faults::surroundings[surroundings])).arg(room));
+    add(act.kind != Act::eNothing, QStringLiteral("%1 %2 events after the start of %3")
+                                       .arg(QLatin1String(acts[act.kind]))
+                                       .arg(act.events)
+                                       .arg(QLatin1String(stages[act.stage])));
+    return list.join(QStringLiteral("; "));
+}
+
+Plan drawPlan(quint32 seed, int number)
+{
+    Dice dice(seed, number);
+    Plan plan;
+    plan.seed = seed;
+    plan.number = number;
+    plan.isArchive = dice.oneIn(2);
+    plan.hasKeys = dice.oneIn(2);
+    plan.restartsNow = dice.oneIn(2);
+    plan.isRejected = dice.oneIn(30);
+    plan.size = 600 + dice.logarithmic(300'000);
+    plan.patienceMs = dice.between(20, 150);
+    const int troubles = dice.oneIn(12) ? 0 : dice.between(1, 3);
+    for (int i = 0; i < troubles; ++i) {
+        drawTrouble(dice, plan);
+    }
+    return plan;
+}
+
+} // namespace zk::faults
