@@ -2,14 +2,11 @@
 #include "LogCapture.h"
 #include "MessageFilter.h"
 #include "Rows.h"
+#include "RunningProgram.h"
 
 #include "client/SystemProxy.h"
 #include "install/FileDownloader.h"
 
-#include <QFile>
-#include <QProcess>
-#include <QStandardPaths>
-#include <QTcpServer>
 #include <QTemporaryDir>
 #include <QTest>
 
@@ -32,71 +29,6 @@ private slots:
 };
 
 namespace {
-
-quint16 freePort()
-{
-    QTcpServer server;
-    server.listen(QHostAddress::LocalHost);
-    return server.serverPort();
-}
-
-/** A real proxy program on a port of its own, ended with this object. */
-class RunningProxy
-{
-public:
-    RunningProxy(const QString& program, const QByteArray& more = {})
-    {
-        const QString path = QStandardPaths::findExecutable(
-            program, {QStringLiteral("/usr/bin"), QStringLiteral("/usr/sbin")});
-        if (path.isEmpty()) {
-            return;
-        }
-        QStringList arguments{QStringLiteral("-i"), QStringLiteral("127.0.0.1"),
-                              QStringLiteral("-p"), QString::number(m_port)};
-        if (program == QLatin1String("tinyproxy")) {
-            QFile config(m_folder.filePath(QStringLiteral("tinyproxy.conf")));
-            if (config.open(QIODevice::WriteOnly)) {
-                config.write("Port " + QByteArray::number(m_port) +
-                             "\nListen 127.0.0.1\nTimeout 5\nMaxClients 10\n" + more);
-            }
-            arguments = QStringList{QStringLiteral("-d"), QStringLiteral("-c"), config.fileName()};
-        }
-        m_process.setStandardOutputFile(QProcess::nullDevice());
-        m_process.setStandardErrorFile(QProcess::nullDevice());
-        m_process.start(path, arguments);
-        m_isThere = m_process.waitForStarted() && answers();
-    }
-    ~RunningProxy()
-    {
-        m_process.kill();
-        m_process.waitForFinished();
-    }
-    RunningProxy(const RunningProxy&) = delete;
-    RunningProxy& operator=(const RunningProxy&) = delete;
-
-    [[nodiscard]] bool isThere() const { return m_isThere; }
-    [[nodiscard]] QNetworkProxy proxy(QNetworkProxy::ProxyType type) const
-    {
-        return QNetworkProxy(type, QStringLiteral("127.0.0.1"), m_port);
-    }
-
-private:
-    quint16 m_port = freePort();
-    QTemporaryDir m_folder;
-    QProcess m_process;
-    bool m_isThere = false;
-
-    [[nodiscard]] bool answers() const
-    {
-        const auto tries = [this] {
-            QTcpSocket socket;
-            socket.setProxy(QNetworkProxy::NoProxy);
-            socket.connectToHost(QHostAddress::LocalHost, m_port);
-            return socket.waitForConnected(1000);
-        };
-        return QTest::qWaitFor(tries, 5000);
-    }
-};
 
 const char* const elsewhere = "http://updates.invalid/doc.xml";
 
@@ -154,7 +86,7 @@ void tst_Proxies::goesThroughRealProxies()
 {
     QFETCH(QString, program);
     QFETCH(int, type);
-    const RunningProxy running(program);
+    const test::RunningProxy running(program);
     if (!running.isThere()) {
         QSKIP("the proxy program is not installed");
     }
@@ -185,7 +117,7 @@ void tst_Proxies::goesThroughRealProxies()
 
 void tst_Proxies::reportsMissingCredentials()
 {
-    const RunningProxy running(QStringLiteral("tinyproxy"), "BasicAuth somebody secret\n");
+    const test::RunningProxy running(QStringLiteral("tinyproxy"), "BasicAuth somebody secret\n");
     if (!running.isThere()) {
         QSKIP("tinyproxy is not installed");
     }
