@@ -72,12 +72,15 @@ source_keys() {
         NF == 2 && length($1) == 64 { sum[$2] = $1; next }
         /^source: / { wanted[$2] = 1; next }
         /: #deps/ { source = ""; next }
-        NF == 1 && index($1, root) == 1 {
-            if (source == "") { source = $1 }
-            if ($1 in sum) { sums[source] = sums[source] sum[$1] }
+        # ccache makes paths relative to the build folder.
+        NF == 1 { path = $1; sub(/^\.\.\/\.\.\//, root, path) }
+        NF == 1 && index(path, root) == 1 {
+            if (source == "") { source = path }
+            if (path in sum) { sums[source] = sums[source] sum[path] }
         }
         END { for (file in wanted) { print file, sums[file] } }' |
         while read -r file sums; do
+            [ -n "$sums" ] || { echo "lint: what $file includes is not known" >&2; return 1; }
             echo "$(sha256sum <<<"$config $sums" | cut -d' ' -f1) $file"
         done
 }
