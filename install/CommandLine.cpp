@@ -2,6 +2,30 @@
 
 namespace zk {
 
+namespace {
+
+/**
+ * Whether the percent sign at @p index has another one in the same component of the path. With
+ * a separator or a quote between them they enclose no variable's name and stay as they are.
+ */
+bool mayEncloseVariable(const QString& argument, int index)
+{
+    const auto isSeparator = [](QChar c) {
+        return c == QLatin1Char('\\') || c == QLatin1Char('/');
+    };
+    int first = index;
+    while (first > 0 && !isSeparator(argument.at(first - 1))) {
+        --first;
+    }
+    int end = index;
+    while (end < argument.size() && !isSeparator(argument.at(end))) {
+        ++end;
+    }
+    return argument.midRef(first, end - first).count(QLatin1Char('%')) > 1;
+}
+
+} // namespace
+
 QString quoteForProgram(const QString& argument)
 {
     const QString special = QStringLiteral(" \t\n\v\"");
@@ -29,12 +53,13 @@ QString quoteForCommandInterpreter(const QString& argument)
 {
     QString quoted(QLatin1Char('"'));
     int backslashes = 0;
-    for (const QChar c : argument) {
+    for (int i = 0; i < argument.size(); ++i) {
+        const QChar c = argument.at(i);
         if (c == QLatin1Char('"') || c.unicode() < 0x20) {
             continue;
         }
         backslashes = c == QLatin1Char('\\') ? backslashes + 1 : 0;
-        if (c == QLatin1Char('%')) {
+        if (c == QLatin1Char('%') && mayEncloseVariable(argument, i)) {
             // Variables are replaced within quotes too. Outside of them a caret takes the meaning
             // away; what then stands between two percent signs is no variable's name.
             quoted += QLatin1String("\"^%\"");
