@@ -6,6 +6,8 @@
 
 #include <QFile>
 #include <QLocale>
+#include <QRegularExpression>
+#include <QSettings>
 #include <QTemporaryDir>
 #include <QTest>
 
@@ -21,6 +23,8 @@ private slots:
     void writesInOrder();
     void writesOneSidedly();
     void comesBackFromAFile();
+    void comesBackFromTheNativeStore_data();
+    void comesBackFromTheNativeStore();
     void readsNonsense_data();
     void readsNonsense();
     void convertsForTheWidget();
@@ -122,6 +126,53 @@ void tst_StoredSettings::comesBackFromAFile()
     }
     AppSettings store(path);
     QCOMPARE(text(readSettings(store)), text(example()));
+}
+
+void tst_StoredSettings::comesBackFromTheNativeStore_data()
+{
+    test::columns<QString>("product");
+    const auto row = [](const char* name, const char* product) {
+        test::row(name, QString::fromUtf8(product));
+    };
+    row("latin letters", "Viewer, \"Pro\"");
+    row("other alphabets", "Prøve Камера 测试");
+    row("beyond 16 bits", "Kamera \xf0\x9f\x93\xb7");
+    row("separators", R"(a/b\c)");
+}
+
+// The registry on Windows.
+void tst_StoredSettings::comesBackFromTheNativeStore()
+{
+    QFETCH(QString, product);
+    const QTemporaryDir folder;
+    QSettings::setPath(QSettings::NativeFormat, QSettings::UserScope, folder.path());
+    const QString organisation = QStringLiteral("SoftwareUpdateClient tests Prøve 测试");
+    const auto settings = [&product] {
+        SoftwareUpdateSettings result = example();
+        result.productName = product;
+        return result;
+    }();
+    // One application for each product, as hosts have it; of these names only the registry and
+    // files forbid some.
+    const QString application =
+        QString(product).remove(QRegularExpression(QStringLiteral(R"([/\\"])")));
+    {
+        AppSettings store(QSettings::NativeFormat, QSettings::UserScope, organisation, application);
+        writeSettings(store, settings);
+    }
+#ifdef Q_OS_WIN
+    QVERIFY(QSettings(QSettings::NativeFormat, QSettings::UserScope, organisation, application)
+                .fileName()
+                .startsWith(QStringLiteral("\\HKEY_CURRENT_USER\\Software\\")));
+#endif
+    QString read;
+    {
+        AppSettings store(QSettings::NativeFormat, QSettings::UserScope, organisation, application);
+        read = text(readSettings(store));
+    }
+    QSettings(QSettings::NativeFormat, QSettings::UserScope, organisation).clear();
+    QSettings(QSettings::NativeFormat, QSettings::UserScope, organisation, application).clear();
+    QCOMPARE(read, text(settings));
 }
 
 void tst_StoredSettings::readsNonsense_data()

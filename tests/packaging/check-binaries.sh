@@ -1,0 +1,42 @@
+#!/usr/bin/env bash
+# check-binaries.sh exports LIBRARY LIST | imports PROGRAM
+# What the built files promise to those who link and ship them. Works on files for Linux and for Windows.
+set -euo pipefail
+export LC_ALL=C
+what=$1 file=$2
+is_windows=$([ "$(head -c 2 "$file")" = MZ ] && echo yes || echo no)
+dump() { x86_64-w64-mingw32-objdump -p "$file"; }
+fail() { echo "$file: $*" >&2; exit 1; }
+
+# Everything but what the compiler makes for classes by itself.
+exported_names() {
+    if [ "$is_windows" = yes ]; then
+        dump | sed -n '/\[Ordinal\/Name Pointer\]/,/^$/s/^\t\[ *[0-9]*\] //p'
+    else
+        # Weak ones are inline functions, of the standard library too; the last three are the linker's.
+        nm -D --defined-only "$file" | awk '$2 ~ /[TDBR]/ { print $3 }' | grep -vx '_end\|_edata\|__bss_start'
+    fi | c++filt | grep -v '^typeinfo \|^vtable \|thunk to \|::qt_static_metacall(' | sort -u
+}
+
+case $what in
+    exports)
+        # A name that comes or goes is a change of the interface: `exported_names` above writes the list anew.
+        diff -u "$3" <(exported_names) || fail "exports other names than $3 lists"
+        echo "$(wc -l <"$3") names, as listed"
+        ;;
+    imports)
+        if [ "$is_windows" = yes ]; then
+            imports=$(dump | sed -n 's/^\tDLL Name: //p' | sort)
+            [ "$imports" = "$(printf 'KERNEL32.dll\nmsvcrt.dll')" ] || fail "imports $imports"
+            manifest=$(x86_64-w64-mingw32-windres --input-format=coff -O rc "$file")
+            [[ $manifest == *"1 24"* ]] || fail "has no manifest" # RT_MANIFEST
+            for setting in 'level=""asInvoker""' '>true</longPathAware' '>UTF-8</activeCodePage'; do
+                [[ $manifest == *"$setting"* ]] || fail "the manifest lacks $setting"
+            done
+            echo "imports the system's own libraries alone; asInvoker, long paths, UTF-8"
+        else
+            ! readelf -d "$file" | grep NEEDED || fail "needs shared libraries"
+            echo "needs no library at all"
+        fi
+        ;;
+esac
