@@ -5,7 +5,11 @@
 
 #include <cstdlib>
 
+#ifdef _WIN32
+int wmain(int argc, wchar_t* argv[])
+#else
 int main(int argc, char* argv[])
+#endif
 {
     using namespace updateinstaller;
     leaveCaller();

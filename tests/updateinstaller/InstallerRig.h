@@ -6,13 +6,18 @@
 #include <QStringList>
 #include <QTemporaryDir>
 
+#ifdef Q_OS_WIN
+#include <QElapsedTimer>
+#include <QProcess>
+#endif
+
 /**
  * An application folder with an update waiting for it, and UpdateInstaller run on them as a real
  * process.
  *
- * The folders have the names that users give theirs. An installed "program" is a script that writes
- * down its version and how it was called. Where the machine has a folder in memory, everything lies
- * there.
+ * The folders have the names that users give theirs. An installed "program" writes down its version
+ * and how it was called: a script, or InstalledProgram.cpp on Windows. Where the machine has a
+ * folder in memory, everything lies there.
  */
 class InstallerRig
 {
@@ -59,7 +64,15 @@ public:
     Run run(Build build, const QStringList& arguments, const QStringList& environment = {});
     /** The program, started but not waited for; finish() does that. */
     void start(Build build, const QStringList& arguments, const QStringList& environment = {});
-    [[nodiscard]] Run finish() const;
+    [[nodiscard]] Run finish();
+
+    /**
+     * Has the next run find a file of the application in use, for so long or until it ends. Answers
+     * what belongs into the run's environment for that.
+     */
+    [[nodiscard]] QStringList hold(int milliseconds);
+    /** A program that does nothing for as many seconds as its argument says. */
+    [[nodiscard]] static QString sleepingProgram();
 
     /**
      * What the first program started by the last run wrote: version, path, working folder and
@@ -73,10 +86,19 @@ public:
     [[nodiscard]] QByteArray logText() const;
 
 private:
+    static QString placeForFiles();
+
     QTemporaryDir m_dir;
     QHash<QByteArray, QByteArray> m_versions; //!< by the hash of the tree
     QByteArray m_report;
+#ifdef Q_OS_WIN
+    QProcess m_process;
+    void* m_heldFile = nullptr;
+    QElapsedTimer m_holding;
+    int m_holdFor = 0;
+#else
     int m_reportEnd = -1;
     int m_process = -1;
+#endif
     int m_runs = 0;
 };

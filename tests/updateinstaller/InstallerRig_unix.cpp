@@ -18,13 +18,6 @@
 
 namespace {
 
-QString templateName()
-{
-    const QString memory = QStringLiteral("/dev/shm");
-    const bool isUsable = QFileInfo(memory).isWritable();
-    return (isUsable ? memory : QDir::tempPath()) + QStringLiteral("/installer-XXXXXX");
-}
-
 void write(const QString& path, const QByteArray& contents, mode_t mode)
 {
     QFile file(path);
@@ -51,30 +44,21 @@ std::vector<char*> pointers(QList<QByteArray>& texts)
 
 } // namespace
 
-InstallerRig::InstallerRig()
-    : m_dir(templateName())
+QString InstallerRig::placeForFiles()
 {
-    // Linked from here into the parent folder, which costs nothing.
-    QFile::copy(QStringLiteral(REAL_INSTALLER), root() + QStringLiteral("/real"));
-    QFile::copy(QStringLiteral(FAULTY_INSTALLER), root() + QStringLiteral("/faulty"));
-    for (const char* const version : {"old", "new", "third", "broken"}) {
-        const QString tree = root() + QStringLiteral("/trees/") + QString::fromLatin1(version);
-        makeTree(tree, version);
-        m_versions[hashOf(tree)] = version;
-    }
+    const QString memory = QStringLiteral("/dev/shm");
+    return QFileInfo(memory).isWritable() ? memory : QDir::tempPath();
 }
 
-void InstallerRig::reset() const
+QString InstallerRig::sleepingProgram()
 {
-    QDir(parent()).removeRecursively();
-    QDir(root() + QStringLiteral("/tmp")).removeRecursively();
-    makeTree(application(), "old");
-    QDir().mkpath(QFileInfo(unpacked()).path());
+    return QStringLiteral("/bin/sleep");
 }
 
-QString InstallerRig::workFolder() const
+QStringList InstallerRig::hold(int milliseconds)
 {
-    return application() + QStringLiteral(".UpdateInstaller");
+    return {QStringLiteral("FAULT_HELD=Camera & Desk/camera desk"),
+            QStringLiteral("FAULT_HELD_MS=%1").arg(milliseconds)};
 }
 
 void InstallerRig::makeTree(const QString& folder, const QByteArray& version)
@@ -119,25 +103,6 @@ QByteArray InstallerRig::hashOf(const QString& folder)
                                     QCryptographicHash::Sha256);
 }
 
-QByteArray InstallerRig::treeIn(const QString& folder) const
-{
-    return m_versions.value(hashOf(folder));
-}
-
-QStringList InstallerRig::commandLine(const QString& oldDir, const QString& newDir,
-                                      const QString& exe)
-{
-    return {QStringLiteral("-oldDir"), oldDir, QStringLiteral("-newDir"), newDir,
-            QStringLiteral("-exe"),    exe};
-}
-
-InstallerRig::Run InstallerRig::run(Build build, const QStringList& arguments,
-                                    const QStringList& environment)
-{
-    start(build, arguments, environment);
-    return finish();
-}
-
 void InstallerRig::start(Build build, const QStringList& arguments, const QStringList& environment)
 {
     const QString master =
@@ -177,7 +142,7 @@ void InstallerRig::start(Build build, const QStringList& arguments, const QStrin
     }
 }
 
-InstallerRig::Run InstallerRig::finish() const
+InstallerRig::Run InstallerRig::finish()
 {
     int status = 0;
     while (::waitpid(m_process, &status, 0) < 0 && errno == EINTR) {
@@ -197,19 +162,4 @@ QByteArray InstallerRig::started() const
     }
     const ssize_t length = ::read(m_reportEnd, text, sizeof text);
     return QByteArray(text, static_cast<int>(length)).split('\n').first();
-}
-
-QStringList InstallerRig::leftovers() const
-{
-    QStringList names = QDir(parent()).entryList(QDir::AllEntries | QDir::Hidden | QDir::System |
-                                                 QDir::NoDotAndDotDot);
-    names.removeAll(QFileInfo(application()).fileName());
-    names.removeAll(QFileInfo(log()).fileName());
-    return names;
-}
-
-QByteArray InstallerRig::logText() const
-{
-    QFile file(log());
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
 }

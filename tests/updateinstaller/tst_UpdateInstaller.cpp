@@ -8,8 +8,12 @@
 #include <QProcess>
 #include <QTest>
 
+#ifdef Q_OS_WIN
+#include <windows.h>
+#else
 #include <fcntl.h>
 #include <unistd.h>
+#endif
 
 using Build = InstallerRig::Build;
 
@@ -56,12 +60,79 @@ void writeFile(const QString& path, const QByteArray& contents)
     QCOMPARE(file.write(contents), qint64(contents.size()));
 }
 
+updateinstaller::Path path(const QString& text)
+{
+#ifdef Q_OS_WIN
+    return text.toStdWString();
+#else
+    return QFile::encodeName(text).toStdString();
+#endif
+}
+
+/** As in the program's log. */
+QByteArray native(const QString& path)
+{
+    return QDir::toNativeSeparators(path).toUtf8();
+}
+
+#ifdef Q_OS_WIN
+constexpr bool isWindows = true;
+#else
+constexpr bool isWindows = false;
+#endif
+
+/** Wine answers some questions by nothing. */
+bool isWine()
+{
+#ifdef Q_OS_WIN
+    return ::GetProcAddress(::GetModuleHandleW(L"ntdll.dll"), "wine_get_version");
+#else
+    return false;
+#endif
+}
+
+/** A file or folder of the application that every child of this process inherits. */
+class Inherited
+{
+public:
+    explicit Inherited(const QString& path)
+    {
+#ifdef Q_OS_WIN
+        SECURITY_ATTRIBUTES inherited = {sizeof inherited, nullptr, TRUE};
+        m_file = ::CreateFileW(reinterpret_cast<const wchar_t*>(path.utf16()), GENERIC_READ,
+                               FILE_SHARE_READ | FILE_SHARE_WRITE, &inherited, OPEN_EXISTING,
+                               FILE_FLAG_BACKUP_SEMANTICS, nullptr);
+        QVERIFY(m_file != INVALID_HANDLE_VALUE);
+#else
+        const int file = ::open(QFile::encodeName(path).constData(), O_RDONLY | O_CLOEXEC);
+        QCOMPARE(::dup2(file, number), number); // without O_CLOEXEC
+        ::close(file);
+#endif
+    }
+    ~Inherited()
+    {
+#ifdef Q_OS_WIN
+        ::CloseHandle(m_file);
+#else
+        ::close(number);
+#endif
+    }
+    Q_DISABLE_COPY(Inherited)
+
+private:
+#ifdef Q_OS_WIN
+    HANDLE m_file = INVALID_HANDLE_VALUE;
+#else
+    static constexpr int number = 57;
+#endif
+};
+
 } // namespace
 
 void tst_UpdateInstaller::checkUpdated()
 {
-    const QByteArray path = QFile::encodeName(m_rig.application());
-    QCOMPARE(m_rig.started(), "new|" + path + "/camera desk|" + path + "|0");
+    const QByteArray folder = m_rig.application().toUtf8();
+    QCOMPARE(m_rig.started(), "new|" + folder + "/camera desk|" + folder + "|0");
     QCOMPARE(m_rig.treeIn(m_rig.application()), QByteArray("new"));
     QCOMPARE(m_rig.leftovers(), QStringList());
     QVERIFY(!QFile::exists(m_rig.unpacked()));
@@ -96,6 +167,17 @@ void tst_UpdateInstaller::replacesTheFolder_data()
     QTest::newRow("from another volume") << QString() << plain << QStringList{other};
     QTest::newRow("where nothing can be exchanged")
         << QString() << plain << QStringList{QStringLiteral("FAULT_NO_EXCHANGE=1")};
+#ifdef Q_OS_WIN
+    QTest::newRow("named with backslashes")
+        << QString() << QDir::toNativeSeparators(plain) << QStringList();
+    QTest::newRow("named in other letters")
+        << QString() << m_rig.parent() + QStringLiteral("/CAMERA & DESK") << QStringList();
+    QTest::newRow("in the form for long paths")
+        << QString() << QStringLiteral(R"(\\?\)") + QDir::toNativeSeparators(plain)
+        << QStringList();
+    QTest::newRow("with paths longer than 260")
+        << QStringLiteral("/") + QString(200, QLatin1Char('x')) << plain << QStringList();
+#endif
 }
 
 void tst_UpdateInstaller::replacesTheFolder()
@@ -103,6 +185,12 @@ void tst_UpdateInstaller::replacesTheFolder()
     QFETCH(QString, subFolder);
     QFETCH(QString, oldDir);
     QFETCH(QStringList, more);
+    if (isWindows && !more.isEmpty()) {
+        QSKIP("the hook that pretends this sits between program and C library, on Unix alone");
+    }
+    if (isWindows && oldDir.contains(QStringLiteral("/link/"))) {
+        QSKIP("links to folders need a privilege on Windows that tests do not have");
+    }
     InstallerRig::makeTree(m_rig.unpacked() + subFolder, "new");
 
     const QStringList future{QStringLiteral("-locale"), QStringLiteral("de")};
@@ -153,6 +241,9 @@ void tst_UpdateInstaller::refuses()
 {
     QFETCH(QStringList, arguments);
     QFETCH(int, code);
+    if (isWindows && arguments.contains(QStringLiteral("read me"))) {
+        QSKIP("Windows has no permission to run a file: it is found out when it is started");
+    }
     InstallerRig::makeTree(m_rig.unpacked(), "new");
 
     const auto run = m_rig.run(Build::eReal, arguments);
@@ -239,7 +330,7 @@ void tst_UpdateInstaller::resolvesWhatItFinds()
     writeFile(m_rig.workFolder() + QStringLiteral("/UpdateInstaller.marker"), "");
     updateinstaller::Journal journal;
     journal.phase = updateinstaller::Journal::Phase::eSwapping;
-    journal.newDir = journal.source = QFile::encodeName(m_rig.unpacked()).toStdString();
+    journal.newDir = journal.source = path(m_rig.unpacked());
     journal.newDirId = journal.newTreeId = {1, 1, 1};
     journal.oldTreeId = {1, 2, 2};
     writeFile(m_rig.workFolder() + QStringLiteral("/journal"),
@@ -263,6 +354,9 @@ void tst_UpdateInstaller::goesBackWhenTheNewProgramDoesNotStart()
 
 void tst_UpdateInstaller::checksTheSpaceBeforeItCopies()
 {
+    if (isWindows) {
+        QSKIP("the hook that pretends a full disk sits between program and C library, on Unix");
+    }
     InstallerRig::makeTree(m_rig.unpacked(), "new");
     const QString trace = m_rig.root() + QStringLiteral("/trace");
     const auto run =
@@ -280,7 +374,7 @@ void tst_UpdateInstaller::waitsForAProgramThatStillRuns()
 {
     InstallerRig::makeTree(m_rig.unpacked(), "new");
     const QString program = m_rig.application() + QStringLiteral("/helper");
-    QVERIFY(QFile::copy(QStringLiteral("/bin/sleep"), program));
+    QVERIFY(QFile::copy(InstallerRig::sleepingProgram(), program));
     QProcess helper;
     helper.start(program, {QStringLiteral("10")});
     QVERIFY(helper.waitForStarted());
@@ -290,15 +384,18 @@ void tst_UpdateInstaller::waitsForAProgramThatStillRuns()
     QCOMPARE(m_rig.run(Build::eReal, m_rig.commandLine()).code, 0);
     QVERIFY2(clock.elapsed() > 9'000, qPrintable(QString::number(clock.elapsed())));
     checkUpdated();
-    QVERIFY(m_rig.logText().contains("still in use, waiting: " + QFile::encodeName(program)));
+    QVERIFY(m_rig.logText().contains("still in use, waiting: " + native(program)));
     QVERIFY(helper.waitForFinished());
 }
 
 void tst_UpdateInstaller::namesWhoHoldsTheFolder()
 {
+    if (isWine()) {
+        QSKIP("Wine's restart manager names nobody");
+    }
     InstallerRig::makeTree(m_rig.unpacked(), "new");
     const QString program = m_rig.application() + QStringLiteral("/helper");
-    QVERIFY(QFile::copy(QStringLiteral("/bin/sleep"), program));
+    QVERIFY(QFile::copy(InstallerRig::sleepingProgram(), program));
     QProcess helper;
     helper.start(program, {QStringLiteral("60")});
     QVERIFY(helper.waitForStarted());
@@ -315,26 +412,29 @@ void tst_UpdateInstaller::namesWhoHoldsTheFolder()
 
 void tst_UpdateInstaller::waitsForAHeldFile_data()
 {
+    QTest::addColumn<int>("milliseconds");
     QTest::addColumn<QStringList>("environment");
     QTest::addColumn<int>("code");
 
-    const QStringList hold{QStringLiteral("FAULT_HELD=Camera & Desk/camera desk")};
-    QTest::newRow("for a while") << hold + QStringList{QStringLiteral("FAULT_HELD_MS=700")} << 0;
-    QTest::newRow("for ever") << hold + QStringList{QStringLiteral("FAULT_HELD_MS=60000"),
-                                                    QStringLiteral("FAULT_PATIENCE_MS=500")}
+    QTest::newRow("for a while") << 1500 << QStringList{QStringLiteral("FAULT_PATIENCE_MS=20000")}
+                                 << 0;
+    QTest::newRow("for ever") << 60'000 << QStringList{QStringLiteral("FAULT_PATIENCE_MS=500")}
                               << 10;
 }
 
 void tst_UpdateInstaller::waitsForAHeldFile()
 {
+    QFETCH(int, milliseconds);
     QFETCH(QStringList, environment);
     QFETCH(int, code);
     InstallerRig::makeTree(m_rig.unpacked(), "new");
 
     QElapsedTimer clock;
     clock.start();
+    environment += m_rig.hold(milliseconds);
     QCOMPARE(m_rig.run(Build::eWithFaults, m_rig.commandLine(), environment).code, code);
     QVERIFY(clock.elapsed() >= 500);
+    QVERIFY(m_rig.logText().contains("still in use, waiting: "));
     if (code == 0) {
         checkUpdated();
         return;
@@ -347,13 +447,13 @@ void tst_UpdateInstaller::letsOneRunAtATime()
 {
     InstallerRig::makeTree(m_rig.unpacked(), "new");
     m_rig.start(Build::eWithFaults, m_rig.commandLine(),
-                {QStringLiteral("FAULT_HELD=Camera & Desk/camera desk"),
-                 QStringLiteral("FAULT_HELD_MS=1500")});
+                m_rig.hold(1500) + QStringList{QStringLiteral("FAULT_PATIENCE_MS=20000")});
     QTRY_VERIFY(m_rig.logText().contains("waiting"));
 
     QCOMPARE(QProcess::execute(m_rig.root() + QStringLiteral("/real"), m_rig.commandLine()), 4);
     QVERIFY(QFile::exists(m_rig.parent() + QStringLiteral("/UpdateInstaller")));
-    QCOMPARE(m_rig.treeIn(m_rig.application()), QByteArray("old"));
+    // On Windows nobody can read all of it: one file is really held.
+    QVERIFY(isWindows || m_rig.treeIn(m_rig.application()) == "old");
 
     QCOMPARE(m_rig.finish().code, 0);
     checkUpdated();
@@ -362,18 +462,21 @@ void tst_UpdateInstaller::letsOneRunAtATime()
 void tst_UpdateInstaller::closesWhatItInherits()
 {
     InstallerRig::makeTree(m_rig.unpacked(), "new");
+#ifndef Q_OS_WIN
     const QString program = m_rig.unpacked() + QStringLiteral("/camera desk");
     writeFile(program,
               "#!/bin/sh\nf=\"57 $(readlink /proc/$$/fd/57)\"; echo \"$f\" 1<>\"$REPORT\"\n");
-    const QByteArray held = QFile::encodeName(m_rig.application() + QStringLiteral("/lib/libä.so"));
-    const int file = ::open(held.constData(), O_RDONLY | O_CLOEXEC);
-    QCOMPARE(::dup2(file, 57), 57); // without O_CLOEXEC
-
-    const auto run = m_rig.run(Build::eReal, m_rig.commandLine());
-    ::close(57);
-    ::close(file);
-    QCOMPARE(run.code, 0);
+#endif
+    {
+        const Inherited file(m_rig.application() + QStringLiteral("/lib/libä.so"));
+        m_rig.start(Build::eWithFaults, m_rig.commandLine());
+    }
+    QCOMPARE(m_rig.finish().code, 0);
+#ifdef Q_OS_WIN
+    checkUpdated(); // which would wait for ever for a file that it holds itself
+#else
     QCOMPARE(m_rig.started(), QByteArray("57 "));
+#endif
 }
 
 void tst_UpdateInstaller::keepsProgramsThatAreNotItsCopy()
@@ -381,7 +484,7 @@ void tst_UpdateInstaller::keepsProgramsThatAreNotItsCopy()
     InstallerRig::makeTree(m_rig.unpacked(), "new");
     const QString copy = m_rig.parent() + QStringLiteral("/UpdateInstaller");
     writeFile(copy, "not the one that runs");
-    qputenv("REPORT", "/dev/null");
+    qputenv("REPORT", isWindows ? "NUL" : "/dev/null");
     QCOMPARE(QProcess::execute(m_rig.root() + QStringLiteral("/real"), m_rig.commandLine()), 0);
     QCOMPARE(m_rig.treeIn(m_rig.application()), QByteArray("new"));
     QVERIFY(QFile::exists(copy));
@@ -405,7 +508,12 @@ void tst_UpdateInstaller::journalComesBackAsItWas()
 {
     updateinstaller::Journal journal;
     journal.phase = updateinstaller::Journal::Phase::eSwapping;
+#ifdef Q_OS_WIN
+    journal.newDir = LR"(C:\tmp\100% =end)"
+                     L"\n\x6d4b\x8bd5";
+#else
     journal.newDir = "/tmp/100% \n=end\xff/测试";
+#endif
     journal.source = "/tmp/%41;";
     journal.oldTreeId = {1, 0xffffffffffffffff, 3};
     const auto read = updateinstaller::Journal::decode(journal.encode());
