@@ -36,3 +36,36 @@ configure() {
     say "configuring ($preset)"
     cmake --preset "$preset" "${launcher[@]}"
 }
+
+# Names the folder with Qt for Windows in SOFTWAREUPDATE_WINDOWS_SYSROOT; unpacks the archive beside the project
+# where the variable is not set. Fails when there is neither.
+find_windows_sysroot() {
+    local archive=../shared/windows-sysroot.tar.xz
+    if [ -z "${SOFTWAREUPDATE_WINDOWS_SYSROOT:-}" ]; then
+        [ -f "$archive" ] || return 1
+        if [ ! -d build/sysroot/win64/include ]; then
+            say "unpacking $archive"
+            mkdir -p build/sysroot
+            tar -C build/sysroot -xJf "$archive"
+        fi
+        SOFTWAREUPDATE_WINDOWS_SYSROOT=$PWD/build/sysroot/win64
+    fi
+    export SOFTWAREUPDATE_WINDOWS_SYSROOT
+}
+
+# A Wine of our own, with nothing of the user's; only its server is ended, and nobody else's.
+start_wine() {
+    export WINEPREFIX=$PWD/build/wine/prefix HOME=$PWD/build/wine/home XDG_RUNTIME_DIR=$PWD/build/wine/runtime
+    export WINEDEBUG=-all LC_ALL=C.UTF-8
+    unset DISPLAY WAYLAND_DISPLAY
+    mkdir -p "$HOME"
+    mkdir -pm 700 "$XDG_RUNTIME_DIR"
+    trap 'wineserver -k || true' EXIT
+    if [ ! -d "$WINEPREFIX" ]; then
+        say "making a Wine prefix"
+        wineboot -i >build/wine/boot.log 2>&1
+        wineserver -w
+    fi
+    # Stays for the whole run: each start would take a second.
+    wineserver -p
+}
