@@ -37,7 +37,7 @@ QString signatureComplaint(const QString& file, const PackageInfo& package,
         return *error;
     }
     const auto& valid = std::get<Minisign::Signature>(parsed);
-    const QString error = Minisign::verify(file, valid, keys);
+    QString error = Minisign::verify(file, valid, keys);
     if (!error.isEmpty()) {
         return error;
     }
