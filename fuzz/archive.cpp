@@ -26,7 +26,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         zk::ZipReader reader(zipFile);
         reader.open(QIODevice::NotOpen);
         // An honest bomb takes its time and says nothing about our code.
-        constexpr qint64 mostBytes = 8 * 1024 * 1024;
+        constexpr qint64 mostBytes = 8LL * 1024 * 1024;
         if (reader.uncompressedSize(reader.fileList()) < mostBytes) {
             reader.extractFiles(target, QRegExp(), QString(), true, reader.fileList());
         }
