@@ -185,6 +185,7 @@ class HostProcess
 {
 public:
     HostProcess() = default;
+    // NOLINTNEXTLINE(modernize-use-equals-default): it is not trivial on Windows
     ~HostProcess()
     {
 #ifdef Q_OS_WIN

@@ -145,14 +145,14 @@ bool canStartOld(const CommandLine& request)
            isProgram(request.oldDir / request.exe);
 }
 
-void startOld(const CommandLine& request, InstallLog& log)
+void startOld(const CommandLine& request, const Patience& patience, InstallLog& log)
 {
     if (!canStartOld(request)) {
         log.write("there is no old version to start");
         return;
     }
     const Path program = request.oldDir / request.exe;
-    if (const auto error = startDetached(program)) {
+    if (const auto error = retry(patience.passing, [&] { return startDetached(program); })) {
         log.write("the old version could not be started", error);
     } else {
         log.write("started the old version, " + toText(program));
@@ -190,14 +190,14 @@ ExitCode runLocked(const CommandLine& request, const Patience& patience, Install
     }
     if (result == FolderLock::Result::eFailed) {
         log.write("cannot work in " + toText(parent), error);
-        startOld(request, log);
+        startOld(request, patience, log);
         return ExitCode::eNotWritable;
     }
     log.setRotating(true);
     removeRetiredPrograms(parent);
     const ExitCode code = LockedRun(request, patience, log).run();
     if (code != ExitCode::eDone) {
-        startOld(request, log);
+        startOld(request, patience, log);
     }
     log.write("finished with code " + std::to_string(static_cast<int>(code)));
     retireOwnCopy(own, request.oldDir, log);
@@ -221,7 +221,7 @@ ExitCode installUpdate(const CommandLine& commandLine, const Patience& patience)
     }
     const ExitCode code = checkOptions(request, log);
     if (code != ExitCode::eDone) {
-        startOld(request, log);
+        startOld(request, patience, log);
         return code;
     }
     request.newDir = resolved(request.newDir);
