@@ -3,8 +3,8 @@
 #include <QRandomGenerator>
 #include <QStringList>
 
-#include <array>
 #include <cmath>
+#include <random>
 
 namespace zk::faults {
 
@@ -17,8 +17,7 @@ class Dice
 {
 public:
     Dice(quint32 seed, int number)
-        : m_words{seed, quint32(number)}
-        , m_generator(m_words.data(), qsizetype(m_words.size()))
+        : m_generator(generator(seed, quint32(number)))
     {
     }
 
@@ -36,8 +35,13 @@ public:
     }
 
 private:
-    std::array<quint32, 2> m_words;
     QRandomGenerator m_generator;
+
+    static QRandomGenerator generator(quint32 seed, quint32 number)
+    {
+        std::seed_seq words{seed, number};
+        return QRandomGenerator(words);
+    }
 };
 
 Fault drawFault(Dice& dice)
