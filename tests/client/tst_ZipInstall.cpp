@@ -214,7 +214,7 @@ void tst_ZipInstall::handsOverToTheInstaller()
     const QStringList arguments =
         QString::fromUtf8(test::readFile(record)).split(QLatin1Char('\n'));
     QCOMPARE(arguments.size(), 8);
-    const QString newDir = arguments.at(4);
+    const QString& newDir = arguments.at(4);
     const QStringList expected{target,
                                QStringLiteral("-oldDir"),
                                installation.folder,
