@@ -1,5 +1,10 @@
 #include "support/AppSettings.h"
 
+#include "support/Log.h"
+
+#include <QFileInfo>
+#include <QTemporaryFile>
+
 namespace zk {
 
 namespace {
@@ -36,6 +41,23 @@ QString entryName(AppSettings::EGroup group, AppSettings::EKey key)
     return folder + QStringLiteral("Key%1").arg(int(key));
 }
 
+// QSettings takes no notice of a disk that is full when it has written nearly everything, and then
+// puts a file that was cut off in the place of a whole one.
+bool hasRoomToRewrite(const QString& path)
+{
+    const QFileInfo file(path);
+    if (!file.isFile()) {
+        return true; // nothing can be lost
+    }
+    QTemporaryFile trial(path + QStringLiteral(".XXXXXX"));
+    if (!trial.open()) {
+        return true; // nor will QSettings get any further
+    }
+    constexpr int oneMoreEntry = 64 * 1024;
+    const QByteArray bytes(int(qMin<qint64>(file.size(), 16 * 1024 * 1024)) + oneMoreEntry, ' ');
+    return trial.write(bytes) == bytes.size() && trial.flush();
+}
+
 } // namespace
 
 AppSettings::AppSettings() = default;
@@ -63,6 +85,11 @@ QVariant AppSettings::value(EGroup group, EKey key)
 void AppSettings::set(const QVariant& value, EGroup group, EKey key, bool writeThrough)
 {
     if (!m_settings) {
+        return;
+    }
+    if (!hasRoomToRewrite(m_settings->fileName())) {
+        SOFTWAREUPDATE_LOG(Log::eError, "zk::AppSettings::set", entryName(group, key),
+                           " is not stored, there is no room to write ", m_settings->fileName());
         return;
     }
     m_settings->setValue(entryName(group, key), value);

@@ -59,7 +59,8 @@ public:
     /**
      * Stores @p value. With @p writeThrough it is on disk when the call returns, else when
      * QSettings next synchronises. Failures to write are QSettings' to report
-     * (QSettings::status()).
+     * (QSettings::status()); on a full disk nothing changes but the log, as what is stored would
+     * be lost.
      */
     virtual void set(const QVariant& value, EGroup group, EKey key, bool writeThrough);
 

@@ -15,6 +15,13 @@
 #include <QTest>
 #include <QTimer>
 
+#include <utility>
+
+#ifdef Q_OS_UNIX
+#include <csignal>
+#include <sys/resource.h>
+#endif
+
 using namespace zk;
 
 namespace {
@@ -49,6 +56,7 @@ private slots:
     void reportsATempFolderThatCannotBeMade();
     void asksForAFolder();
     void storesSettingsReadably();
+    void keepsSettingsOnAFullDisk();
     void keepsTheCauseOfAnException();
     void reportsFailedConnections();
 };
@@ -158,6 +166,36 @@ void tst_SupportUtilities::storesSettingsReadably()
     QCOMPARE(
         AppSettings(path).value(AppSettings::SoftwareUpdateGroup, AppSettings::UpdateServerUrl),
         QVariant(QStringLiteral("http://ü/")));
+}
+
+void tst_SupportUtilities::keepsSettingsOnAFullDisk()
+{
+#ifdef Q_OS_UNIX
+    const QTemporaryDir dir;
+    const QString path = dir.filePath(QStringLiteral("host.ini"));
+    // Larger than the lock file beside it.
+    const QByteArray before =
+        "[SoftwareUpdateGroup]\nUpdateIncludeBeta=true\n\n[Window]\nTitle=" + QByteArray(500, 'x') +
+        '\n';
+    QFile file(path);
+    QVERIFY(file.open(QIODevice::ReadWrite) && file.write(before) == before.size() && file.flush());
+    rlimit limit{};
+    QCOMPARE(getrlimit(RLIMIT_FSIZE, &limit), 0);
+    const rlim_t unlimited = std::exchange(limit.rlim_cur, rlim_t(before.size()));
+    // Too large a file is an error of write() then.
+    std::signal(SIGXFSZ, SIG_IGN);
+    QCOMPARE(setrlimit(RLIMIT_FSIZE, &limit), 0);
+    AppSettings(path).set(QStringLiteral("http://h/"), AppSettings::SoftwareUpdateGroup,
+                          AppSettings::UpdateServerUrl, true);
+    limit.rlim_cur = unlimited;
+    QCOMPARE(setrlimit(RLIMIT_FSIZE, &limit), 0);
+    QFile after(path);
+    QVERIFY(after.open(QIODevice::ReadOnly));
+    QCOMPARE(after.readAll(), before);
+    QCOMPARE(QDir(dir.path()).entryList(QDir::Files), QStringList{QStringLiteral("host.ini")});
+#else
+    QSKIP("there is no limit of file sizes that could play the full disk");
+#endif
 }
 
 void tst_SupportUtilities::keepsTheCauseOfAnException()
