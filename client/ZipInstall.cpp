@@ -138,6 +138,10 @@ void SoftwareUpdateClient::startZipInstall()
                            "  to ", applicationDir, " and restarting ", program);
         if (!QFile::exists(target) && !QFile::copy(source, target)) {
             SOFTWAREUPDATE_LOG(Log::eError, function, "could not copy file to ", target);
+        } else if (!m_unpacking.folder.isEmpty() && QDir(m_unpacking.folder).isEmpty()) {
+            // Somebody has tidied up meanwhile; the application must not end for nothing.
+            SOFTWAREUPDATE_LOG(Log::eError, function, "the unpacked files are gone from ",
+                               m_unpacking.folder);
         } else if (!m_unpacking.folder.isEmpty()) {
             DownloadManager::startUpdate(target, applicationDir, m_unpacking.folder,
                                          program.section(QLatin1Char('/'), -1));

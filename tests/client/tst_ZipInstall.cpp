@@ -135,7 +135,13 @@ struct Host : QObject
 int runHost()
 {
     Host host;
-    host.robot.press(restart, now);
+    const auto tidyUp = [&host] {
+        const QStringList tree{QStringLiteral("new program")};
+        (void)QTest::qWaitFor([&host, tree] { return host.files() == tree; });
+        QDir(host.temporary.path()).removeRecursively();
+    };
+    const bool isTidy = QCoreApplication::arguments().contains(QStringLiteral("--tidy"));
+    host.robot.act(restart, isTidy ? tidyUp : std::function<void()>(), now);
     host.install(Host::archive("new program"));
     (void)QTest::qWaitFor([&host] { return host.robot.seen().size() >= 3; });
     QTextStream out(stdout);
@@ -179,10 +185,10 @@ struct Installation
         return parent + QStringLiteral("/UpdateInstaller");
     }
 
-    void run()
+    void run(const QStringList& more = {})
     {
         QProcess process;
-        process.start(program, {QStringLiteral("--host")});
+        process.start(program, QStringList{QStringLiteral("--host")} + more);
         QVERIFY(process.waitForFinished(20'000));
         output = QString::fromUtf8(process.readAllStandardOutput());
     }
@@ -240,6 +246,8 @@ void tst_ZipInstall::saysWhenTheInstallerDoesNotStart_data()
         << QStringLiteral("in folder") << QStringLiteral("could not copy file to ");
     QTest::newRow("no program") << QStringLiteral("in parent")
                                 << QStringLiteral("starting zip installation application ");
+    QTest::newRow("no tree any more")
+        << QStringLiteral("tidy") << QStringLiteral("the unpacked files are gone from ");
 }
 
 void tst_ZipInstall::saysWhenTheInstallerDoesNotStart()
@@ -251,9 +259,12 @@ void tst_ZipInstall::saysWhenTheInstallerDoesNotStart()
         QDir().mkpath(installation.inFolder());
     } else if (!obstacle.isEmpty()) {
         const StandIn installer(installation.inFolder());
+    }
+    if (obstacle == QLatin1String("in parent")) {
         test::writeFile(installation.inParent(), "no program");
     }
-    installation.run();
+    const bool isTidy = obstacle == QLatin1String("tidy");
+    installation.run(isTidy ? QStringList{QStringLiteral("--tidy")} : QStringList());
     QVERIFY2(installation.output.contains(failed), qPrintable(installation.output));
     QVERIFY2(installation.output.contains(line), qPrintable(installation.output));
     QVERIFY(!QFile::exists(installation.inParent() + QStringLiteral(".arguments")));
