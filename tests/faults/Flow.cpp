@@ -17,7 +17,7 @@ namespace {
 Flow* current = nullptr;
 
 constexpr int requestTimeoutMs = 15'000;
-constexpr int limitMs = 20'000;
+constexpr qint64 limitMs = 20'000;
 
 template <typename Window>
 Window* visibleWindow()
@@ -130,7 +130,7 @@ void Flow::tick()
         return;
     }
     // Qt keeps connections on which it need not ask for anything any more.
-    constexpr int longestAnswerMs = 500;
+    constexpr qint64 longestAnswerMs = 500;
     if (m_peer.isConnected() && m_sinceBusy.isValid() &&
         m_sinceBusy.elapsed() < longestAnswerMs * slowness()) {
         m_idleTicks = 0;

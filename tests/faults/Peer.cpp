@@ -182,7 +182,7 @@ QByteArray Peer::makeArchive(int variant)
 QByteArray Peer::makeSignature() const
 {
     const QByteArray name = m_plan.isArchive ? "file:update.zip" : "file:setup.exe";
-    const QByteArray genuine = m_ours.sign(m_package, name + "\trelease:4.3");
+    QByteArray genuine = m_ours.sign(m_package, name + "\trelease:4.3");
     switch (m_plan.forgery) {
     case Plan::eOtherKey:
         return m_other.sign(m_package, name);

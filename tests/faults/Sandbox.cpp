@@ -84,13 +84,14 @@ QString Sandbox::path(const char* name) const
 
 QString Sandbox::settingsFile() const
 {
-    return path("host/settings.ini");
+    return path(m_isOnSmallDisk ? "small/settings.ini" : "host/settings.ini");
 }
 
 void Sandbox::prepare(const Plan& plan)
 {
-    const bool isOnSmallDisk = plan.surroundings == Plan::eFullDisk && m_hasSmallDisk;
-    m_temporary = path(isOnSmallDisk ? "small/tmp" : "tmp");
+    m_isOnSmallDisk = plan.surroundings == Plan::eFullDisk && m_hasSmallDisk;
+    QFile::remove(path("small/filler"));
+    m_temporary = path(m_isOnSmallDisk ? "small/tmp" : "tmp");
     qputenv("TMPDIR", QFile::encodeName(m_temporary));
     removeTemporaryFolder();
     if (plan.surroundings != Plan::eNoTemporaryFolder) {
@@ -99,7 +100,7 @@ void Sandbox::prepare(const Plan& plan)
     // Replaced, so that nobody takes it for the file of the flow before.
     QFile::remove(settingsFile());
     test::writeFile(settingsFile(), settings);
-    if (isOnSmallDisk) {
+    if (m_isOnSmallDisk) {
         fillDisk(plan.room);
     } else if (plan.surroundings == Plan::eFileLimit || plan.surroundings == Plan::eFullDisk) {
         limitFiles(rlim_t(plan.room));
@@ -114,7 +115,6 @@ void Sandbox::prepare(const Plan& plan)
 void Sandbox::fillDisk(int room) const
 {
     QFile filler(path("small/filler"));
-    filler.remove();
     const qint64 free = QStorageInfo(path("small")).bytesAvailable();
     if (filler.open(QIODevice::WriteOnly)) {
         filler.write(QByteArray(int(qMax<qint64>(0, free - room)), 'x'));

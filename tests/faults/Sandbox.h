@@ -41,6 +41,7 @@ private:
     QString m_temporary;
     bool m_hasSmallDisk = false;
     bool m_isReadOnly = false;
+    bool m_isOnSmallDisk = false;
 
     [[nodiscard]] QString path(const char* name) const;
     void fillDisk(int room) const;

@@ -161,7 +161,7 @@ bool Campaign::runOne(int number)
 // Of blocks of a hundred flows: the second against the last.
 bool Campaign::hasGrown() const
 {
-    constexpr long allowedKb = 8 * 1024;
+    constexpr long allowedKb = 8L * 1024;
     return slowness() == 1 && m_resident.size() > 2 &&
            m_resident.last() - m_resident.at(1) > allowedKb;
 }

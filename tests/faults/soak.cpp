@@ -40,7 +40,7 @@ void await(const std::function<bool()>& condition, const char* what)
     while (!condition()) {
         QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
         QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
-        if (clock.elapsed() > 20'000 * slowness()) {
+        if (clock.elapsed() > 20'000LL * slowness()) {
             std::printf("VIOLATION: %s\n", what);
             std::fflush(stdout);
             std::_Exit(1);
@@ -78,7 +78,7 @@ public:
         const long opened = mean(m_descriptors.mid(0, tenth));
         const long open = mean(m_descriptors.mid(m_resident.size() - tenth));
         // A sanitizer keeps what is freed.
-        constexpr long allowedKb = 2 * 1024;
+        constexpr long allowedKb = 2L * 1024;
         const bool isFlat = open <= opened && (slowness() > 1 || last - first <= allowedKb);
         QTextStream(stdout) << (isFlat ? "" : "VIOLATION: ") << m_name << ", " << m_rounds
                             << " rounds: resident " << first << " KiB in the first tenth, " << last
