@@ -54,7 +54,7 @@ bool hasRoomToRewrite(const QString& path)
         return true; // nor will QSettings get any further
     }
     constexpr int oneMoreEntry = 64 * 1024;
-    const QByteArray bytes(int(qMin<qint64>(file.size(), 16 * 1024 * 1024)) + oneMoreEntry, ' ');
+    const QByteArray bytes(int(qMin<qint64>(file.size(), 16LL * 1024 * 1024)) + oneMoreEntry, ' ');
     return trial.write(bytes) == bytes.size() && trial.flush();
 }
 
