@@ -45,12 +45,12 @@ QString downloadFileName(const QUrl& url, const QString& suffix)
 {
     const QString last =
         url.toString().section(QLatin1Char('/'), -1, -1, QString::SectionSkipEmpty);
-    const QString name = safeComponent(last);
+    QString name = safeComponent(last);
     if (!name.isEmpty()) {
         return name;
     }
     // The suffix comes from the server as well, and may be nothing but blanks and dots.
-    const QString fallback = safeComponent(QStringLiteral("package.") + suffix);
+    QString fallback = safeComponent(QStringLiteral("package.") + suffix);
     return fallback.isEmpty() ? QStringLiteral("package") : fallback;
 }
 

@@ -41,7 +41,7 @@ std::optional<QByteArray> signedBytes(QFile& file, Signature::Algorithm algorith
         return file.error() == QFile::NoError && all.size() == file.size() ? std::optional(all)
                                                                            : std::nullopt;
     }
-    constexpr qint64 pieceSize = 1024 * 1024;
+    constexpr qint64 pieceSize = 1024LL * 1024;
     QByteArray piece(int(pieceSize), Qt::Uninitialized);
     crypto_generichash_state state;
     crypto_generichash_init(&state, nullptr, 0, crypto_generichash_BYTES_MAX);

@@ -117,6 +117,9 @@ void tst_UpdateCheck::endsInAState()
 {
     QFETCH(Answer, answer);
     QFETCH(QString, end);
+    if (answer.end == Answer::eReset && !test::isResetNoticed) {
+        QSKIP("Wine does not always tell of a reset");
+    }
     test::ClientFixture f;
     f.server.answer("/doc.xml", answer);
     f.check();

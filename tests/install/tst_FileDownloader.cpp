@@ -133,6 +133,9 @@ void tst_FileDownloader::downloads()
     QFETCH(QString, events);
     QFETCH(QByteArray, file);
     QFETCH(int, requests);
+    if (answers.first().end == Answer::eReset && !test::isResetNoticed) {
+        QSKIP("Wine does not always tell of a reset");
+    }
     Fixture f;
     f.server.answer("/start", answers.first());
     f.server.answer("/other", answers.value(1));

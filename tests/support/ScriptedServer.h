@@ -55,6 +55,13 @@ Answer http(int status, const QByteArray& body = {}, const QByteArray& headers =
  */
 Answer partial(const QByteArray& body, int sent, Answer::End end);
 
+/** Whether clients notice a connection that is reset: under Wine now and then they do not. */
+#ifdef Q_OS_WIN
+constexpr bool isResetNoticed = false;
+#else
+constexpr bool isResetNoticed = true;
+#endif
+
 /** An answer that leads to @p location. */
 Answer redirect(int status, const QByteArray& location, const QByteArray& body = {});
 
