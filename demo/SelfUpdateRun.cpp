@@ -1,3 +1,6 @@
+// A program alone: nothing else depends on when its static objects are made.
+// clazy:excludeall=non-pod-global-static
+
 // A whole self-update with real processes and files: lays out an application folder with Camera
 // Desk 4.2.0, publishes 4.3.0 as a zip package, starts the old version and waits for the new one to
 // say that it is up to date. Prints what happened when. Ends with 0 only if the folder then holds

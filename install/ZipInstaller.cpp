@@ -55,10 +55,10 @@ void DownloadManager::unzipPackage(const QString& zipFile)
     m_unzipper = new Unzipper(zipFile, targetDir, false);
     m_unzipper->setParent(this);
     m_unzipDir = targetDir;
-    zk::connect(m_unzipper, SIGNAL(unzippingDone(const QString&)), this,
-                SLOT(unzippingFinished(const QString&)), Qt::AutoConnection);
-    zk::connect(m_unzipper, SIGNAL(unzippingFailed(const QString&)), this,
-                SLOT(unzippingFailed(const QString&)), Qt::AutoConnection);
+    zk::connect(m_unzipper, SIGNAL(unzippingDone(QString)), this, SLOT(unzippingFinished(QString)),
+                Qt::AutoConnection);
+    zk::connect(m_unzipper, SIGNAL(unzippingFailed(QString)), this, SLOT(unzippingFailed(QString)),
+                Qt::AutoConnection);
 }
 
 Unzipper* DownloadManager::unzipper() const

@@ -234,7 +234,7 @@ void tst_RealPeers::downloadsWhatIsCompressed()
             .isWholeFile());
     QCOMPARE(body, QByteArray(packageSize, 'x'));
     QTRY_COMPARE(server.requests().size(), 3);
-    QCOMPARE(server.requests().last(), QStringLiteral("/store/%1 200 %2").arg(path, encoding));
+    QCOMPARE(server.requests().constLast(), QStringLiteral("/store/%1 200 %2").arg(path, encoding));
 }
 
 void tst_RealPeers::trustsWhatTheHostTrusts_data()
@@ -317,7 +317,7 @@ void tst_RealPeers::installsOverTls()
     f.install();
     QTRY_VERIFY(f.wasStarted());
     QCOMPARE(f.leftovers(), QStringList{QStringLiteral("setup.exe")});
-    QTRY_COMPARE(server.requests().last(), QStringLiteral("/store/setup.exe 200 -"));
+    QTRY_COMPARE(server.requests().constLast(), QStringLiteral("/store/setup.exe 200 -"));
 }
 
 QTEST_MAIN(tst_RealPeers)

@@ -229,8 +229,8 @@ void tst_SignedPackages::refusesEverythingElse()
     QVERIFY(!f.wasStarted() && !f.progress());
     QVERIFY(f.available() && f.available()->isVisible());
     QCOMPARE(f.log.lines(Log::eError).size(), 1);
-    QVERIFY2(f.log.lines(Log::eError).first().contains(reason),
-             qPrintable(f.log.lines(Log::eError).first()));
+    QVERIFY2(f.log.lines(Log::eError).constFirst().contains(reason),
+             qPrintable(f.log.lines(Log::eError).constFirst()));
 }
 
 void tst_SignedPackages::canBeCancelledMeanwhile()

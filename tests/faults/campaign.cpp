@@ -1,3 +1,6 @@
+// A program alone: nothing else depends on when its static objects are made.
+// clazy:excludeall=non-pod-global-static
+
 // Complete flows from the check to the installer, with faults drawn at random.
 //
 //     faults_campaign [--flow N] [COUNT] [SEED]

@@ -340,8 +340,8 @@ void tst_Installers::copiesAnArchiveOverTheInstallation()
                                 .arg(300'000 + (executable.isEmpty() ? 0 : 10)));
     QVERIFY(isWaiting());
     QCOMPARE(place.leftovers().size(), 1);
-    const QString unpackDir =
-        QDir::toNativeSeparators(place.temporary() + QLatin1Char('/') + place.leftovers().first());
+    const QString unpackDir = QDir::toNativeSeparators(place.temporary() + QLatin1Char('/') +
+                                                       place.leftovers().constFirst());
     QVERIFY(QFile::exists(unpackDir + QStringLiteral("/readme")));
     const QString target = executable.isEmpty()
                                ? QCoreApplication::applicationFilePath()

@@ -94,7 +94,7 @@ QByteArray InstallerRig::hashOf(const QString& folder)
                 QStringLiteral(" %1 %2 ").arg(status.st_mtim.tv_sec).arg(status.st_mtim.tv_nsec);
             line += QString::fromUtf8(file.readAll());
         } else if (S_ISLNK(status.st_mode)) {
-            line += QFileInfo(path).symLinkTarget().mid(folder.size());
+            line += QFileInfo(path).symLinkTarget().midRef(folder.size());
         }
         lines << line;
     }
