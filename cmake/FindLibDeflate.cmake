@@ -1,14 +1,3 @@
-# LibDeflate::LibDeflate by search: the library ships a CMake package only since 1.15.
-find_path(LibDeflate_INCLUDE_DIR libdeflate.h)
-find_library(LibDeflate_LIBRARY NAMES deflate libdeflate)
-
-include(FindPackageHandleStandardArgs)
-find_package_handle_standard_args(LibDeflate REQUIRED_VARS LibDeflate_LIBRARY LibDeflate_INCLUDE_DIR)
-
-if(LibDeflate_FOUND AND NOT TARGET LibDeflate::LibDeflate)
-    add_library(LibDeflate::LibDeflate UNKNOWN IMPORTED)
-    set_target_properties(LibDeflate::LibDeflate PROPERTIES
-        IMPORTED_LOCATION "${LibDeflate_LIBRARY}"
-        INTERFACE_INCLUDE_DIRECTORIES "${LibDeflate_INCLUDE_DIR}")
-endif()
-mark_as_advanced(LibDeflate_INCLUDE_DIR LibDeflate_LIBRARY)
+# LibDeflate::LibDeflate: the library ships a CMake package only since 1.15.
+include(PlainLibrary)
+softwareupdate_find_plain_library(LibDeflate libdeflate.h deflate libdeflate)
