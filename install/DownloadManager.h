@@ -144,7 +144,10 @@ public slots:
      * been opened.
      */
     void runInstaller(const QString& filePath);
+    /** What the Unzipper calls when @p folder is complete: removes the archive and passes it on. */
     void unzippingFinished(const QString& folder);
+    /** What the Unzipper calls otherwise: a message box says @p message, which is plain text. Runs
+     * a nested event loop. */
     void unzippingFailed(const QString& message);
     /** Adds @p bytes to what the progress dialog shows, if there is one. */
     void incProgress(qint64 bytes);

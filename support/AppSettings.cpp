@@ -87,12 +87,18 @@ void AppSettings::set(const QVariant& value, EGroup group, EKey key, bool writeT
     if (!m_settings) {
         return;
     }
-    if (!hasRoomToRewrite(m_settings->fileName())) {
-        SOFTWAREUPDATE_LOG(Log::eError, "zk::AppSettings::set", entryName(group, key),
-                           " is not stored, there is no room to write ", m_settings->fileName());
-        return;
+    const QString entry = entryName(group, key);
+    const QVariant stored = m_settings->value(entry);
+    // Most values are written back as they were.
+    if (stored.type() != value.type() || stored != value) {
+        if (!hasRoomToRewrite(m_settings->fileName())) {
+            SOFTWAREUPDATE_LOG(Log::eError, "zk::AppSettings::set", entry,
+                               " is not stored, there is no room to write ",
+                               m_settings->fileName());
+            return;
+        }
+        m_settings->setValue(entry, value);
     }
-    m_settings->setValue(entryName(group, key), value);
     if (writeThrough) {
         m_settings->sync();
     }
