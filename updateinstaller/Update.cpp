@@ -230,4 +230,11 @@ ExitCode installUpdate(const CommandLine& commandLine, const Patience& patience)
     return runLocked(request, patience, log);
 }
 
+int runProgram(int argc, NativeString::value_type* argv[], const Patience& patience)
+{
+    leaveCaller();
+    const std::vector<NativeString> arguments(argv + (argc > 0 ? 1 : 0), argv + argc);
+    return static_cast<int>(installUpdate(CommandLine::parse(arguments), patience));
+}
+
 } // namespace updateinstaller

@@ -13,4 +13,7 @@ namespace updateinstaller {
  */
 [[nodiscard]] ExitCode installUpdate(const CommandLine& commandLine, const Patience& patience);
 
+/** What main() does with its arguments; the exit code. */
+[[nodiscard]] int runProgram(int argc, NativeString::value_type* argv[], const Patience& patience);
+
 } // namespace updateinstaller

@@ -1,6 +1,5 @@
 // main() of the build for tests: shorter patience, from the environment.
 
-#include "updateinstaller/Process.h"
 #include "updateinstaller/Update.h"
 
 #include <cstdlib>
@@ -12,12 +11,10 @@ int main(int argc, char* argv[])
 #endif
 {
     using namespace updateinstaller;
-    leaveCaller();
     Patience patience;
     if (const char* const text = std::getenv("FAULT_PATIENCE_MS")) { // NOLINT: one thread
         patience.heldFolder = std::chrono::milliseconds(std::strtol(text, nullptr, 10));
         patience.passing = patience.heldFolder;
     }
-    const std::vector<NativeString> arguments(argv + 1, argv + argc);
-    return static_cast<int>(installUpdate(CommandLine::parse(arguments), patience));
+    return runProgram(argc, argv, patience);
 }
