@@ -69,35 +69,43 @@ private:
     demo::HostTranslator m_hostTexts;
 };
 
-/** The server in the condition that the command line asks for. */
+/** The server that the command line asks for: one that runs already, or one of our own. */
 class Publication
 {
 public:
-    explicit Publication(Options::Server kind)
-        : m_server(std::make_unique<demo::UpdateServer>())
-        , m_url(m_server->url().toString())
+    explicit Publication(const Options& options)
+        : m_url(options.serverUrl)
     {
-        demo::publishUpdates(*m_server);
-        if (kind == Options::eEmpty) {
-            m_server->setDocument(demo::emptyDocument());
-        } else if (kind == Options::eHanging) {
-            m_server->setAnswer(demo::UpdateServer::documentPath(), demo::UpdateServer::hanging());
-        }
-        m_isListening = m_server->isListening();
-        if (kind == Options::eStopped) {
-            m_server.reset();
+        if (m_url.isEmpty()) {
+            startServer(options.server);
         }
     }
 
-    [[nodiscard]] bool isListening() const { return m_isListening; }
-    /** Null when the server is to be stopped. */
+    [[nodiscard]] bool isReachable() const { return !m_url.isEmpty(); }
+    /** Null when it is not our own, and when it is to be stopped. */
     [[nodiscard]] demo::UpdateServer* server() const { return m_server.get(); }
     [[nodiscard]] const QString& url() const { return m_url; }
 
 private:
     std::unique_ptr<demo::UpdateServer> m_server;
     QString m_url;
-    bool m_isListening = false;
+
+    void startServer(Options::Server kind)
+    {
+        m_server = std::make_unique<demo::UpdateServer>();
+        if (!m_server->isListening()) {
+            return;
+        }
+        m_url = m_server->url().toString();
+        demo::publishUpdates(*m_server);
+        if (kind == Options::eEmpty) {
+            m_server->setDocument(demo::emptyDocument());
+        } else if (kind == Options::eHanging) {
+            m_server->setAnswer(demo::UpdateServer::documentPath(), demo::UpdateServer::hanging());
+        } else if (kind == Options::eStopped) {
+            m_server.reset();
+        }
+    }
 };
 
 void startClient(const Options& options, const QString& url, AppSettings& settings)
@@ -179,8 +187,8 @@ int main(int argc, char* argv[])
     QCoreApplication::setApplicationVersion(options.hostVersion);
     const Language language(options.language);
 
-    const Publication publication(options.serverUrl.isEmpty() ? options.server : Options::eStopped);
-    if (!publication.isListening()) {
+    const Publication publication(options);
+    if (!publication.isReachable()) {
         demo::printError(QStringLiteral("The update server could not listen on 127.0.0.1."));
         return 1;
     }
@@ -189,8 +197,7 @@ int main(int argc, char* argv[])
         return 2;
     }
     AppSettings settings(options.settingsFile);
-    startClient(options, options.serverUrl.isEmpty() ? publication.url() : options.serverUrl,
-                settings);
+    startClient(options, publication.url(), settings);
     const int result = run(options, publication);
     SoftwareUpdateClient::deleteInstance();
     return result;
