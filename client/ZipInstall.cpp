@@ -54,6 +54,8 @@ void SoftwareUpdateClient::startUnpacking()
     }
     unpackingEnded(Unpacking::eNone, QString());
     auto* const manager = new DownloadManager;
+    // Nobody deletes it while the application runs: what it has unpacked may be installed later.
+    manager->setParent(qApp);
     m_unpacking.manager = manager;
     const QString zipFile = m_downloadPath;
     manager->unzipPackage(zipFile);
