@@ -22,15 +22,8 @@ int wmain(int argc, wchar_t* argv[])
     ::GetEnvironmentVariableW(L"REPORT", report, 32768);
     std::string version;
     std::ifstream(fs::path(self).parent_path() / "read me") >> version;
-    fs::path unfinished = report;
-    unfinished += L".part";
-    {
-        std::ofstream out(unfinished, std::ios::binary);
-        out << version << '|' << fs::path(self).generic_u8string() << '|'
-            << fs::current_path().generic_u8string() << '|' << argc - 1;
-    }
-    // Whoever waits for the file finds it whole.
-    std::error_code error;
-    fs::rename(unfinished, report, error);
-    return error ? 1 : 0;
+    std::ofstream(fs::path(report), std::ios::binary)
+        << version << '|' << fs::path(self).generic_u8string() << '|'
+        << fs::current_path().generic_u8string() << '|' << argc - 1 << '\n';
+    return 0;
 }

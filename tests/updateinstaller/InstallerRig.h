@@ -1,15 +1,12 @@
 #pragma once
 
 #include <QByteArray>
+#include <QElapsedTimer>
 #include <QHash>
+#include <QProcess>
 #include <QString>
 #include <QStringList>
 #include <QTemporaryDir>
-
-#ifdef Q_OS_WIN
-#include <QElapsedTimer>
-#include <QProcess>
-#endif
 
 /**
  * An application folder with an update waiting for it, and UpdateInstaller run on them as a real
@@ -29,6 +26,8 @@ public:
     };
 
     InstallerRig();
+    ~InstallerRig() { letGo(); }
+    Q_DISABLE_COPY(InstallerRig)
 
     /** Removes everything, and makes an application folder with the tree "old" in it. */
     void reset() const;
@@ -87,18 +86,17 @@ public:
 
 private:
     static QString placeForFiles();
+    /** The contents of a program that reports, or cannot be started. */
+    static QByteArray program(const QByteArray& version);
+    static void copyProgram(const QString& from, const QString& to);
+    void letGo();
 
     QTemporaryDir m_dir;
     QHash<QByteArray, QByteArray> m_versions; //!< by the hash of the tree
-    QByteArray m_report;
-#ifdef Q_OS_WIN
+    QString m_report;
     QProcess m_process;
-    void* m_heldFile = nullptr;
+    int m_runs = 0;
+    void* m_heldFile = nullptr; //!< on Windows, where a file can be held
     QElapsedTimer m_holding;
     int m_holdFor = 0;
-#else
-    int m_reportEnd = -1;
-    int m_process = -1;
-#endif
-    int m_runs = 0;
 };

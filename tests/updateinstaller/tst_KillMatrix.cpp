@@ -18,11 +18,75 @@ class tst_KillMatrix : public QObject
     Q_OBJECT
 
 private slots:
-    void everyCallInTurn_data();
-    void everyCallInTurn();
-    void cleanupTestCase() const;
+    void everyCallInTurn_data()
+    {
+        QTest::addColumn<QStringList>("environment");
+        QTest::addColumn<QByteArray>("version");
+        QTest::addColumn<QString>("subFolder");
+        QTest::addColumn<QByteArray>("killedAt");
+
+        const QStringList none;
+        const QStringList renames{QStringLiteral("FAULT_NO_EXCHANGE=1")};
+        const QStringList copies{QStringLiteral("FAULT_OTHER_VOLUME=") + m_rig.root() +
+                                 QStringLiteral("/tmp")};
+        const QString sub = QStringLiteral("/Camera Desk 4.3");
+
+        QTest::newRow("exchange") << none << QByteArray("new") << QString() << QByteArray();
+        QTest::newRow("two renames") << renames << QByteArray("new") << QString() << QByteArray();
+        QTest::newRow("copy, exchange") << copies << QByteArray("new") << QString() << QByteArray();
+        QTest::newRow("copy, two renames")
+            << copies + renames << QByteArray("new") << sub << QByteArray();
+        QTest::newRow("new program does not start, exchange")
+            << none << QByteArray("broken") << sub << QByteArray();
+        QTest::newRow("new program does not start, two renames")
+            << renames << QByteArray("broken") << QString() << QByteArray();
+        QTest::newRow("after a kill in the middle of staging")
+            << none << QByteArray("new") << sub << QByteArray("/staged");
+        QTest::newRow("after a kill in the middle of copying")
+            << copies << QByteArray("new") << QString() << QByteArray("/copying/lib/deep/");
+        QTest::newRow("after a kill between the two renames")
+            << renames << QByteArray("new") << QString() << QByteArray("/backup");
+        QTest::newRow("after a kill right after the exchange")
+            << none << QByteArray("new") << sub << QByteArray("exchange ");
+        QTest::newRow("after a kill while tidying up")
+            << copies << QByteArray("new") << QString() << QByteArray("/tmp/unpack 1/lib/deep/");
+    }
+
+    void everyCallInTurn()
+    {
+        QFETCH(QStringList, environment);
+        QFETCH(QByteArray, version);
+        QFETCH(QString, subFolder);
+        QFETCH(QByteArray, killedAt);
+        const Scenario scenario{environment, version, m_rig.unpacked() + subFolder, killedAt};
+
+        prepare(scenario);
+        const auto calls = trace(scenario);
+        QVERIFY2(calls.size() > 20, calls.join('\n').constData());
+        QCOMPARE(m_rig.startedVersion(), version == "broken" ? QByteArray("old") : version);
+        for (int point = 1; point <= calls.size(); point += stride) {
+            for (const char* const kind : {"before", "after"}) {
+                checkKilled(scenario, point, kind);
+                if (QTest::currentTestFailed()) {
+                    qInfo("killed %s %s", kind, calls[point - 1].constData());
+                    return;
+                }
+            }
+            for (const int error : {EACCES, ENOSPC, EXDEV}) {
+                checkFailed(scenario, point, QByteArray::number(error).constData());
+                if (QTest::currentTestFailed()) {
+                    qInfo("error %d in %s", error, calls[point - 1].constData());
+                    return;
+                }
+            }
+        }
+    }
+
+    void cleanupTestCase() const { qInfo("%d faults, %d runs of the program", m_cases, m_runs); }
 
 private:
+    static constexpr int stride = INSTALLER_MATRIX_STRIDE;
+
     struct Scenario
     {
         QStringList environment;
@@ -31,205 +95,123 @@ private:
         QByteArray killedAt; // what an earlier run was doing when it was killed
     };
 
-    void prepare(const Scenario& scenario);
-    InstallerRig::Run runWith(const Scenario& scenario, int point, const char* kind);
-    QList<QByteArray> trace(const Scenario& scenario);
-    void checkKilled(const Scenario& scenario, int point, const char* kind);
-    void checkFailed(const Scenario& scenario, int point, const char* kind);
-    void checkRepairBySameRequest(const Scenario& scenario);
-    void checkRepairByOtherRequest();
+    void prepare(const Scenario& scenario)
+    {
+        m_rig.reset();
+        InstallerRig::makeTree(scenario.treeFolder, scenario.version);
+        if (scenario.killedAt.isEmpty()) {
+            return;
+        }
+        Scenario first = scenario;
+        first.killedAt.clear();
+        static QHash<QByteArray, int> points;
+        const QByteArray key = QTest::currentDataTag();
+        if (!points.contains(key)) {
+            const auto lines = trace(first);
+            for (int i = 0; i < lines.size(); ++i) {
+                if (lines[i].contains(scenario.killedAt)) {
+                    points[key] = i + 1;
+                    break;
+                }
+            }
+            QVERIFY2(points.contains(key), scenario.killedAt.constData());
+            prepare(first);
+        }
+        QVERIFY(runWith(first, points[key], "after").wasKilled);
+    }
+
+    InstallerRig::Run runWith(const Scenario& scenario, int point, const char* kind)
+    {
+        const QStringList fault{QStringLiteral("FAULT_POINT=%1").arg(point),
+                                QStringLiteral("FAULT_KIND=") + QString::fromLatin1(kind)};
+        ++m_runs;
+        return m_rig.run(Build::eWithFaults, m_rig.commandLine(), scenario.environment + fault);
+    }
+
+    QList<QByteArray> trace(const Scenario& scenario)
+    {
+        const QString file = m_rig.root() + QStringLiteral("/trace");
+        QFile::remove(file);
+        m_rig.run(Build::eWithFaults, m_rig.commandLine(),
+                  scenario.environment + QStringList{QStringLiteral("FAULT_TRACE=") + file});
+        QFile trace(file);
+        return trace.open(QIODevice::ReadOnly) ? trace.readAll().trimmed().split('\n')
+                                               : QList<QByteArray>();
+    }
+
+    void checkKilled(const Scenario& scenario, int point, const char* kind)
+    {
+        ++m_cases;
+        prepare(scenario);
+        QVERIFY(runWith(scenario, point, kind).wasKilled);
+        checkRepairBySameRequest(scenario);
+        if (QTest::currentTestFailed()) {
+            return;
+        }
+        prepare(scenario);
+        QVERIFY(runWith(scenario, point, kind).wasKilled);
+        checkRepairByOtherRequest();
+    }
+
+    /** A run that could go on has left everything in order by itself, or leaves it to the next. */
+    void checkFailed(const Scenario& scenario, int point, const char* kind)
+    {
+        ++m_cases;
+        prepare(scenario);
+        const auto run = runWith(scenario, point, kind);
+        QVERIFY(!run.wasKilled);
+        if (run.code == 14 && scenario.killedAt == "/backup") {
+            // Without its lock the program cannot mend what the killed run has left.
+            QVERIFY(!QFile::exists(m_rig.application()));
+            checkRepairByOtherRequest();
+            return;
+        }
+        const QByteArray tree = m_rig.treeIn(m_rig.application());
+        QVERIFY2(tree == "old" || tree == "new", m_rig.logText().constData());
+        QCOMPARE(m_rig.startedVersion(), tree);
+        QVERIFY2(run.code != 0 || tree == "new", m_rig.logText().constData());
+        checkRepairByOtherRequest();
+    }
+
+    void checkRepairBySameRequest(const Scenario& scenario)
+    {
+        ++m_runs;
+        const bool wasPending = QFile::exists(m_rig.workFolder() + QStringLiteral("/journal"));
+        const auto run = m_rig.run(Build::eReal, m_rig.commandLine());
+        const QByteArray tree = m_rig.treeIn(m_rig.application());
+        const QByteArray log = m_rig.logText();
+        QVERIFY2(tree == "old" || tree == "new", log.constData());
+        // Only an update that was complete but for its last traces finds nothing to do.
+        const bool isFine = run.code == 0 || (run.code == 13 && !wasPending) ||
+                            (run.code == 12 && scenario.version == "broken");
+        QVERIFY2(isFine, log.constData());
+        QVERIFY2(tree == (scenario.version == "broken" ? "old" : "new"), log.constData());
+        QCOMPARE(m_rig.startedVersion(), tree);
+        QVERIFY2(m_rig.leftovers().isEmpty(), log.constData());
+        const bool isUnpacked = QFile::exists(m_rig.unpacked());
+        QCOMPARE(isUnpacked, scenario.version == "broken");
+        QVERIFY(!isUnpacked || m_rig.treeIn(scenario.treeFolder) == "broken");
+    }
+
+    void checkRepairByOtherRequest()
+    {
+        ++m_runs;
+        const QString other = m_rig.root() + QStringLiteral("/tmp/unpack 2");
+        InstallerRig::makeTree(other, "third");
+        const auto run =
+            m_rig.run(Build::eReal, InstallerRig::commandLine(m_rig.application(), other));
+        const QByteArray log = m_rig.logText();
+        QVERIFY2(run.code == 0, log.constData());
+        QCOMPARE(m_rig.treeIn(m_rig.application()), QByteArray("third"));
+        QCOMPARE(m_rig.startedVersion(), QByteArray("third"));
+        QVERIFY2(m_rig.leftovers().isEmpty(), log.constData());
+        QVERIFY(!QFile::exists(other));
+    }
 
     InstallerRig m_rig;
     int m_cases = 0;
     int m_runs = 0;
 };
-
-namespace {
-
-const int stride = INSTALLER_MATRIX_STRIDE;
-
-} // namespace
-
-void tst_KillMatrix::everyCallInTurn_data()
-{
-    QTest::addColumn<QStringList>("environment");
-    QTest::addColumn<QByteArray>("version");
-    QTest::addColumn<QString>("subFolder");
-    QTest::addColumn<QByteArray>("killedAt");
-
-    const QStringList none;
-    const QStringList renames{QStringLiteral("FAULT_NO_EXCHANGE=1")};
-    const QStringList copies{QStringLiteral("FAULT_OTHER_VOLUME=") + m_rig.root() +
-                             QStringLiteral("/tmp")};
-    const QString sub = QStringLiteral("/Camera Desk 4.3");
-
-    QTest::newRow("exchange") << none << QByteArray("new") << QString() << QByteArray();
-    QTest::newRow("two renames") << renames << QByteArray("new") << QString() << QByteArray();
-    QTest::newRow("copy, exchange") << copies << QByteArray("new") << QString() << QByteArray();
-    QTest::newRow("copy, two renames")
-        << copies + renames << QByteArray("new") << sub << QByteArray();
-    QTest::newRow("new program does not start, exchange")
-        << none << QByteArray("broken") << sub << QByteArray();
-    QTest::newRow("new program does not start, two renames")
-        << renames << QByteArray("broken") << QString() << QByteArray();
-    QTest::newRow("after a kill in the middle of staging")
-        << none << QByteArray("new") << sub << QByteArray("/staged");
-    QTest::newRow("after a kill in the middle of copying")
-        << copies << QByteArray("new") << QString() << QByteArray("/copying/lib/deep/");
-    QTest::newRow("after a kill between the two renames")
-        << renames << QByteArray("new") << QString() << QByteArray("/backup");
-    QTest::newRow("after a kill right after the exchange")
-        << none << QByteArray("new") << sub << QByteArray("exchange ");
-    QTest::newRow("after a kill while tidying up")
-        << copies << QByteArray("new") << QString() << QByteArray("/tmp/unpack 1/lib/deep/");
-}
-
-void tst_KillMatrix::prepare(const Scenario& scenario)
-{
-    m_rig.reset();
-    InstallerRig::makeTree(scenario.treeFolder, scenario.version);
-    if (scenario.killedAt.isEmpty()) {
-        return;
-    }
-    Scenario first = scenario;
-    first.killedAt.clear();
-    static QHash<QByteArray, int> points;
-    const QByteArray key = QTest::currentDataTag();
-    if (!points.contains(key)) {
-        const auto lines = trace(first);
-        for (int i = 0; i < lines.size(); ++i) {
-            if (lines[i].contains(scenario.killedAt)) {
-                points[key] = i + 1;
-                break;
-            }
-        }
-        QVERIFY2(points.contains(key), scenario.killedAt.constData());
-        prepare(first);
-    }
-    QVERIFY(runWith(first, points[key], "after").wasKilled);
-}
-
-InstallerRig::Run tst_KillMatrix::runWith(const Scenario& scenario, int point, const char* kind)
-{
-    const QStringList fault{QStringLiteral("FAULT_POINT=%1").arg(point),
-                            QStringLiteral("FAULT_KIND=") + QString::fromLatin1(kind)};
-    ++m_runs;
-    return m_rig.run(Build::eWithFaults, m_rig.commandLine(), scenario.environment + fault);
-}
-
-QList<QByteArray> tst_KillMatrix::trace(const Scenario& scenario)
-{
-    const QString file = m_rig.root() + QStringLiteral("/trace");
-    QFile::remove(file);
-    m_rig.run(Build::eWithFaults, m_rig.commandLine(),
-              scenario.environment + QStringList{QStringLiteral("FAULT_TRACE=") + file});
-    QFile trace(file);
-    return trace.open(QIODevice::ReadOnly) ? trace.readAll().trimmed().split('\n')
-                                           : QList<QByteArray>();
-}
-
-void tst_KillMatrix::everyCallInTurn()
-{
-    QFETCH(QStringList, environment);
-    QFETCH(QByteArray, version);
-    QFETCH(QString, subFolder);
-    QFETCH(QByteArray, killedAt);
-    const Scenario scenario{environment, version, m_rig.unpacked() + subFolder, killedAt};
-
-    prepare(scenario);
-    const auto calls = trace(scenario);
-    QVERIFY2(calls.size() > 20, calls.join('\n').constData());
-    QCOMPARE(m_rig.startedVersion(), version == "broken" ? QByteArray("old") : version);
-    for (int point = 1; point <= calls.size(); point += stride) {
-        for (const char* const kind : {"before", "after"}) {
-            checkKilled(scenario, point, kind);
-            if (QTest::currentTestFailed()) {
-                qInfo("killed %s %s", kind, calls[point - 1].constData());
-                return;
-            }
-        }
-        for (const int error : {EACCES, ENOSPC, EXDEV}) {
-            checkFailed(scenario, point, QByteArray::number(error).constData());
-            if (QTest::currentTestFailed()) {
-                qInfo("error %d in %s", error, calls[point - 1].constData());
-                return;
-            }
-        }
-    }
-}
-
-void tst_KillMatrix::checkKilled(const Scenario& scenario, int point, const char* kind)
-{
-    ++m_cases;
-    prepare(scenario);
-    QVERIFY(runWith(scenario, point, kind).wasKilled);
-    checkRepairBySameRequest(scenario);
-    if (QTest::currentTestFailed()) {
-        return;
-    }
-    prepare(scenario);
-    QVERIFY(runWith(scenario, point, kind).wasKilled);
-    checkRepairByOtherRequest();
-}
-
-/** A run that could go on has left everything in order by itself, or leaves it to the next. */
-void tst_KillMatrix::checkFailed(const Scenario& scenario, int point, const char* kind)
-{
-    ++m_cases;
-    prepare(scenario);
-    const auto run = runWith(scenario, point, kind);
-    QVERIFY(!run.wasKilled);
-    if (run.code == 14 && scenario.killedAt == "/backup") {
-        // Without its lock the program cannot mend what the killed run has left.
-        QVERIFY(!QFile::exists(m_rig.application()));
-        checkRepairByOtherRequest();
-        return;
-    }
-    const QByteArray tree = m_rig.treeIn(m_rig.application());
-    QVERIFY2(tree == "old" || tree == "new", m_rig.logText().constData());
-    QCOMPARE(m_rig.startedVersion(), tree);
-    QVERIFY2(run.code != 0 || tree == "new", m_rig.logText().constData());
-    checkRepairByOtherRequest();
-}
-
-void tst_KillMatrix::checkRepairBySameRequest(const Scenario& scenario)
-{
-    ++m_runs;
-    const bool wasPending = QFile::exists(m_rig.workFolder() + QStringLiteral("/journal"));
-    const auto run = m_rig.run(Build::eReal, m_rig.commandLine());
-    const QByteArray tree = m_rig.treeIn(m_rig.application());
-    const QByteArray log = m_rig.logText();
-    QVERIFY2(tree == "old" || tree == "new", log.constData());
-    // Only an update that was complete but for its last traces finds nothing to do.
-    const bool isFine = run.code == 0 || (run.code == 13 && !wasPending) ||
-                        (run.code == 12 && scenario.version == "broken");
-    QVERIFY2(isFine, log.constData());
-    QVERIFY2(tree == (scenario.version == "broken" ? "old" : "new"), log.constData());
-    QCOMPARE(m_rig.startedVersion(), tree);
-    QVERIFY2(m_rig.leftovers().isEmpty(), log.constData());
-    const bool isUnpacked = QFile::exists(m_rig.unpacked());
-    QCOMPARE(isUnpacked, scenario.version == "broken");
-    QVERIFY(!isUnpacked || m_rig.treeIn(scenario.treeFolder) == "broken");
-}
-
-void tst_KillMatrix::checkRepairByOtherRequest()
-{
-    ++m_runs;
-    const QString other = m_rig.root() + QStringLiteral("/tmp/unpack 2");
-    InstallerRig::makeTree(other, "third");
-    const auto run = m_rig.run(Build::eReal, InstallerRig::commandLine(m_rig.application(), other));
-    const QByteArray log = m_rig.logText();
-    QVERIFY2(run.code == 0, log.constData());
-    QCOMPARE(m_rig.treeIn(m_rig.application()), QByteArray("third"));
-    QCOMPARE(m_rig.startedVersion(), QByteArray("third"));
-    QVERIFY2(m_rig.leftovers().isEmpty(), log.constData());
-    QVERIFY(!QFile::exists(other));
-}
-
-void tst_KillMatrix::cleanupTestCase() const
-{
-    qInfo("%d faults, %d runs of the program", m_cases, m_runs);
-}
 
 QTEST_GUILESS_MAIN(tst_KillMatrix)
 #include "tst_KillMatrix.moc"
