@@ -13,4 +13,4 @@ fi
 cmake --build --preset dev --target "faults_$program"
 export QT_QPA_PLATFORM=offscreen LC_ALL=C.UTF-8 XDG_RUNTIME_DIR=$PWD/build/dev/runtime
 unset http_proxy https_proxy all_proxy
-"build/dev/tests/faults/$program/app/faults_$program" "$@"
+"build/dev/faults/$program/app/faults_$program" "$@"

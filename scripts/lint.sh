@@ -4,7 +4,7 @@ set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 source scripts/lib.sh
 
-code_folders=(types support catalogue ui install client updateinstaller publisher demo examples tests benchmarks fuzz)
+code_folders=(types support catalogue ui install client updateinstaller publisher demo examples tests benchmarks fuzz faults)
 
 sources() { # PATTERN...
     local folder

@@ -21,7 +21,5 @@ struct Resources
 
 /** Resident memory in KiB, after what is free has been given back. */
 long residentKb();
-/** Bytes that are allocated at the moment. */
-long heapKb();
 
 } // namespace zk::faults

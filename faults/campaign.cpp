@@ -73,7 +73,6 @@ private:
     QStringList m_otherFiles;
     QMap<QString, int> m_ends;
     QList<long> m_resident;
-    QList<long> m_heap;
     int m_violations = 0;
     int m_stallMs = 0;
     int m_done = 0;
@@ -150,7 +149,6 @@ bool Campaign::runOne(int number)
     ++m_ends[outcome.end];
     if (++m_done % 100 == 0) {
         m_resident << residentKb();
-        m_heap << heapKb();
     }
     for (const QString& violation : qAsConst(outcome.violations)) {
         ++m_violations;
@@ -182,8 +180,7 @@ bool Campaign::report(int count)
     if (m_resident.size() > 1) {
         const int second = qMin(1, m_resident.size() - 1);
         out << "resident memory after flow " << (second + 1) * 100 << ": " << m_resident.at(second)
-            << " KiB, at the end: " << m_resident.last() << " KiB (heap " << m_heap.at(second)
-            << ", " << m_heap.last() << ")\n";
+            << " KiB, at the end: " << m_resident.last() << " KiB\n";
     }
     if (!m_sandbox.hasSmallDisk()) {
         out << "no file system could be mounted: full disks were played by a limit of file sizes\n";

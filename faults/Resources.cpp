@@ -67,10 +67,4 @@ long residentKb()
     return file.readAll().split(' ').value(1).toLong() * (sysconf(_SC_PAGESIZE) / 1024);
 }
 
-long heapKb()
-{
-    const struct mallinfo2 info = mallinfo2();
-    return long((info.uordblks + info.hblkhd) / 1024);
-}
-
 } // namespace zk::faults
