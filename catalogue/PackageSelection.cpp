@@ -1,6 +1,7 @@
 #include "catalogue/PackageSelection.h"
 
 #include "catalogue/CandidateFilter.h"
+#include "catalogue/UpdateDocument.h"
 
 #include <algorithm>
 #include <vector>
@@ -50,6 +51,13 @@ private:
     VersionNumber m_version{L"0"};
 };
 
+PackageInfo reference(const QString& name, const VersionNumber& version, const QString& status,
+                      const QSet<QString>& platforms)
+{
+    return PackageInfo(QString(), name, QString::fromStdWString(version.toString()), status,
+                       QDateTime(), platforms, {}, QString(), QString());
+}
+
 } // namespace
 
 PackageInfoList findCandidates(PackageInfoList& packages, const PackageInfo& product,
@@ -74,6 +82,30 @@ PackageInfoList findCandidates(PackageInfoList& packages, const PackageInfo& pro
         }
     }
     return candidates;
+}
+
+QString wantedStatus(bool includeBeta)
+{
+    // No status at all for those who want beta versions: they are to see the stable ones too.
+    return includeBeta ? QString() : QString(QLatin1String(Vocabulary::statusStable));
+}
+
+PackageInfoList findUpdates(PackageInfoList& packages,
+                            const SoftwareUpdate::SoftwareUpdateSettings& settings)
+{
+    const QString status = wantedStatus(settings.includeBeta);
+    PackageInfoList cameras;
+    for (const auto& camera : settings.cameraVersions) {
+        cameras +=
+            findCandidates(packages, reference(QString(), camera.second, status, {camera.first}),
+                           QLatin1String(Vocabulary::typeCameraFirmware), QStringList());
+    }
+    eliminateDuplicates(cameras);
+    const QSet<QString> platforms(settings.platforms.cbegin(), settings.platforms.cend());
+    return findCandidates(packages,
+                          reference(settings.productName, settings.version, status, platforms),
+                          QLatin1String(Vocabulary::typeApplication), settings.packageSuffixes) +
+           cameras;
 }
 
 PackageInfoList findBestMatches(const PackageInfoList& packages, const PackageInfo& filter)

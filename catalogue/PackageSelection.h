@@ -1,6 +1,7 @@
 #pragma once
 
 #include "catalogue/PackageInfo.h"
+#include "types/SoftwareUpdateTypes.h"
 
 namespace zk::PackageSelection {
 
@@ -10,6 +11,16 @@ namespace zk::PackageSelection {
  */
 PackageInfoList findCandidates(PackageInfoList& packages, const PackageInfo& product,
                                const QString& type, const QStringList& suffixes);
+
+/** The status that packages must have: none in particular for users who want beta releases too. */
+QString wantedStatus(bool includeBeta);
+
+/**
+ * What a host with these @p settings is offered: the product's candidates, then those of its
+ * cameras without duplicates. Sets the types of @p packages as findCandidates() does.
+ */
+PackageInfoList findUpdates(PackageInfoList& packages,
+                            const SoftwareUpdate::SoftwareUpdateSettings& settings);
 
 /** The best package per type and platform among those that pass @p filter, in no particular order.
  */

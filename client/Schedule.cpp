@@ -4,7 +4,7 @@
 #include "client/SoftwareUpdateClient.h"
 #include "client/StoredSettings.h"
 
-#include "catalogue/UpdateDocument.h"
+#include "catalogue/PackageSelection.h"
 #include "support/Log.h"
 #include "ui/SoftwareUpdateDialog.h"
 
@@ -33,8 +33,7 @@ SoftwareUpdateSettings SoftwareUpdateClient::getSettings() const
 
 QString SoftwareUpdateClient::transformReleaseStatus(bool beta) const
 {
-    // No status at all for those who want beta versions: they are to see the stable ones too.
-    return beta ? QString() : QString(QLatin1String(Vocabulary::statusStable));
+    return PackageSelection::wantedStatus(beta);
 }
 
 void SoftwareUpdateClient::setVersionNumber(const VersionNumber& version)

@@ -3,7 +3,7 @@
 #include "client/SoftwareUpdateClient.h"
 #include "client/StoredSettings.h"
 
-#include "catalogue/UpdateDocument.h"
+#include "catalogue/PackageSelection.h"
 #include "install/DownloadManager.h"
 #include "install/LinkRule.h"
 #include "support/Connect.h"
@@ -38,21 +38,6 @@ void abortWhenTooLarge(QNetworkReply* reply)
 bool isRedirect(int status)
 {
     return status == 302 || status == 301 || status == 303 || status == 307;
-}
-
-PackageInfo cameraReference(const QString& model, const VersionNumber& firmware,
-                            const QString& status)
-{
-    return PackageInfo(QString(), QString(), QString::fromStdWString(firmware.toString()), status,
-                       QDateTime(), {model}, {}, QString(), QString());
-}
-
-PackageInfo productReference(const SoftwareUpdateSettings& settings, const QString& status)
-{
-    return PackageInfo(QString(), settings.productName,
-                       QString::fromStdWString(settings.version.toString()), status, QDateTime(),
-                       QSet<QString>(settings.platforms.cbegin(), settings.platforms.cend()), {},
-                       QString(), QString());
 }
 
 } // namespace
@@ -275,21 +260,11 @@ EUpdateParsingResult SoftwareUpdateClient::parseServerResponse(QNetworkReply* re
 
 PackageInfoList SoftwareUpdateClient::selectCandidates(PackageInfoList& all)
 {
-    const SoftwareUpdateSettings settings = getSettings();
-    const bool beta = m_settingsDialog ? m_settingsDialog->updateWidget()->getSettings().includeBeta
-                                       : settings.includeBeta;
-    const QString status = transformReleaseStatus(beta);
-    PackageInfoList cameras;
-    for (const auto& camera : settings.cameraVersions) {
-        cameras += DownloadManager::findPackageCandidates(
-            all, cameraReference(camera.first, camera.second, status),
-            QLatin1String(Vocabulary::typeCameraFirmware), QStringList());
+    SoftwareUpdateSettings settings = getSettings();
+    if (m_settingsDialog) {
+        settings.includeBeta = m_settingsDialog->updateWidget()->getSettings().includeBeta;
     }
-    DownloadManager::eliminateDuplicatePackages(cameras);
-    return DownloadManager::findPackageCandidates(all, productReference(settings, status),
-                                                  QLatin1String(Vocabulary::typeApplication),
-                                                  settings.packageSuffixes) +
-           cameras;
+    return PackageSelection::findUpdates(all, settings);
 }
 
 void SoftwareUpdateClient::productUpToDate()
