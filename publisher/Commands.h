@@ -1,0 +1,22 @@
+#pragma once
+
+#include "publisher/Console.h"
+
+#include <QStringList>
+
+namespace publisher {
+
+/** What the process answers; more than one is wrong: the largest. */
+enum ExitCode {
+    eFine = 0,
+    eHasWarnings = 1,
+    eHasErrors = 2,
+    eUsage = 3,  //!< the command line makes no sense
+    eFailed = 4, //!< something could not be read, written or reached
+};
+
+// The commands. @p arguments begin with the name of the command; the result is the exit code.
+
+int lintCommand(const QStringList& arguments, Console& console);
+
+} // namespace publisher

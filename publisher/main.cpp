@@ -1,0 +1,55 @@
+// softwareupdate-publish: for people who publish update documents.
+
+#include "publisher/Commands.h"
+
+#include <QCoreApplication>
+
+namespace {
+
+using namespace publisher;
+
+struct Command
+{
+    const char* name;
+    const char* summary;
+    int (*run)(const QStringList& arguments, Console& console);
+};
+
+constexpr Command commands[] = {
+    {"lint", "find the mistakes in an update document", lintCommand},
+};
+
+void printUsage(const Console& console)
+{
+    console.print(QStringLiteral("Usage: softwareupdate-publish COMMAND [ARGUMENTS]\n\n"
+                                 "Commands (each with --help):"));
+    for (const Command& command : commands) {
+        console.print(QStringLiteral("  %1 %2")
+                          .arg(QLatin1String(command.name), -10)
+                          .arg(QLatin1String(command.summary)));
+    }
+}
+
+} // namespace
+
+int main(int argc, char* argv[])
+{
+    const QCoreApplication application(argc, argv);
+    QCoreApplication::setApplicationName(QStringLiteral("softwareupdate-publish"));
+    Console console;
+    const QStringList arguments = QCoreApplication::arguments().mid(1);
+    const QString name = arguments.value(0);
+    for (const Command& command : commands) {
+        if (name == QLatin1String(command.name)) {
+            return command.run(arguments, console);
+        }
+    }
+    if (name.isEmpty() || name == QLatin1String("help") || name == QLatin1String("--help")) {
+        printUsage(console);
+        return name.isEmpty() ? eUsage : eFine;
+    }
+    console.complain(
+        QStringLiteral("softwareupdate-publish: there is no command \"%1\"").arg(name));
+    printUsage(console);
+    return eUsage;
+}
