@@ -4,7 +4,6 @@
 #include "install/LinkRule.h"
 
 #include <QCoreApplication>
-#include <QLocale>
 
 namespace zk::PackagePresentation {
 
@@ -55,12 +54,11 @@ QStringList row(const PackageInfo& package)
             joined(package.platforms)};
 }
 
-QString comment(const PackageInfo& package)
+QString comment(const PackageInfo& package, const QLocale& locale)
 {
     QString published;
     if (!package.releaseDate.isNull()) {
-        const QString date =
-            QLocale::system().toString(package.releaseDate.date(), QLocale::LongFormat);
+        const QString date = locale.toString(package.releaseDate.date(), QLocale::LongFormat);
         published = translate("Published on %1").arg(date) + QStringLiteral("<br />");
     }
     const QString url = package.url.toString().toHtmlEscaped();

@@ -3,6 +3,7 @@
 #include "catalogue/PackageInfo.h"
 #include "types/SoftwareUpdateTypes.h"
 
+#include <QLocale>
 #include <QStringList>
 
 namespace zk::PackagePresentation {
@@ -13,8 +14,9 @@ QString title(const PackageInfo& package);
 /** The cells of a package's row: title, size in MB, format, languages, platforms. */
 QStringList row(const PackageInfo& package);
 
-/** What the comment pane shows of a package, as HTML; texts of the document are escaped. */
-QString comment(const PackageInfo& package);
+/** What the comment pane shows of a package, as HTML; texts of the document are escaped. Dates are
+ * written as @p locale has them. */
+QString comment(const PackageInfo& package, const QLocale& locale = QLocale::system());
 
 /**
  * Rows of the camera firmware that a user of @p hostLanguage (e.g. "de") has no use for, ascending.

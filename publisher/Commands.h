@@ -17,6 +17,8 @@ enum ExitCode {
 
 // The commands. @p arguments begin with the name of the command; the result is the exit code.
 
+int addCommand(const QStringList& arguments, Console& console);
 int lintCommand(const QStringList& arguments, Console& console);
+int previewCommand(const QStringList& arguments, Console& console);
 
 } // namespace publisher

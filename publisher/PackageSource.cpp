@@ -36,12 +36,17 @@ int PackageSource::offset(const char* key) const
     return found ? found->offset : element->offset;
 }
 
-std::vector<PackageSource> readPackages(const QByteArray& bytes, const SourceDocument& document)
+zk::PackageInfoList parsePackages(const QByteArray& bytes)
 {
     QBuffer buffer;
     buffer.setData(bytes);
     buffer.open(QIODevice::ReadOnly);
-    const zk::PackageInfoList infos = zk::UpdateDocument::parse(&buffer);
+    return zk::UpdateDocument::parse(&buffer);
+}
+
+std::vector<PackageSource> readPackages(const QByteArray& bytes, const SourceDocument& document)
+{
+    const zk::PackageInfoList infos = parsePackages(bytes);
     const auto elements = document.packages();
     std::vector<PackageSource> packages;
     // One list is empty when only one of the two could read the document.

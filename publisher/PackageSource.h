@@ -29,6 +29,9 @@ struct PackageSource
 /** The value that @p level itself gives: that of a child element before that of an attribute. */
 std::optional<SourceValue> valueAt(const SourceElement& level, const char* key);
 
+/** The packages that clients read in @p bytes; none when they refuse them. */
+zk::PackageInfoList parsePackages(const QByteArray& bytes);
+
 /** The packages of @p document; empty when a client refuses it. */
 std::vector<PackageSource> readPackages(const QByteArray& bytes, const SourceDocument& document);
 

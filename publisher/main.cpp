@@ -17,6 +17,8 @@ struct Command
 
 constexpr Command commands[] = {
     {"lint", "find the mistakes in an update document", lintCommand},
+    {"add", "add packages to it, or begin one", addCommand},
+    {"preview", "show what a user would see of it", previewCommand},
 };
 
 void printUsage(const Console& console)

@@ -73,7 +73,7 @@ private slots:
         row("a value twice", 5, "<file url=\"a.exe\" file-size=\"2kB\"><url>b.exe</url></file>",
             "5:7 repeated");
         row("text in a set", 11, "  </package-set>text", "11:17 stray-text");
-        row("an address as text", 6, "<readme url=\"a\">http://b/</readme>", "6:18 stray-text");
+        row("an address as text", 6, "<readme url=\"a\">http://b/</readme>", "6:17 stray-text");
         row("no platform", 13, "    <package release=\"2.0\" release-date=\"2026-05-02\">",
             "13:5 missing");
         row("no release", 13, "    <package platform=\"Falcon\" release-date=\"2026-05-02\">",

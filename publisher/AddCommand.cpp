@@ -1,0 +1,184 @@
+#include "publisher/Addition.h"
+#include "publisher/CommandLine.h"
+#include "publisher/Commands.h"
+#include "publisher/FindingReport.h"
+#include "publisher/Lint.h"
+
+#include "catalogue/UpdateDocument.h"
+#include "support/StringUtils.h"
+
+#include <QFile>
+#include <QFileInfo>
+#include <QSaveFile>
+#include <QUrl>
+
+namespace publisher {
+
+namespace {
+
+using namespace zk;
+
+/** The options that are single values, by the names that the document has for them. */
+struct ValueOption
+{
+    const char* key;
+    const char* description;
+    const char* defaultValue;
+};
+
+const ValueOption valueOptions[] = {
+    {Vocabulary::type, "Its type.", Vocabulary::typeApplication},
+    {Vocabulary::name, "The product.", ""},
+    {Vocabulary::namePublic, "The product's name for users.", ""},
+    {Vocabulary::releaseVersion, "The version.", ""},
+    {Vocabulary::releaseVersionPublic, "The version for users.", ""},
+    {Vocabulary::releaseStatus, "STABLE or BETA.", Vocabulary::statusStable},
+    {Vocabulary::comment, "A comment for users.", ""},
+    {Vocabulary::baseUrl, "Where the files are published, ending with \"/\".", ""},
+};
+
+QCommandLineOption option(const char* name, const char* description, const char* valueName,
+                          const char* defaultValue = "")
+{
+    return QCommandLineOption(QString::fromLatin1(name), QString::fromLatin1(description),
+                              QString::fromLatin1(valueName), QString::fromLatin1(defaultValue));
+}
+
+void addOptions(CommandLine& line)
+{
+    for (const ValueOption& value : valueOptions) {
+        line.addOption(option(value.key, value.description, "text", value.defaultValue));
+    }
+    line.addOption(
+        option(Vocabulary::platform, "What it runs on: Win32, Win64, or camera models.", "list"));
+    line.addOption(option(Vocabulary::language, "Its languages.", "list"));
+    line.addOption(option(Vocabulary::releaseDate,
+                          "When it was released, as 2026-09-14 or \"2026-09-14 09:30:00\" "
+                          "(default: when each file was written).",
+                          "date"));
+    line.addOption(
+        option(Vocabulary::releaseNotes, "A page with news; may be repeated.", "language=address"));
+    line.addOption(
+        option(Vocabulary::readme, "A page to read first; may be repeated.", "language=address"));
+}
+
+QStringList words(const CommandLine& line, const char* key)
+{
+    return line.value(QString::fromLatin1(key)).split(StringUtils::splitWords, Qt::SkipEmptyParts);
+}
+
+/** What is wrong with the command line, or nothing. */
+QString readRelease(const CommandLine& line, NewRelease& release)
+{
+    for (const ValueOption& value : valueOptions) {
+        const QString text = line.value(QString::fromLatin1(value.key));
+        const bool isNeeded =
+            value.key == Vocabulary::name || value.key == Vocabulary::releaseVersion;
+        if (isNeeded && text.isEmpty()) {
+            return QStringLiteral("--%1 is needed").arg(QLatin1String(value.key));
+        }
+        if (!text.isEmpty()) {
+            release.values << NewValue{value.key, text};
+        }
+    }
+    release.platforms = words(line, Vocabulary::platform);
+    release.languages = words(line, Vocabulary::language);
+    if (release.platforms.isEmpty()) {
+        return QStringLiteral("--platform is needed");
+    }
+    for (const char* const key : {Vocabulary::releaseNotes, Vocabulary::readme}) {
+        const QStringList pages = line.values(QString::fromLatin1(key));
+        for (const QString& page : pages) {
+            if (page.indexOf(QLatin1Char('=')) < 1) {
+                return QStringLiteral("a page is LANGUAGE=ADDRESS, and not \"%1\"").arg(page);
+            }
+            release.links << NewLink{key, page.section(QLatin1Char('='), 0, 0),
+                                     page.section(QLatin1Char('='), 1)};
+        }
+    }
+    return QString();
+}
+
+/** What is wrong with the files, or nothing. */
+QString readFiles(const CommandLine& line, NewRelease& release)
+{
+    const QString date = line.value(QString::fromLatin1(Vocabulary::releaseDate));
+    const QStringList paths = line.positionalArguments().mid(1);
+    for (const QString& path : paths) {
+        const QFileInfo info(path);
+        if (!info.isFile() || info.size() == 0) {
+            return QStringLiteral("%1 is no file, or empty").arg(path);
+        }
+        NewFile file{QString::fromLatin1(QUrl::toPercentEncoding(info.fileName())), info.size(),
+                     info.lastModified()};
+        if (!date.isEmpty()) {
+            file.date = QDateTime::fromString(
+                date.trimmed().replace(QLatin1Char(' '), QLatin1Char('T')), Qt::ISODate);
+        }
+        if (!file.date.isValid()) {
+            return QStringLiteral("\"%1\" is no date").arg(date);
+        }
+        release.files << file;
+    }
+    return QString();
+}
+
+bool write(const QString& path, const QByteArray& bytes, QString& error)
+{
+    QSaveFile file(path);
+    const bool isWritten =
+        file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size() && file.commit();
+    error = file.errorString();
+    return isWritten;
+}
+
+} // namespace
+
+int addCommand(const QStringList& arguments, Console& console)
+{
+    CommandLine line(
+        QStringLiteral("Adds the packages of one release to an update document, or begins one.\n"
+                       "Sizes and dates are those of the files. What a set of the document says "
+                       "already is not repeated."),
+        {QStringLiteral("add updates.xml desk-4.3.exe desk-4.3.zip --name \"Camera Desk\" "
+                        "--release 4.3 --platform Win64 --base-url https://updates.example.com/"),
+         QStringLiteral("add updates.xml falcon-2.2.bin --type \"Camera Firmware\" --name Firmware "
+                        "--release 2.2 --platform Falcon-12 --language \"en de\"")});
+    line.addPositionalArgument(QStringLiteral("document"), QStringLiteral("The document's file."));
+    line.addPositionalArgument(QStringLiteral("package"), QStringLiteral("The packages' files."),
+                               QStringLiteral("package..."));
+    addOptions(line);
+    if (const auto code = line.read(arguments, 2, std::numeric_limits<int>::max(), console)) {
+        return *code;
+    }
+    NewRelease release;
+    QString complaint = readRelease(line, release);
+    complaint = complaint.isEmpty() ? readFiles(line, release) : complaint;
+    if (!complaint.isEmpty()) {
+        console.complain(QStringLiteral("softwareupdate-publish add: ") + complaint);
+        return eUsage;
+    }
+    const QString path = line.positionalArguments().constFirst();
+    QFile file(path);
+    if (file.exists() && !file.open(QIODevice::ReadOnly)) {
+        console.complain(QStringLiteral("%1: %2").arg(path, file.errorString()));
+        return eFailed;
+    }
+    const Addition addition = addRelease(file.isOpen() ? file.readAll() : QByteArray(), release);
+    file.close();
+    if (const auto* const refusal = std::get_if<QString>(&addition)) {
+        console.complain(QStringLiteral("%1: nothing was added: %2").arg(path, *refusal));
+        return eHasErrors;
+    }
+    const QByteArray& bytes = std::get<QByteArray>(addition);
+    if (!write(path, bytes, complaint)) {
+        console.complain(QStringLiteral("%1: %2").arg(path, complaint));
+        return eFailed;
+    }
+    console.print(QStringLiteral("%1: packages added: %2").arg(path).arg(release.files.size()));
+    const Findings findings = lint(bytes, QFileInfo(path).absolutePath());
+    printFindings(findings, path, console);
+    return exitCode(findings);
+}
+
+} // namespace publisher
