@@ -2,9 +2,10 @@
 
 #include "ZipBuilder.h"
 
-#include <QRandomGenerator>
+#include "support/Minisign.h"
 
-#include <sodium.h>
+#include <QBuffer>
+#include <QRandomGenerator>
 
 namespace zk::faults {
 
@@ -13,16 +14,6 @@ using test::Answer;
 namespace {
 
 constexpr int millionths = 1'000'000;
-
-const unsigned char* raw(const QByteArray& bytes)
-{
-    return reinterpret_cast<const unsigned char*>(bytes.constData());
-}
-
-unsigned char* raw(QByteArray& bytes)
-{
-    return reinterpret_cast<unsigned char*>(bytes.data());
-}
 
 QByteArray noise(const Plan& plan, int variant, int size)
 {
@@ -63,39 +54,16 @@ QByteArray response(const QByteArray& body, const QByteArray& length)
            (length.isEmpty() ? length : "Content-Length: " + length + "\r\n") + "\r\n" + body;
 }
 
+QByteArray signatureOf(const QByteArray& file, const publisher::SecretKey& key,
+                       const QByteArray& comment)
+{
+    QBuffer buffer;
+    buffer.setData(file);
+    buffer.open(QIODevice::ReadOnly);
+    return key.sign(*Minisign::hashOf(buffer), comment);
+}
+
 } // namespace
-
-Signer::Signer(char seed)
-    : m_id(8, seed)
-    , m_public(crypto_sign_PUBLICKEYBYTES, Qt::Uninitialized)
-    , m_secret(crypto_sign_SECRETKEYBYTES, Qt::Uninitialized)
-{
-    const QByteArray bytes(crypto_sign_SEEDBYTES, seed);
-    crypto_sign_seed_keypair(raw(m_public), raw(m_secret), raw(bytes));
-}
-
-QString Signer::publicKey() const
-{
-    return QString::fromLatin1(("Ed" + m_id + m_public).toBase64());
-}
-
-QByteArray Signer::sign(const QByteArray& file, const QByteArray& comment) const
-{
-    QByteArray hash(crypto_generichash_BYTES_MAX, Qt::Uninitialized);
-    crypto_generichash(raw(hash), std::size_t(hash.size()), raw(file), std::size_t(file.size()),
-                       nullptr, 0);
-    const QByteArray signature = signedBytes(hash);
-    return "untrusted comment: made for a test\n" + ("ED" + m_id + signature).toBase64() +
-           "\ntrusted comment: " + comment + '\n' + signedBytes(signature + comment).toBase64() +
-           '\n';
-}
-
-QByteArray Signer::signedBytes(const QByteArray& bytes) const
-{
-    QByteArray signature(crypto_sign_BYTES, Qt::Uninitialized);
-    crypto_sign_detached(raw(signature), nullptr, raw(bytes), quint64(bytes.size()), raw(m_secret));
-    return signature;
-}
 
 Peer::Peer(const Plan& plan)
     : m_plan(plan)
@@ -110,7 +78,7 @@ Peer::Peer(const Plan& plan)
 
 QStringList Peer::keys() const
 {
-    return m_plan.hasKeys ? QStringList{m_ours.publicKey()} : QStringList();
+    return m_plan.hasKeys ? QStringList{QString::fromLatin1(m_ours.publicKey())} : QStringList();
 }
 
 bool Peer::mayStart(const QByteArray& content) const
@@ -182,16 +150,16 @@ QByteArray Peer::makeArchive(int variant)
 QByteArray Peer::makeSignature() const
 {
     const QByteArray name = m_plan.isArchive ? "file:update.zip" : "file:setup.exe";
-    QByteArray genuine = m_ours.sign(m_package, name + "\trelease:4.3");
+    QByteArray genuine = signatureOf(m_package, m_ours, name + "\trelease:4.3");
     switch (m_plan.forgery) {
     case Plan::eOtherKey:
-        return m_other.sign(m_package, name);
+        return signatureOf(m_package, m_other, name);
     case Plan::eOtherBytes:
-        return m_ours.sign(m_package + '\n', name);
+        return signatureOf(m_package + '\n', m_ours, name);
     case Plan::eOtherName:
-        return m_ours.sign(m_package, "file:setup-old.exe");
+        return signatureOf(m_package, m_ours, "file:setup-old.exe");
     case Plan::eOtherRelease:
-        return m_ours.sign(m_package, name + "\trelease:4.2");
+        return signatureOf(m_package, m_ours, name + "\trelease:4.2");
     case Plan::eDamaged: {
         QByteArray damaged = genuine;
         const int at = genuine.indexOf('\n') + 30 + m_plan.number % 50;

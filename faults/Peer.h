@@ -3,6 +3,8 @@
 #include "Plan.h"
 #include "ScriptedServer.h"
 
+#include "publisher/SecretKey.h"
+
 #include <QMap>
 #include <QSet>
 
@@ -10,23 +12,6 @@ namespace zk::faults {
 
 /** Files by their path relative to some folder. */
 using Tree = QMap<QString, QByteArray>;
-
-/** Makes signature files as minisign does. */
-class Signer
-{
-public:
-    explicit Signer(char seed);
-
-    [[nodiscard]] QString publicKey() const;
-    [[nodiscard]] QByteArray sign(const QByteArray& file, const QByteArray& comment) const;
-
-private:
-    QByteArray m_id;
-    QByteArray m_public;
-    QByteArray m_secret;
-
-    [[nodiscard]] QByteArray signedBytes(const QByteArray& bytes) const;
-};
 
 /** The update server of one flow: it does what the plan says, and knows what may come of it. */
 class Peer
@@ -50,8 +35,8 @@ public:
 
 private:
     const Plan& m_plan;
-    Signer m_ours{'o'};
-    Signer m_other{'x'};
+    publisher::SecretKey m_ours{QByteArray(32, 'o')};
+    publisher::SecretKey m_other{QByteArray(32, 'x')};
     test::ScriptedServer m_server;
     QByteArray m_package;
     /** What the server's answers can amount to, in HTTP's own terms. */

@@ -18,7 +18,10 @@ enum ExitCode {
 // The commands. @p arguments begin with the name of the command; the result is the exit code.
 
 int addCommand(const QStringList& arguments, Console& console);
+int keysCommand(const QStringList& arguments, Console& console);
 int lintCommand(const QStringList& arguments, Console& console);
 int previewCommand(const QStringList& arguments, Console& console);
+int serveCommand(const QStringList& arguments, Console& console);
+int signCommand(const QStringList& arguments, Console& console);
 
 } // namespace publisher

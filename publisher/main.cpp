@@ -19,6 +19,9 @@ constexpr Command commands[] = {
     {"lint", "find the mistakes in an update document", lintCommand},
     {"add", "add packages to it, or begin one", addCommand},
     {"preview", "show what a user would see of it", previewCommand},
+    {"keys", "make a pair of keys for signatures", keysCommand},
+    {"sign", "sign packages", signCommand},
+    {"serve", "serve a folder on this machine, for trying out", serveCommand},
 };
 
 void printUsage(const Console& console)

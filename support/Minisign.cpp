@@ -41,18 +41,8 @@ std::optional<QByteArray> signedBytes(QFile& file, Signature::Algorithm algorith
         return file.error() == QFile::NoError && all.size() == file.size() ? std::optional(all)
                                                                            : std::nullopt;
     }
-    constexpr qint64 pieceSize = 1024LL * 1024;
-    QByteArray piece(int(pieceSize), Qt::Uninitialized);
-    crypto_generichash_state state;
-    crypto_generichash_init(&state, nullptr, 0, crypto_generichash_BYTES_MAX);
-    qint64 size = 0;
-    while ((size = file.read(piece.data(), pieceSize)) > 0) {
-        crypto_generichash_update(&state, bytesOf(piece), static_cast<unsigned long long>(size));
-    }
-    QByteArray hash(crypto_generichash_BYTES_MAX, Qt::Uninitialized);
-    crypto_generichash_final(&state, reinterpret_cast<unsigned char*>(hash.data()),
-                             crypto_generichash_BYTES_MAX);
-    return size == 0 && file.error() == QFile::NoError ? std::optional(hash) : std::nullopt;
+    const auto hash = hashOf(file);
+    return hash && file.error() == QFile::NoError ? hash : std::nullopt;
 }
 
 bool isSignedBy(const PublicKey& key, const std::array<unsigned char, 64>& signature,
@@ -64,6 +54,27 @@ bool isSignedBy(const PublicKey& key, const std::array<unsigned char, 64>& signa
 }
 
 } // namespace
+
+std::optional<QByteArray> hashOf(QIODevice& device, const std::function<void(qint64)>& progress)
+{
+    constexpr qint64 pieceSize = 1024LL * 1024;
+    QByteArray piece(int(pieceSize), Qt::Uninitialized);
+    crypto_generichash_state state;
+    crypto_generichash_init(&state, nullptr, 0, crypto_generichash_BYTES_MAX);
+    qint64 size = 0;
+    qint64 done = 0;
+    while ((size = device.read(piece.data(), pieceSize)) > 0) {
+        crypto_generichash_update(&state, bytesOf(piece), static_cast<unsigned long long>(size));
+        done += size;
+        if (progress) {
+            progress(done);
+        }
+    }
+    QByteArray hash(crypto_generichash_BYTES_MAX, Qt::Uninitialized);
+    crypto_generichash_final(&state, reinterpret_cast<unsigned char*>(hash.data()),
+                             crypto_generichash_BYTES_MAX);
+    return size == 0 ? std::optional(hash) : std::nullopt;
+}
 
 std::optional<PublicKey> parsePublicKey(const QString& text)
 {

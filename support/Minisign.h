@@ -5,9 +5,12 @@
 #include <QStringList>
 
 #include <array>
+#include <functional>
 #include <optional>
 #include <variant>
 #include <vector>
+
+class QIODevice;
 
 namespace zk::Minisign {
 
@@ -62,6 +65,12 @@ std::variant<Signature, QString> parseSignature(const QByteArray& text);
  * the file and hashing it takes.
  */
 QString verify(const QString& path, const Signature& signature, const std::vector<PublicKey>& keys);
+
+/** The BLAKE2b-512 hash of all that @p device has left to read, 64 bytes; nothing when reading
+ * fails.
+ * @p progress is told how much has been read. */
+std::optional<QByteArray> hashOf(QIODevice& device,
+                                 const std::function<void(qint64)>& progress = {});
 
 /** The value of "name:value" among the tab-separated fields of a trusted comment, if there is one.
  */

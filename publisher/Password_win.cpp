@@ -1,0 +1,26 @@
+#include "publisher/Password.h"
+
+#include <cstdio>
+#include <windows.h>
+
+namespace publisher {
+
+std::optional<QByteArray> askPassword(const QString& question)
+{
+    const HANDLE input = ::GetStdHandle(STD_INPUT_HANDLE);
+    DWORD shown = 0;
+    if (!::GetConsoleMode(input, &shown)) {
+        return std::nullopt;
+    }
+    std::fputs(qPrintable(question), stderr);
+    ::SetConsoleMode(input, shown & ~DWORD(ENABLE_ECHO_INPUT));
+    wchar_t line[1024] = L"";
+    DWORD length = 0;
+    const BOOL isRead = ::ReadConsoleW(input, line, 1023, &length, nullptr);
+    ::SetConsoleMode(input, shown);
+    std::fputc('\n', stderr);
+    return isRead ? std::optional(QString::fromWCharArray(line, int(length)).trimmed().toUtf8())
+                  : std::nullopt;
+}
+
+} // namespace publisher
