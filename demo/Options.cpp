@@ -48,6 +48,7 @@ Options parseOptions(const QStringList& arguments)
     const QString selfUpdate = QStringLiteral("self-update");
     const QString serverUrl = QStringLiteral("server-url");
     const QString report = QStringLiteral("report");
+    const QString publicKey = QStringLiteral("public-key");
     QCommandLineParser parser;
     parser.setApplicationDescription(QStringLiteral(
         "Camera Desk: administers cameras, and shows how a host uses the software-update "
@@ -62,6 +63,8 @@ Options parseOptions(const QStringList& arguments)
          QStringLiteral("file")},
         {serverUrl, QStringLiteral("Use the update document at <url>, not the own server's."),
          QStringLiteral("url")},
+        {publicKey, QStringLiteral("Install only packages that are signed with <key>."),
+         QStringLiteral("key")},
         {pictures, QStringLiteral("Save pictures of the windows in <folder>."),
          QStringLiteral("folder")},
         {version, QStringLiteral("Pretend to be <version>, with cameras that are up to date."),
@@ -92,6 +95,7 @@ Options parseOptions(const QStringList& arguments)
     options.settingsFile = parser.isSet(settings) ? parser.value(settings) : defaultSettingsFile();
     options.serverUrl = parser.value(serverUrl);
     options.report = parser.value(report);
+    options.publicKeys = parser.values(publicKey);
     options.mode = parser.isSet(tour)         ? Options::eTour
                    : parser.isSet(check)      ? Options::eCheck
                    : parser.isSet(selfUpdate) ? Options::eSelfUpdate

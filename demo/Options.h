@@ -25,6 +25,8 @@ struct Options
     QString pictures;
     /** Of a server that runs already; empty: the host brings its own. */
     QString serverUrl;
+    /** Keys that packages must be signed with; none: signatures are not asked for. */
+    QStringList publicKeys;
     /** Where a self-update reports its steps. */
     QString report;
 };

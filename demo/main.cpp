@@ -122,6 +122,7 @@ void startClient(const Options& options, const QString& url, AppSettings& settin
         versions.append({model.name, zk::VersionNumber(version.toStdWString())});
     }
     SoftwareUpdateClient::instance()->setCurrentCameraVersions(versions);
+    SoftwareUpdateClient::instance()->setPackagePublicKeys(options.publicKeys);
 }
 
 QString picturePrefix(const Options& options, const QWidget& window)
