@@ -232,7 +232,7 @@ QString withRelease(const SourceDocument& document, const NewRelease& release)
         inserted += outer + QStringLiteral("  ") + line + lineEnd;
     }
     if (set.isEmptyTag) {
-        const int slash = text.lastIndexOf(QLatin1Char('/'), set.endOffset);
+        const int slash = text.lastIndexOf(QLatin1Char('/'), set.endOffset - 1);
         return text.replace(slash, set.endOffset - slash,
                             QLatin1Char('>') + lineEnd + inserted + outer + QStringLiteral("</") +
                                 set.name + QLatin1Char('>'));
