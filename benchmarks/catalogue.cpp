@@ -4,6 +4,8 @@
 // What reading an update document costs beside loading its XML alone, and what selecting from it
 // costs.
 
+#include "Figures.h"
+
 #include "catalogue/DocumentParser.h"
 #include "catalogue/PackageSelection.h"
 
@@ -112,13 +114,6 @@ double peakMemoryOf(const std::function<void()>& work)
     return takePeakMemory();
 }
 
-double median(std::vector<double> values)
-{
-    const auto middle = values.begin() + long(values.size() / 2);
-    std::nth_element(values.begin(), middle, values.end());
-    return *middle;
-}
-
 double best(const std::vector<double>& values)
 {
     return *std::min_element(values.begin(), values.end());
@@ -147,7 +142,12 @@ void parseXMLBesideSetContent(benchmark::State& state)
     state.counters["parseXML_ms"] = best(reading);
     state.counters["ratio"] = median(ratios);
     state.counters["setContent_MiB"] = peakMemoryOf(load);
-    state.counters["parseXML_MiB"] = peakMemoryOf(read);
+    const double memory = peakMemoryOf(read);
+    state.counters["parseXML_MiB"] = memory;
+    printFigure(
+        QStringLiteral("document of %1 packages").arg(state.range(0)), milliseconds(best(reading)),
+        QStringLiteral("setContent ") + milliseconds(best(loading)),
+        QStringLiteral("%1 of it; %2 MiB").arg(median(ratios), 0, 'f', 2).arg(memory, 0, 'f', 0));
 }
 
 PackageInfo product()
@@ -170,10 +170,13 @@ void parseXMLGrowth(benchmark::State& state)
         state.SetIterationTime(largeTime / 1000);
     }
     state.counters["growth"] = median(ratios);
+    printFigure(QStringLiteral("... of ten times the packages"), QString(), QString(),
+                QStringLiteral("%1 times the time").arg(median(ratios), 0, 'f', 1));
 }
 
 // What a selection takes beyond copying the list, which it does because it changes it.
-void besideCopying(benchmark::State& state, const std::function<void(PackageInfoList&)>& select)
+void besideCopying(benchmark::State& state, const char* what,
+                   const std::function<void(PackageInfoList&)>& select)
 {
     const PackageInfoList packages = parse(makeDocument(int(state.range(0))));
     std::vector<double> copying;
@@ -190,13 +193,16 @@ void besideCopying(benchmark::State& state, const std::function<void(PackageInfo
         }));
         state.SetIterationTime(selecting.back() / 1000);
     }
+    const double beyond = best(selecting) - best(copying);
     state.counters["copy_ms"] = best(copying);
-    state.counters["beyond_copy_ms"] = best(selecting) - best(copying);
+    state.counters["beyond_copy_ms"] = beyond;
+    printFigure(QStringLiteral("%1 among %2").arg(QLatin1String(what)).arg(state.range(0)),
+                milliseconds(beyond));
 }
 
 void findPackageCandidates(benchmark::State& state)
 {
-    besideCopying(state, [](PackageInfoList& packages) {
+    besideCopying(state, "findPackageCandidates", [](PackageInfoList& packages) {
         benchmark::DoNotOptimize(PackageSelection::findCandidates(
             packages, product(), QStringLiteral("Application"), {QStringLiteral("exe")}));
     });
@@ -204,7 +210,7 @@ void findPackageCandidates(benchmark::State& state)
 
 void eliminateDuplicatePackages(benchmark::State& state)
 {
-    besideCopying(state, PackageSelection::eliminateDuplicates);
+    besideCopying(state, "eliminateDuplicatePackages", PackageSelection::eliminateDuplicates);
 }
 
 void beside(benchmark::internal::Benchmark* benchmark)

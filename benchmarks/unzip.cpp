@@ -2,6 +2,8 @@
 // in turns on the same disk: this machine's speed drifts, what one turn costs beside the next does
 // not.
 
+#include "Figures.h"
+
 #include "support/Exception.h"
 #include "support/ZipReader.h"
 
@@ -171,18 +173,23 @@ int compare(int megabytes, int files)
             memory = &contestant == &all.first() ? std::max(memory, output.toInt()) : memory;
         }
     }
-    std::printf("%d files, %lld MB, archive %lld MB, largest file %.1f MB; best of %d turns each\n",
-                files, made.total / 1'000'000, QFileInfo(archive).size() / 1'000'000,
-                double(made.largest) / 1e6, rounds);
+    std::printf("archive %lld MB, largest file %.1f MB; best of %d turns each\n",
+                QFileInfo(archive).size() / 1'000'000, double(made.largest) / 1e6, rounds);
     for (const Contestant& contestant : std::as_const(all)) {
-        if (contestant.best < 0) {
-            std::printf("  %-10s not there\n", contestant.name);
-        } else {
-            std::printf("  %-10s %6lld ms   %.2f times ZipReader's\n", contestant.name,
-                        contestant.best, double(contestant.best) / double(all.first().best));
-        }
+        const bool isOurs = &contestant == &all.first();
+        const QString time = contestant.best < 0 ? QStringLiteral("not there")
+                                                 : milliseconds(double(contestant.best));
+        printFigure(isOurs ? QStringLiteral("unpacking %1 MB in %2 files")
+                                 .arg(made.total / 1'000'000)
+                                 .arg(files)
+                           : QStringLiteral("..."),
+                    isOurs ? time : QString(),
+                    isOurs ? QString() : QLatin1String(contestant.name) + QLatin1Char(' ') + time,
+                    isOurs
+                        ? QStringLiteral("%1 MiB").arg(memory)
+                        : QStringLiteral("%1 times ours")
+                              .arg(double(contestant.best) / double(all.first().best), 0, 'f', 2));
     }
-    std::printf("  most memory of ZipReader's process: %d MiB\n", memory);
     return all.first().best < 0 ? 1 : 0;
 }
 

@@ -1,0 +1,198 @@
+// A download of FileDownloader beside one of curl, each in a process of its own, from an nginx on
+// this machine, turn about: bench_download [MEGABYTES]
+
+#include "Figures.h"
+
+#include "install/FileDownloader.h"
+
+#include <QCoreApplication>
+#include <QElapsedTimer>
+#include <QFile>
+#include <QFileInfo>
+#include <QNetworkProxy>
+#include <QProcess>
+#include <QRandomGenerator>
+#include <QTcpServer>
+#include <QTemporaryDir>
+#include <QThread>
+
+#include <algorithm>
+#include <vector>
+
+#include <sys/resource.h>
+#include <sys/wait.h>
+
+namespace {
+
+constexpr int rounds = 5;
+
+/** This is the program that is measured: prints milliseconds to the last byte and to the end. */
+int download(const QUrl& url, const QString& target)
+{
+    zk::FileDownloader downloader;
+    downloader.setProxy(QNetworkProxy::NoProxy);
+    QElapsedTimer clock;
+    qint64 lastByte = -1;
+    bool isWhole = false;
+    QObject::connect(&downloader, &zk::FileDownloader::progress,
+                     [&](qint64 received, qint64 total) {
+                         if (received == total && lastByte < 0) {
+                             lastByte = clock.elapsed();
+                         }
+                     });
+    downloader.setCompletionCallback([&](const zk::FileDownloader::Result& result) {
+        isWhole = result.isWholeFile();
+        QCoreApplication::quit();
+    });
+    clock.start();
+    downloader.downloadFile(url, target);
+    QCoreApplication::exec();
+    std::printf("%lld %lld", lastByte, clock.elapsed());
+    return isWhole ? 0 : 1;
+}
+
+/** An nginx that serves one folder, as the user who runs it; ends with this object. */
+class Server
+{
+public:
+    explicit Server(const QString& folder)
+    {
+        QTcpServer free;
+        free.listen(QHostAddress::LocalHost);
+        m_port = free.serverPort();
+        free.close();
+        QFile file(folder + QStringLiteral("/nginx.conf"));
+        (void)file.open(QIODevice::WriteOnly);
+        QByteArray text = "daemon off; pid D/pid; error_log D/errors; user root; events {}\nhttp { "
+                          "access_log off; sendfile on;\n";
+        for (const char* kind : {"client_body", "proxy", "fastcgi", "uwsgi", "scgi"}) {
+            text += QByteArray(kind) + "_temp_path D/tmp;\n";
+        }
+        text += "server { listen 127.0.0.1:" + QByteArray::number(m_port) + "; root D; } }\n";
+        file.write(text.replace('D', folder.toUtf8()));
+        file.close();
+        m_process.start(QStringLiteral("nginx"), {QStringLiteral("-c"), file.fileName()});
+        QThread::msleep(300);
+    }
+    ~Server()
+    {
+        m_process.terminate();
+        m_process.waitForFinished();
+    }
+    Q_DISABLE_COPY(Server)
+
+    [[nodiscard]] bool isRunning()
+    {
+        return m_process.waitForStarted() && !m_process.waitForFinished(200);
+    }
+    [[nodiscard]] QString url(const char* name) const
+    {
+        return QStringLiteral("http://127.0.0.1:%1/%2").arg(m_port).arg(QLatin1String(name));
+    }
+
+private:
+    QProcess m_process;
+    int m_port = 0;
+};
+
+struct Run
+{
+    double milliseconds = 0;
+    double lastByte = 0;
+    long memoryMiB = 0;
+};
+
+/** Runs a program and asks the system for its memory. */
+Run measured(const QStringList& command)
+{
+    int output[2];
+    (void)!::pipe(output);
+    QElapsedTimer clock;
+    clock.start();
+    const pid_t child = ::fork();
+    if (child == 0) {
+        ::dup2(output[1], STDOUT_FILENO);
+        std::vector<QByteArray> texts;
+        std::vector<char*> arguments;
+        for (const QString& text : command) {
+            texts.push_back(text.toUtf8());
+        }
+        std::transform(texts.begin(), texts.end(), std::back_inserter(arguments),
+                       [](QByteArray& text) { return text.data(); });
+        arguments.push_back(nullptr);
+        ::execvp(arguments.front(), arguments.data());
+        ::_exit(127);
+    }
+    ::close(output[1]);
+    rusage usage{};
+    int status = 0;
+    ::wait4(child, &status, 0, &usage);
+    Run run{double(clock.elapsed()), 0, usage.ru_maxrss / 1024};
+    char text[64] = "";
+    (void)!::read(output[0], text, sizeof text - 1);
+    ::close(output[0]);
+    std::sscanf(text, "%lf", &run.lastByte); // NOLINT: nothing is no time
+    if (status != 0) {
+        std::fprintf(stderr, "%s failed\n", qUtf8Printable(command.first()));
+        std::exit(1);
+    }
+    return run;
+}
+
+int compare(int megabytes)
+{
+    const QTemporaryDir place;
+    QFile file(place.filePath(QStringLiteral("package.exe")));
+    QByteArray piece(1'000'000, Qt::Uninitialized);
+    (void)file.open(QIODevice::WriteOnly);
+    for (int i = 0; i < megabytes; ++i) {
+        QRandomGenerator::global()->fillRange(reinterpret_cast<quint32*>(piece.data()),
+                                              piece.size() / 4);
+        file.write(piece);
+    }
+    file.close();
+    Server server(place.path());
+    if (!server.isRunning()) {
+        std::fprintf(stderr, "download: nginx could not be started (is it installed?)\n");
+        return 0;
+    }
+    const QString url = server.url("package.exe");
+    const QString target = place.filePath(QStringLiteral("target"));
+    std::vector<double> ours;
+    std::vector<double> curls;
+    std::vector<double> writing;
+    std::vector<double> ratios;
+    Run own;
+    Run curl;
+    for (int round = 0; round < rounds; ++round) {
+        QFile::remove(target);
+        curl = measured({QStringLiteral("curl"), QStringLiteral("-so"), target, url});
+        QFile::remove(target);
+        own = measured(
+            {QCoreApplication::applicationFilePath(), QStringLiteral("--download"), url, target});
+        ours.push_back(own.lastByte);
+        curls.push_back(curl.milliseconds);
+        writing.push_back(own.milliseconds - own.lastByte);
+        ratios.push_back(own.lastByte / curl.milliseconds);
+    }
+    printFigure(QStringLiteral("download of %1 MB, to the last byte").arg(megabytes),
+                milliseconds(median(ours)), QStringLiteral("curl ") + milliseconds(median(curls)),
+                QStringLiteral("%1 of curl's").arg(median(ratios), 0, 'f', 2));
+    printFigure(QStringLiteral("... writing it to the file, and the process"),
+                milliseconds(median(writing)));
+    printFigure(QStringLiteral("... most memory"), QStringLiteral("%1 MiB").arg(own.memoryMiB),
+                QStringLiteral("curl %1 MiB").arg(curl.memoryMiB));
+    return 0;
+}
+
+} // namespace
+
+int main(int argc, char* argv[])
+{
+    const QCoreApplication application(argc, argv);
+    const QStringList arguments = QCoreApplication::arguments();
+    if (arguments.value(1) == QLatin1String("--download")) {
+        return download(QUrl(arguments.value(2)), arguments.value(3));
+    }
+    return compare(arguments.value(1, QStringLiteral("500")).toInt());
+}
