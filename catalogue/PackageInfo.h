@@ -77,6 +77,7 @@ struct SOFTWAREUPDATE_EXPORT PackageInfo
 
     /** Whether release date and file size are the same; nothing else counts. */
     bool operator==(const PackageInfo& other) const;
+    /** The opposite of operator==. */
     bool operator!=(const PackageInfo& other) const { return !(*this == other); }
 
     /** The public name when @p usePublic asks for it and there is one, else the internal one. */
@@ -103,6 +104,7 @@ struct SOFTWAREUPDATE_EXPORT PackageInfo
 
     /** Whether packages of this format can be installed: "zip", "exe" or "msi", in any case. */
     static bool isInstallable(QString packageSuffix);
+    /** Whether this package can be installed, by its suffix. */
     [[nodiscard]] bool isInstallable() const;
 
     /** Order of two release texts as texts: "10.0" comes before "9.0". */
@@ -128,15 +130,18 @@ struct SOFTWAREUPDATE_EXPORT PackageInfo
     [[nodiscard]] bool matchesPackage(const QString& typeText, const QString& nameText) const;
 
     /**
-     * Every type (release, language, platform) of the packages once, in no particular order. With
+     * @{ Every type (release, language, platform) of the packages once, in no particular order.
+     * With
      * @p translate types and releases are translated in the context "Download".
      */
     static QStringList allTypes(const PackageInfoList& packages, bool translate);
     static QStringList allReleases(const PackageInfoList& packages, bool translate);
     static QStringList allLanguages(const PackageInfoList& packages, bool translate);
     static QStringList allPlatforms(const PackageInfoList& packages, bool translate);
+    /** @} */
 
 protected:
+    /** The page in the language, else in the fallback language, else the first; empty when none. */
     static QUrl translatedUrl(QMap<QString, QUrl> urls, QString language, QString fallbackLanguage);
 };
 

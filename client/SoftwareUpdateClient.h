@@ -78,9 +78,10 @@ public:
     /** Stops the hourly test and closes all dialogs. A request or download that runs goes on. */
     void abortUpdate();
 
-    /** For the host's own use; the library reads neither. */
+    /** @{ For the host's own use; the library reads neither. */
     static QSettings::Format sSoftUpQSettingsFormat;
     static QSettings::Scope sSoftUpQSettingsScope;
+    /** @} */
 
     // Connections are made by name and index: the order of all declarations below is part of the
     // interface, and so is the spelling of their types without the namespace.
@@ -139,6 +140,7 @@ public slots:
     void setWindowFlags(Qt::WindowFlags flags);
     /** Stores what the user chose and starts or stops the hourly test. */
     void applyDialogSettings(const SoftwareUpdateWidgetSettings& dialogSettings);
+    /** What the client is doing, or how its last check ended. */
     Q_INVOKABLE SoftwareUpdate::EState state() const;
     /** What is stored now. */
     Q_INVOKABLE SoftwareUpdate::SoftwareUpdateSettings getSettings() const;
@@ -168,6 +170,7 @@ private slots:
     void openSettingsDialogFromUpdateAvailableDialog();
 
 protected:
+    /** What init() calls; @p settings must live longer. */
     SoftwareUpdateClient(const QString& productName, VersionNumber version,
                          const QString& serverUrl, AppSettings* settings, QWidget* parent);
 

@@ -28,7 +28,7 @@ class SOFTWAREUPDATE_EXPORT DownloadManager : public QObject
     // clazy:excludeall=fully-qualified-moc-types
 
 public:
-    /** The names of the update document's elements and attributes. */
+    /** @{ The names of the update document's elements and attributes. */
     static const QString DOCUMENT_TAG;
     static const QString PACKAGE_SET;
     static const QString PACKAGE;
@@ -48,7 +48,9 @@ public:
     static const QString RELEASE_NOTES;
     static const QString README;
     static const QString COMMENT;
+    /** @} */
 
+    /** Lives in the GUI thread; owned by @p parent, if there is one. */
     explicit DownloadManager(QObject* parent = nullptr);
     ~DownloadManager() override;
 
@@ -87,6 +89,7 @@ public:
     /** All packages of the stored document, marked as known. The filter is not applied: select
      * yourself. */
     Q_INVOKABLE PackageInfoList recentPackages(const PackageInfo& filter);
+    /** The same; what the arguments say is not applied either. */
     Q_INVOKABLE PackageInfoList recentPackages(const QString& type = QString(),
                                                const QString& name = QString(),
                                                const QString& release = QString(),
@@ -156,10 +159,15 @@ protected:
     /** The part of runInstaller() for zip files. */
     void runZipInstaller(const QString& zipFile);
 
+    /** Appends the packages of @p set, then those of its nested sets, to @p packages. */
     static void parseSet(const QDomElement& set, PackageInfoList& packages);
+    /** Fills @p info with what @p package and the levels above it say. */
     static void parsePackage(const QDomElement& package, PackageInfo& info);
+    /** The value of the nearest level above @p node, itself included, that has one; else empty. */
     static QString findString(const QDomNode& node, const QString& key);
+    /** Adds the words of all levels to @p values; how many elements and attributes held them. */
     static int findAllStrings(const QDomNode& node, const QString& key, QSet<QString>& values);
+    /** Adds the links of all levels, by language, to @p urls; how many there were. */
     static int findAllTranslatedUrls(const QDomNode& node, const QString& key,
                                      QMap<QString, QUrl>& urls);
 

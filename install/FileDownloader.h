@@ -33,6 +33,7 @@ public:
     /** How a download ended. */
     struct Result
     {
+        /** As of the reply; NoError for a body that could not be written. */
         QNetworkReply::NetworkError error = QNetworkReply::NoError;
         /** Status of the last reply, 0 where there is none (file: URLs, no connection). */
         int httpStatus = 0;
@@ -49,12 +50,14 @@ public:
                    (httpStatus == 200 || httpStatus == 0);
         }
     };
+    /** Told how each download ended. */
     using CompletionCallback = std::function<void(const Result& result)>;
 
     /** More hops than this in one download end in error(TooManyRedirectsError); nothing is written.
      */
     static constexpr int maximumRedirects = 50;
 
+    /** Owned by @p parent, if there is one. */
     explicit FileDownloader(QObject* parent = nullptr);
     ~FileDownloader() override;
 
@@ -81,6 +84,7 @@ signals:
     void progress(qint64 bytesSent, qint64 bytesTotal);
     /** The body of the last reply, whatever it is, has been written to @p filePath. */
     void finished(const QString& filePath);
+    /** Something went wrong; finished() follows all the same. An abort is error 5. */
     void error(QNetworkReply::NetworkError errorCode);
 
 private slots:

@@ -32,7 +32,7 @@ step_includes() {
         [install]="install catalogue ui types support"
         [client]="client install catalogue ui types support"
         [updateinstaller]="updateinstaller"
-        [publisher]="publisher catalogue types support"
+        [publisher]="publisher install catalogue ui types support"
     )
     for folder in "${!may[@]}"; do
         [ -d "$folder" ] || continue
@@ -54,6 +54,11 @@ step_headers() {
     say "public headers compiled alone"
     configure clang
     cmake --build --preset clang --target all_verify_interface_header_sets
+}
+
+step_docs() {
+    say "every public member documented"
+    cmake --build --preset clang --target api_reference
 }
 
 # "KEY FILE" for each compiled source: the key stands for the source, all headers of ours that it includes, and
@@ -123,7 +128,7 @@ step_tidy() { check_sources tidy; }
 step_clazy() { check_sources clazy; }
 
 steps=("$@")
-[ ${#steps[@]} -gt 0 ] || steps=(format includes headers tidy clazy)
+[ ${#steps[@]} -gt 0 ] || steps=(format includes headers docs tidy clazy)
 for step in "${steps[@]}"; do
     "step_$step"
 done

@@ -43,6 +43,7 @@ public:
         UpdateCameraVersions = 51,
     };
 
+    /** A store where QSettings keeps those of @p application, e.g. in the registry. */
     AppSettings(QSettings::Format format, QSettings::Scope scope, const QString& organisation,
                 const QString& application);
 

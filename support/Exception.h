@@ -14,8 +14,10 @@ class SOFTWAREUPDATE_EXPORT Exception : public std::exception
 {
 public:
     Exception() = default;
+    /** @{ There is nothing in it to copy. */
     Exception(const Exception&) = default;
     Exception& operator=(const Exception&) = default;
+    /** @} */
     ~Exception() override;
 };
 
@@ -25,8 +27,10 @@ class SOFTWAREUPDATE_EXPORT ExceptionQt : public Exception
 public:
     /** @p cause is copied and may be null. */
     explicit ExceptionQt(const QString& message, const ExceptionQt* cause = nullptr);
+    /** @{ Copies share the text and the cause. */
     ExceptionQt(const ExceptionQt&) = default;
     ExceptionQt& operator=(const ExceptionQt&) = default;
+    /** @} */
     ~ExceptionQt() override;
 
     /** The text for the user. */
@@ -46,9 +50,12 @@ private:
 class SOFTWAREUPDATE_EXPORT IOException : public ExceptionQt
 {
 public:
+    /** @p message is shown to the user; @p cause is copied and may be null. */
     explicit IOException(const QString& message, const ExceptionQt* cause = nullptr);
+    /** @{ Copies share the text and the cause. */
     IOException(const IOException&) = default;
     IOException& operator=(const IOException&) = default;
+    /** @} */
     ~IOException() override;
 };
 

@@ -14,7 +14,7 @@ namespace zk {
 /** Where programs are searched: folders as the PATH variable lists them. */
 struct SearchPath
 {
-    QString folders;
+    QString folders; //!< separated by QDir::listSeparator()
 };
 
 /** Operations on files and paths. Paths use "/" unless a function says otherwise. */

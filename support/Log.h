@@ -30,11 +30,13 @@ SOFTWAREUPDATE_EXPORT std::wostream& operator<<(std::wostream& stream, const QSt
 class SOFTWAREUPDATE_EXPORT Log
 {
 public:
+    /** What a line is about; eOff is above all of them. */
     enum ELevel { eTrace = 0, eInfo = 1, eWarning = 2, eError = 3, eOff = 4 };
 
     Log(const Log&) = delete;
     Log& operator=(const Log&) = delete;
 
+    /** The one log; made on the first call, and never destroyed. */
     static Log& instance();
 
     /** The stream of @p level, null when that level is not logged at all. */
@@ -44,6 +46,7 @@ public:
 
     /** A line of level L is written only if logLevel() <= L. eInfo at the start. */
     [[nodiscard]] ELevel logLevel() const;
+    /** @p level is the lowest that is written from now on; eOff silences all. */
     void setLogLevel(ELevel level);
 
     /** Whether a line of @p level would be written now: one load and one comparison. */
@@ -74,11 +77,13 @@ private:
 class SOFTWAREUPDATE_EXPORT LogLine
 {
 public:
+    /** Begins the line with the prefix and "[function] "; waits for other threads' lines. */
     LogLine(Log::ELevel level, const char* function);
     ~LogLine();
     LogLine(const LogLine&) = delete;
     LogLine& operator=(const LogLine&) = delete;
 
+    /** Appends what a wide stream makes of @p value. A failing stream is mended; throws nothing. */
     template <typename Value>
     LogLine& operator<<(const Value& value)
     {

@@ -8,7 +8,9 @@ namespace zk {
 class Mutex
 {
 public:
+    /** Waits for whoever has it. */
     void lock() { m_mutex.lock(); }
+    /** In the thread that has locked it. */
     void unlock() { m_mutex.unlock(); }
 
 private:
@@ -20,6 +22,7 @@ private:
 class MutexLocker
 {
 public:
+    /** Locks @p mutex, which must live longer, if @p lock says so. */
     MutexLocker(Mutex& mutex, bool lock)
         : m_mutex(lock ? &mutex : nullptr)
     {

@@ -48,6 +48,7 @@ signals:
     void unzippingFailed(const QString& message);
 
 protected:
+    /** The work, in the thread of its own. */
     void run() override;
 
 private:

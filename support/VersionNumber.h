@@ -30,19 +30,24 @@ class SOFTWAREUPDATE_EXPORT VersionNumber
 {
 public:
     VersionNumber() = default;
+    /** Never fails: what cannot be read as a version gives the empty one. */
     explicit VersionNumber(const std::wstring& text);
+    /** @{ A plain value. */
     VersionNumber(const VersionNumber&) = default;
     VersionNumber(VersionNumber&&) = default;
     VersionNumber& operator=(const VersionNumber&) = default;
     VersionNumber& operator=(VersionNumber&&) = default;
+    /** @} */
     virtual ~VersionNumber();
 
+    /** @{ By age, in one order of all versions; equal ones may be written differently. */
     virtual bool operator==(const VersionNumber& other) const;
     virtual bool operator!=(const VersionNumber& other) const;
     virtual bool operator<(const VersionNumber& other) const;
     virtual bool operator<=(const VersionNumber& other) const;
     virtual bool operator>(const VersionNumber& other) const;
     virtual bool operator>=(const VersionNumber& other) const;
+    /** @} */
 
     /** The text as it was given, without blanks around it; empty for the empty version. */
     [[nodiscard]] virtual std::wstring toString() const;

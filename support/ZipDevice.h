@@ -18,6 +18,7 @@ class SOFTWAREUPDATE_EXPORT ZipDevice : public QIODevice
     Q_OBJECT
 
 public:
+    /** Owned by @p parent, if there is one. */
     explicit ZipDevice(QObject* parent = nullptr);
     ~ZipDevice() override;
 
@@ -33,8 +34,10 @@ public slots:
     void abort();
 
 protected:
+    /** @{ Archives are not read or written as one stream of bytes: both answer -1. */
     qint64 readData(char* data, qint64 maxSize) override;
     qint64 writeData(const char* data, qint64 maxSize) override;
+    /** @} */
 
 private:
     std::atomic<bool> m_aborted{false};

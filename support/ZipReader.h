@@ -29,6 +29,8 @@ class SOFTWAREUPDATE_EXPORT ZipReader : public ZipDevice
     Q_OBJECT
 
 public:
+    /** For the archive at the path @p zipFile, which open() opens. Owned by @p parent, if there is
+     * one. */
     explicit ZipReader(const QString& zipFile, QObject* parent = nullptr);
     ~ZipReader() override;
 
@@ -37,6 +39,7 @@ public:
      * mean reading, the only thing there is. Returns true or throws IOException.
      */
     bool open(QIODevice::OpenMode mode) override;
+    /** Lets go of the archive; an extraction that runs goes on with it to its end. */
     void close() override;
 
     /** The names of all entries in archive order, those of folders with "/" at the end; empty when
@@ -50,10 +53,12 @@ public:
     /**
      * Unpacks @p entries below @p targetDir, which is made where it does not exist.
      *
+     * @param targetDir the folder, as a path with "/".
      * @param filter only entries whose whole name it matches; an empty one matches all.
      * @param prefix taken away from names that begin with it; others keep their name.
      * @param overwrite false: a file that exists already is an IOException. True: it is replaced,
      * at the very end and by a complete file.
+     * @param entries names as fileList() gives them.
      *
      * Keeps the times of files and, on Unix, their executable bits. Returns the bytes written, the
      * sum of what writeBytes() told. After an abort it returns too, and nothing of the entries is

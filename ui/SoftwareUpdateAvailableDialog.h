@@ -28,6 +28,7 @@ class SOFTWAREUPDATE_EXPORT SoftwareUpdateAvailableDialog : public QDialog
     Q_OBJECT
 
 public:
+    /** Shows nothing yet. Owned by @p parent, if there is one. */
     SoftwareUpdateAvailableDialog(QWidget* parent, Qt::WindowFlags flags);
     ~SoftwareUpdateAvailableDialog() override;
 
@@ -46,9 +47,11 @@ public:
     void setHiddenEntries(QList<int> rows);
     /** Shows @p text, which may be rich text, below the table; an empty text hides the pane. */
     void setCommentText(const QString& text);
+    /** @{ Enables the button or disables it. */
     void setDownloadButtonState(bool enabled);
     void setInstallButtonState(bool enabled);
     void setRealeaseNotesButtonState(bool enabled);
+    /** @} */
     /** Whether "Show all languages" is checked. */
     bool getShowAllLanguagesState();
 
@@ -84,6 +87,7 @@ private slots:
     void showAllLanguagesPressed();
 
 protected:
+    /** Handles what QDialog does not. */
     bool event(QEvent* event) override;
 
 private:

@@ -26,6 +26,7 @@ class SOFTWAREUPDATE_EXPORT SoftwareUpdateDialog : public QDialog
     Q_OBJECT
 
 public:
+    /** Owned by @p parent, if there is one. */
     SoftwareUpdateDialog(QWidget* parent, Qt::WindowFlags flags);
     ~SoftwareUpdateDialog() override;
 

@@ -30,6 +30,7 @@ class SOFTWAREUPDATE_EXPORT SoftwareUpdateTranslator : public QTranslator
     Q_OBJECT
 
 public:
+    /** Empty until load(). Owned by @p parent, if there is one. */
     explicit SoftwareUpdateTranslator(QObject* parent = nullptr);
 
     /**
@@ -41,6 +42,7 @@ public:
      */
     [[nodiscard]] bool load(const QLocale& locale);
 
+    /** As QTranslator does, for the qualified names of the classes too. */
     QString translate(const char* context, const char* sourceText,
                       const char* disambiguation = nullptr, int n = -1) const override;
 };

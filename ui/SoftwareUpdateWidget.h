@@ -27,6 +27,8 @@ class SOFTWAREUPDATE_EXPORT SoftwareUpdateWidget : public QWidget
     Q_OBJECT
 
 public:
+    /** With a modifier key held it has the fields for experts. Owned by @p parent, if there is one.
+     */
     explicit SoftwareUpdateWidget(QWidget* parent);
     ~SoftwareUpdateWidget() override;
 
