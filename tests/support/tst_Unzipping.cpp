@@ -1,0 +1,464 @@
+#include "Rows.h"
+#include "ZipBuilder.h"
+
+#include "support/Exception.h"
+#include "support/Unzipper.h"
+#include "support/ZipEntryNames.h"
+#include "support/ZipReader.h"
+
+#include <QCoreApplication>
+#include <QDateTime>
+#include <QDir>
+#include <QDirIterator>
+#include <QProcess>
+#include <QRandomGenerator>
+#include <QStandardPaths>
+#include <QTemporaryDir>
+#include <QTest>
+
+#include <algorithm>
+#include <memory>
+
+using namespace zk;
+using namespace zk::test;
+
+namespace {
+
+using Contents = QMap<QString, QByteArray>;
+
+/** Everything below @p folder with its contents; folders end with "/". */
+Contents contents(const QString& folder)
+{
+    Contents result;
+    QDirIterator it(folder, QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot,
+                    QDirIterator::Subdirectories);
+    while (it.hasNext()) {
+        const QString path = it.next();
+        const QString name = path.mid(folder.size() + 1);
+        const bool isFolder = it.fileInfo().isDir();
+        result.insert(isFolder ? name + QLatin1Char('/') : name,
+                      isFolder ? QByteArray() : readFile(path));
+    }
+    return result;
+}
+
+QByteArray noise(int size)
+{
+    QRandomGenerator random(1);
+    QByteArray result(size, '\0');
+    std::generate(result.begin(), result.end(), [&] { return char(random.generate()); });
+    return result;
+}
+
+ZipItem item(const QByteArray& name, const QByteArray& data = "evil", bool deflate = true)
+{
+    ZipItem result;
+    result.name = name;
+    result.data = data;
+    result.deflate = deflate;
+    return result;
+}
+
+template <typename Field>
+ZipItem with(ZipItem item, Field ZipItem::*field, const std::common_type_t<Field>& value)
+{
+    item.*field = value;
+    return item;
+}
+
+} // namespace
+
+class tst_Unzipping : public QObject
+{
+    Q_OBJECT
+
+    std::unique_ptr<QTemporaryDir> m_temp;
+    QString m_folder;
+    QString m_zip;
+    QString m_out;
+    QStringList m_done;
+    QStringList m_failed;
+
+    qint64 extract(bool overwrite = true, const char* prefix = "", const QRegExp& filter = {})
+    {
+        ZipReader reader(m_zip, nullptr);
+        reader.open(QIODevice::NotOpen);
+        return reader.extractFiles(m_out, filter, QString::fromLatin1(prefix), overwrite,
+                                   reader.fileList());
+    }
+    std::unique_ptr<Unzipper> makeUnzipper(bool deleteArchive = false)
+    {
+        auto unzipper = std::make_unique<Unzipper>(m_zip, m_out, deleteArchive);
+        connect(unzipper.get(), &Unzipper::unzippingDone, this,
+                [this](const QString& folder) { m_done << folder; });
+        connect(unzipper.get(), &Unzipper::unzippingFailed, this,
+                [this](const QString& message) { m_failed << message; });
+        return unzipper;
+    }
+    void writeManyEntries(int count) const
+    {
+        ZipBuilder builder;
+        for (int i = 0; i < count; ++i) {
+            builder.add("d/" + QByteArray::number(i), "x");
+        }
+        builder.write(m_zip);
+    }
+
+private slots:
+    void init()
+    {
+        m_temp = std::make_unique<QTemporaryDir>();
+        m_folder = m_temp->filePath(QStringLiteral("Prøve & 测试 dir"));
+        QVERIFY(QDir().mkpath(m_folder));
+        m_zip = m_folder + QStringLiteral("/pakke 包.zip");
+        m_out = m_folder + QStringLiteral("/new/out");
+        m_done.clear();
+        m_failed.clear();
+    }
+
+    void refusesHostileArchives_data()
+    {
+        columns<QByteArray, QStringList>("archive", "complaint");
+        const auto hostile = [](const char* title, const ZipItem& bad, const char* reason) {
+            const QString name = QString::fromUtf8(bad.name).section(QChar(1), 0, 0);
+            row(title, ZipBuilder().add("good/first.txt").add(bad).bytes(),
+                QStringList{QLatin1Char('\'') + name, QString::fromLatin1(reason)});
+        };
+        hostile("climbing name", item("../evil"), "leads out");
+        hostile("backslash name", item("..\\evil"), "backslash");
+        hostile("drive name", item("C:/evil"), "drive");
+        hostile("control byte in code page 437", with(item("a\x01z"), &ZipItem::flags, 0),
+                "control character");
+        hostile("symbolic link", with(item("a"), &ZipItem::unixMode, 0120777), "special file");
+        hostile("named pipe", with(item("a"), &ZipItem::unixMode, 0010644), "special file");
+        ZipItem junction = with(item("a"), &ZipItem::windowsAttributes, 0x400);
+        junction.system = 0;
+        hostile("Windows reparse point", with(junction, &ZipItem::unixMode, 0), "special file");
+        hostile("folder by mode alone", with(item("a"), &ZipItem::unixMode, 0040755),
+                "folder by its mode");
+        hostile("duplicate", item("good/first.txt"), "twice");
+        hostile("case clash", item("Good/FIRST.txt"), "twice");
+        hostile("file below a file", item("good/first.txt/below"), "needs a folder");
+        hostile("file where a folder is needed", item("good"), "needs a folder");
+        hostile("encrypted", with(item("a"), &ZipItem::flags, 0x801), "encrypted");
+        hostile("unknown method", with(item("a"), &ZipItem::method, 93), "unknown method 93");
+        for (const QByteArray& data : {QByteArray("evil"), QByteArray(5'000'000, 'x')}) {
+            for (const bool deflate : {true, false}) {
+                const QByteArray size = QByteArray::number(data.size());
+                hostile((size + (deflate ? " packed" : " stored") + ", wrong checksum").constData(),
+                        with(item("a", data, deflate), &ZipItem::crc, 1), "checksum");
+            }
+        }
+        hostile("inflates beyond its size", with(item("a"), &ZipItem::size, 3), "size");
+        hostile("inflates to less", with(item("a"), &ZipItem::size, 5), "size");
+        hostile("stored with two sizes", with(item("a", "evil", false), &ZipItem::size, 3), "size");
+        hostile("more than the archive has", with(item("a"), &ZipItem::compressedSize, 1U << 30),
+                "size");
+        hostile("junk behind the packed bytes", with(item("a"), &ZipItem::junk, "junk"), "size");
+        hostile("data that is not deflated",
+                with(item("a", "\xff\xff\xff\xff", false), &ZipItem::method, 8), "inflated");
+        hostile("more than deflate can pack", with(item("a"), &ZipItem::size, 100U << 20), "size");
+        ZipItem huge = with(item("a", "evil", false), &ZipItem::size, ~0ULL);
+        huge.zip64 = true;
+        hostile("size of 2^64 - 1", with(huge, &ZipItem::compressedSize, ~0ULL), "size");
+
+        ZipBuilder builder;
+        const QByteArray whole = builder.add("first", noise(3000)).add("second").bytes();
+        row("empty file", QByteArray(), QStringList());
+        row("page instead of an archive", QByteArray("<html>404</html>"), QStringList());
+        row("cut in the directory", whole.left(whole.size() - 30), QStringList());
+        row("start is missing", whole.mid(500), QStringList());
+        row("garbage behind the end", whole + QByteArray(100'000, 'x'), QStringList());
+        builder.claimedEntries = 4'000'000'000;
+        row("claims four thousand million entries", builder.bytes(), QStringList());
+    }
+    void refusesHostileArchives()
+    {
+        QFETCH(QByteArray, archive);
+        QFETCH(QStringList, complaint);
+        writeFile(m_zip, archive);
+        try {
+            extract();
+            QFAIL("nothing was thrown");
+        } catch (const IOException& error) {
+            for (const QString& part : complaint << QStringLiteral("pakke 包.zip")) {
+                QVERIFY2(error.message().contains(part), error.what());
+            }
+        }
+        QCOMPARE(contents(m_folder).keys(), QStringList(QStringLiteral("pakke 包.zip")));
+    }
+
+    void judgesNames()
+    {
+        const QStringList safe =
+            lines("a/b/\na.b.c/.hidden\n a/b c\na..b/c\n...a\nCONSOLE\nCOM10\nlpt.txt\n"
+                  "測試/Prøve.txt\nc++/x&y (1).txt");
+        for (const QString& name : safe) {
+            QVERIFY2(entryNameComplaint(name).isEmpty(), qPrintable(name));
+        }
+        const QStringList hostile =
+            lines("/\n/a\n//server/share\n\\\\server\\share\n..\na/..\na/../b\na/./b\na//b\n"
+                  "c:\nc:a\na:b\na/b:c\na\\b\nCON\nnul\nNUL.txt\na/Com1.tar.gz\nprn /b\naux .c\n"
+                  "COM²\nlpt9\nconin$\na.\na /b\na./b\na\tb\na\x7f\na\xc2\x85\na*\na?b\na|b\n<b>\n"
+                  "a\"")
+            << QString() << QString(2000, QLatin1Char('a')) << QStringLiteral("a/").repeated(200);
+        for (const QString& name : hostile) {
+            QVERIFY2(!entryNameComplaint(name).isEmpty(), qPrintable(name));
+        }
+    }
+
+    void extractsWhatWasPacked()
+    {
+        // Small ones are read ahead by another thread, in batches that large ones end.
+        ZipItem tool = item("bin/tool", noise(5'000'000));
+        tool.unixMode = 0100755;
+        tool.extra = QByteArray("UT\x05\x00\x01\x78\x56\x34\x52", 9);
+        ZipItem stored = item("stored", tool.data, false);
+        stored.unixMode = 0;
+        stored.zip64 = true;
+        ZipItem old = item("Pr\x9bve");
+        old.flags = 0;
+        const QByteArray deep = QByteArray("a folder of some length/").repeated(12) + "file";
+        ZipBuilder builder;
+        builder.zip64End = true;
+        builder.add("./").add("empty/").add(tool).add("small").add("half", noise(3'000'000));
+        builder.add(stored).add("./none", QByteArray()).add(old).add(deep).write(m_zip);
+        for (const char* round : {"new", "over itself"}) {
+            QCOMPARE(extract(), qint64(13'000'012));
+            Contents found = contents(m_out);
+            QVERIFY2(found.take(QStringLiteral("bin/tool")) == tool.data, round);
+            QVERIFY2(found.take(QStringLiteral("stored")) == tool.data, round);
+            QVERIFY2(found.take(QStringLiteral("half")) == noise(3'000'000), round);
+            QCOMPARE(found.take(QString::fromLatin1(deep)), QByteArray("data"));
+            QCOMPARE(found.take(QStringLiteral("Pr¢ve")), QByteArray("evil"));
+            QCOMPARE(found.take(QStringLiteral("small")), QByteArray("data"));
+            QCOMPARE(found.take(QStringLiteral("none")), QByteArray());
+            QCOMPARE(found.size(), 2 + 12); // folders
+        }
+        const QFileInfo toolInfo(m_out + QStringLiteral("/bin/tool"));
+        const QFileInfo storedInfo(m_out + QStringLiteral("/stored"));
+        QCOMPARE(toolInfo.lastModified().toSecsSinceEpoch(), qint64(0x52345678));
+        QCOMPARE(storedInfo.lastModified(), QDateTime(QDate(2022, 1, 1), QTime(12, 0)));
+#ifdef Q_OS_UNIX
+        QVERIFY(toolInfo.isExecutable() && !storedInfo.isExecutable());
+#endif
+    }
+
+    void selectsAndStripsEntries()
+    {
+        const QRegExp texts(QStringLiteral("*.txt"), Qt::CaseSensitive, QRegExp::Wildcard);
+        ZipBuilder().add("app/a.txt", "aa").add("app/b.dll").add("c.txt", "cc").write(m_zip);
+        QCOMPARE(extract(false, "app/", texts), qint64(4));
+        QCOMPARE(contents(m_out).keys(), lines("a.txt\nc.txt"));
+        QCOMPARE(extract(false, "", QRegExp(QStringLiteral("txt"))), qint64(0)); // a part of names
+
+        m_out += QStringLiteral("/more");
+        ZipBuilder().add("x/y").add("y").write(m_zip);
+        for (const char* prefix : {"x", "x/"}) { // leave "/y" and two "y"
+            QVERIFY_EXCEPTION_THROWN(extract(true, prefix), IOException);
+        }
+        QVERIFY(!QFile::exists(m_out));
+    }
+
+    void keepsOrReplacesExistingFiles()
+    {
+        ZipItem broken = item("z");
+        broken.crc = 1;
+        ZipBuilder builder;
+        builder.add("old", "2").add("made/file").add("kept/file").write(m_zip);
+        QVERIFY(QDir().mkpath(m_out + QStringLiteral("/kept")));
+        writeFile(m_out + QStringLiteral("/old"), "precious");
+        const Contents before = contents(m_out);
+        QVERIFY_EXCEPTION_THROWN(extract(false), IOException);
+        QCOMPARE(contents(m_out), before);
+        builder.add(broken).write(m_zip);
+        QVERIFY_EXCEPTION_THROWN(extract(true), IOException);
+        QCOMPARE(contents(m_out), before);
+    }
+
+    void doesNotFollowPlantedLinks()
+    {
+#ifdef Q_OS_UNIX
+        ZipBuilder().add("first").add("sub/file").write(m_zip);
+        const QString outside = m_folder + QStringLiteral("/outside");
+        QVERIFY(QDir().mkpath(outside) && QDir().mkpath(m_out));
+        QVERIFY(QFile::link(outside, m_out + QStringLiteral("/sub")));
+        QVERIFY_EXCEPTION_THROWN(extract(), IOException);
+        QVERIFY(QFile::remove(m_out + QStringLiteral("/sub")));
+        QVERIFY(QFile::link(outside + QStringLiteral("/made"), m_out + QStringLiteral("/first")));
+        QVERIFY_EXCEPTION_THROWN(extract(), IOException);
+        QVERIFY(QDir(outside).isEmpty());
+#else
+        QSKIP("links need a privilege here");
+#endif
+    }
+
+    void tellsProgressAndAbortsWithoutTrace()
+    {
+        ZipBuilder().add("first").add("big", noise(200'000)).add("none", "").write(m_zip);
+        for (const qint64 limit : {0, 100'000, 200'004, 200'005}) { // the last is never reached
+            ZipReader reader(m_zip, nullptr);
+            QVERIFY(reader.open(QIODevice::NotOpen));
+            QVector<qint64> steps;
+            qint64 told = 0;
+            connect(&reader, &ZipReader::writeBytes, this, [&](qint64 bytes) {
+                steps << bytes;
+                told += bytes;
+                if (told >= limit) {
+                    reader.abort();
+                }
+            });
+            const bool isWhole = limit > reader.uncompressedSize(reader.fileList());
+            QCOMPARE(reader.extractFiles(m_out, QRegExp(), QString(), true, reader.fileList()),
+                     told);
+            QCOMPARE(reader.isAborted(), !isWhole);
+            QCOMPARE(reader.isComplete(), isWhole);
+            QCOMPARE(QFile::exists(m_folder + QStringLiteral("/new")), isWhole);
+            if (isWhole) {
+                QCOMPARE(steps, (QVector<qint64>{4, 65536, 65536, 65536, 3392, 0}));
+            }
+        }
+    }
+
+    void extractsManyEntries()
+    {
+        writeManyEntries(65'537);
+        ZipReader reader(m_zip, nullptr);
+        QVERIFY(reader.open(QIODevice::NotOpen));
+        QCOMPARE(reader.fileList().size(), 65'537);
+        QCOMPARE(reader.extractFiles(m_out, QRegExp(), QString(), true,
+                                     {QStringLiteral("d/65535"), QStringLiteral("d/65536")}),
+                 qint64(2));
+        QCOMPARE(contents(m_out).keys(), lines("d/\nd/65535\nd/65536"));
+    }
+
+    void agreesWithOtherTools_data()
+    {
+        columns<QString>("command");
+        for (const char* command :
+             {"zip -qr ../tools.zip .", "zip -q0r - . | cat > ../tools.zip",
+              "7z a -tzip ../tools.zip .", "7zz a -tzip ../tools.zip .",
+              "python3 -c \"import shutil; shutil.make_archive('../tools', 'zip', '.')\"",
+              "fastjar cf ../tools.zip ."}) {
+            row(command, command);
+        }
+    }
+    void agreesWithOtherTools()
+    {
+        QFETCH(QString, command);
+        for (const QString& tool :
+             {command.section(QLatin1Char(' '), 0, 0), QStringLiteral("unzip")}) {
+            if (QStandardPaths::findExecutable(tool).isEmpty()) {
+                // Not QSKIP: clang finds its variable arguments missing.
+                QTest::qSkip("not installed", __FILE__, __LINE__);
+                return;
+            }
+        }
+        const QDir tree(m_folder + QStringLiteral("/tree"));
+        QVERIFY(tree.mkpath(QStringLiteral("sub folder/测试")) &&
+                tree.mkpath(QStringLiteral("empty")));
+        writeFile(tree.filePath(QStringLiteral("sub folder/测试/ø.bin")), noise(100'000));
+        writeFile(tree.filePath(QStringLiteral("text.txt")), QByteArray("text ").repeated(50'000));
+        writeFile(tree.filePath(QStringLiteral("none")), {});
+        m_zip = m_folder + QStringLiteral("/tools.zip");
+        QProcess process;
+        process.setWorkingDirectory(tree.path());
+        const auto run = [&process](const QString& line) {
+            process.start(QStringLiteral("sh"), {QStringLiteral("-c"), line});
+            return process.waitForFinished() && process.exitCode() == 0;
+        };
+        QVERIFY(run(command));
+        extract();
+        Contents ours = contents(m_out);
+        if (command.startsWith(QLatin1String("fastjar"))) {
+            // Adds a manifest, and does not say that its names are UTF-8, as unzip must be told.
+            QCOMPARE(ours.remove(QStringLiteral("META-INF/")), 1);
+            QCOMPARE(ours.remove(QStringLiteral("META-INF/MANIFEST.MF")), 1);
+        } else {
+            QVERIFY(run(QStringLiteral("unzip -q ../tools.zip -d ../unzipped")));
+            QCOMPARE(ours, contents(m_folder + QStringLiteral("/unzipped")));
+        }
+        QCOMPARE(ours, contents(tree.path()));
+    }
+
+    void announcesInTheCreatorsThreadAfterALateConnect()
+    {
+        ZipBuilder().add("a/b").write(m_zip);
+        const auto unzipper = makeUnzipper();
+        QVERIFY(unzipper->wait()); // all done before anybody listens
+        QThread* emitter = nullptr;
+        connect(
+            unzipper.get(), &Unzipper::unzippingDone, unzipper.get(),
+            [&emitter] { emitter = QThread::currentThread(); }, Qt::DirectConnection);
+        QTRY_COMPARE(m_done, QStringList(m_out));
+        QCOMPARE(emitter, QThread::currentThread());
+        unzipper->cancel(); // too late to change anything
+        QCoreApplication::processEvents();
+        QCOMPARE(m_done.size() + m_failed.size(), 1);
+    }
+
+    void deletesTheArchiveOnlyAfterSuccess_data()
+    {
+        columns<QByteArray, bool>("entry", "deleteArchive");
+        row("good, to be kept", QByteArray("good"), false);
+        row("good, to be deleted", QByteArray("good"), true);
+        row("bad, to be deleted", QByteArray("../evil"), true);
+    }
+    void deletesTheArchiveOnlyAfterSuccess()
+    {
+        QFETCH(QByteArray, entry);
+        QFETCH(bool, deleteArchive);
+        const bool isGood = entry == "good";
+        ZipBuilder().add("a").add(entry).write(m_zip);
+        const auto unzipper = makeUnzipper(deleteArchive);
+        unzipper->removeZipFile(); // too early
+        QVERIFY(QFile::exists(m_zip));
+        QTRY_COMPARE(m_done.size() + m_failed.size(), 1);
+        QVERIFY(isGood ? m_done.size() == 1 : m_failed[0].contains(QStringLiteral("../evil")));
+        QCOMPARE(QFile::exists(m_out), isGood);
+        QCOMPARE(QFile::exists(m_zip), !isGood || !deleteArchive);
+        unzipper->removeZipFile();
+        QCOMPARE(QFile::exists(m_zip), !isGood);
+    }
+
+    void reportsCancelling()
+    {
+        writeManyEntries(20'000);
+        const auto unzipper = makeUnzipper();
+        unzipper->cancel();
+        QTRY_COMPARE(m_failed.filter(QStringLiteral("cancelled")).size(), 1);
+        QVERIFY(m_done.isEmpty() && !QFile::exists(m_out) && QFile::exists(m_zip));
+    }
+
+    void staysSilentWhenDestroyed()
+    {
+        ZipBuilder().add("a").write(m_zip);
+        auto unzipper = makeUnzipper();
+        QVERIFY(unzipper->wait()); // its answer is in the queue
+        unzipper.reset();
+        QVERIFY(QFile::exists(m_out));
+        writeManyEntries(20'000);
+        m_out += QStringLiteral("/large");
+        unzipper = makeUnzipper();
+        // No event loop: the work must not get far.
+        while (!QFile::exists(m_out) && unzipper->isRunning()) {
+            QThread::yieldCurrentThread();
+        }
+        QVERIFY(QFile::exists(m_out));
+        unzipper.reset();
+        QVERIFY(!QFile::exists(m_out));
+        QCoreApplication::processEvents();
+        QCOMPARE(m_done + m_failed, QStringList());
+    }
+
+    void mayBeDeletedFromItsSignal()
+    {
+        ZipBuilder().add("a").write(m_zip);
+        Unzipper* const unzipper = makeUnzipper().release();
+        connect(unzipper, &Unzipper::unzippingDone, this, [unzipper] { delete unzipper; });
+        QTRY_COMPARE(m_done.size(), 1);
+    }
+};
+
+QTEST_GUILESS_MAIN(tst_Unzipping)
+#include "tst_Unzipping.moc"
