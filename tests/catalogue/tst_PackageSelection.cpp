@@ -1,40 +1,37 @@
+#include "Rows.h"
+
 #include "catalogue/PackageSelection.h"
 
+#include <QCoreApplication>
 #include <QTest>
 
 using namespace zk;
 
 namespace {
 
-PackageInfo package(const char* release, const char* platform, const char* suffix = "exe")
+QSet<QString> words(const QString& text)
 {
-    PackageInfo info;
-    info.name = QStringLiteral("Desk");
-    info.release = QString::fromLatin1(release);
-    const QStringList platforms =
-        QString::fromLatin1(platform).split(QLatin1Char(' '), Qt::SkipEmptyParts);
-    info.platforms = QSet<QString>(platforms.cbegin(), platforms.cend());
-    info.suffix = QString::fromLatin1(suffix);
-    return info;
+    const QStringList list = text.split(QLatin1Char(' '), Qt::SkipEmptyParts);
+    return {list.cbegin(), list.cend()};
 }
 
-// "release suffix" of each package.
-QStringList texts(const PackageInfoList& packages)
+PackageInfo package(const char* release, const char* platforms = "Win64",
+                    const char* suffix = "exe", const char* status = "STABLE", int second = 0)
+{
+    return PackageInfo(
+        {}, QStringLiteral("Desk"), QString::fromLatin1(release), QString::fromLatin1(status),
+        QDateTime(QDate(2020, 1, 2), QTime(0, 0, second)), words(QString::fromLatin1(platforms)),
+        words(QStringLiteral("en de")), QString::fromLatin1(suffix), {});
+}
+
+// "release suffix" of each package, comma-separated.
+QString text(const PackageInfoList& packages)
 {
     QStringList result;
     for (const PackageInfo& info : packages) {
         result << info.release + QLatin1Char(' ') + info.suffix;
     }
-    return result;
-}
-
-PackageInfoList candidates(PackageInfoList packages, const char* installed,
-                           const QStringList& suffixes = {})
-{
-    PackageInfo product;
-    product.release = QString::fromLatin1(installed);
-    return PackageSelection::findCandidates(packages, product, QStringLiteral("Application"),
-                                            suffixes);
+    return result.join(QStringLiteral(", "));
 }
 
 } // namespace
@@ -44,99 +41,130 @@ class tst_PackageSelection : public QObject
     Q_OBJECT
 
 private slots:
-    void offersTheNewestRelease();
-    void choosesAmongSpellingsAndSuffixes();
-    void findsTheBestPerTypeAndPlatform();
-    void eliminatesLaterDuplicates();
-    void costsGrowLinearly();
-    void countsWhatIsNew();
+    void offersTheNewestRelease_data()
+    {
+        test::columns<PackageInfoList, QString, QString>("packages", "installed", "found");
+        test::row("newest for each platform",
+                  PackageInfoList{package("4.2"), package("4.3", "Win64", "a"), package("4.0"),
+                                  package("4.3", "Win32", "b")},
+                  "4.1", "4.3 a, 4.3 b");
+        test::row("numbers, not texts", PackageInfoList{package("4.9"), package("4.10")}, "4.1",
+                  "4.10 exe");
+        test::row("spelled as the first", PackageInfoList{package("4.3"), package("4.3.0")}, "4.1",
+                  "4.3 exe");
+        test::row("the same, spelled in another way", PackageInfoList{package("4.3")}, "4.3.0", "");
+        test::row("not newer than 0", PackageInfoList{package("beta")}, "", "");
+        test::row("nothing installed", PackageInfoList{package("0")}, "", "0 exe");
+    }
+    void offersTheNewestRelease()
+    {
+        QFETCH(PackageInfoList, packages);
+        QFETCH(QString, installed);
+        PackageInfo product;
+        product.release = installed;
+        const QString type = QStringLiteral("Application");
+        QTEST(text(PackageSelection::findCandidates(packages, product, type, {})), "found");
+        // Everything newer is labelled in the caller's list, not only what is offered.
+        for (const PackageInfo& info : qAsConst(packages)) {
+            QCOMPARE(info.type == type, info.filterPackageCandidate(product, {}));
+        }
+    }
+
+    void filtersCandidates()
+    {
+        const PackageInfo candidate = package("4.3", "Win32 Win64");
+        const auto accepts = [&](QString PackageInfo::*field, const char* value) {
+            PackageInfo product;
+            product.*field = QString::fromLatin1(value);
+            return candidate.filterPackageCandidate(product, {});
+        };
+        QVERIFY(accepts(&PackageInfo::name, "Desk") && !accepts(&PackageInfo::name, "desk"));
+        QVERIFY(accepts(&PackageInfo::status, "STABLE") && !accepts(&PackageInfo::status, "BETA"));
+        PackageInfo product;
+        product.platforms = {QStringLiteral("Win")};
+        QVERIFY(candidate.filterPackageCandidate(product, {}));
+        QVERIFY(candidate.filterPackageCandidate(product, test::lines("zip\nexe")));
+        QVERIFY(!candidate.filterPackageCandidate(product, {QStringLiteral("EXE")}));
+        product.platforms = {QStringLiteral("Linux")};
+        QVERIFY(!candidate.filterPackageCandidate(product, {}));
+    }
+
+    void findsTheBestPerTypeAndPlatform()
+    {
+        const PackageInfo both = package("4.3", "Win32 Win64", "a");
+        const PackageInfo newer = package("4.4", "Win64", "b");
+        const PackageInfoList all{both, newer, package("4.4", "Win64", "tie"), package("9.9", "")};
+        const auto best = [](const PackageInfoList& packages, const PackageInfo& filter = {}) {
+            return text(PackageSelection::findBestMatches(packages, filter));
+        };
+        QCOMPARE(words(best(all).remove(QLatin1Char(','))), words(QStringLiteral("4.3 a 4.4 b")));
+        QCOMPARE(best({both}), QStringLiteral("4.3 a")); // for both platforms, once
+        QCOMPARE(best({newer, package("4.2", "Win64", "c", "BETA")}), QStringLiteral("4.2 c"));
+        QCOMPARE(best({newer, package("4.4", "Win64", "c", "STABLE", 1)}), QStringLiteral("4.4 c"));
+
+        PackageInfo filter;
+        filter.release = QStringLiteral("4.3");
+        QCOMPARE(best({both, newer}, filter), QStringLiteral("4.4 b"));
+        filter.release = QStringLiteral("4.20"); // as text
+        filter.status = QStringLiteral("STABLE");
+        filter.releaseDate = both.releaseDate;
+        filter.languages = {QStringLiteral("fr")};
+        QCOMPARE(best({both}, filter), QStringLiteral("4.3 a"));
+        filter.languages = {QStringLiteral("de")}; // a shared one excludes
+        QCOMPARE(best({both}, filter), QString());
+        filter.languages.clear();
+        filter.releaseDate = filter.releaseDate.addSecs(1);
+        QCOMPARE(best({both}, filter), QString());
+        filter.releaseDate = QDateTime();
+        filter.status = QStringLiteral("BETA");
+        QCOMPARE(best({both}, filter), QString());
+    }
+
+    void eliminatesLaterDuplicates()
+    {
+        PackageInfoList packages{package("1"), package("2"), package("3"), package("4")};
+        packages[1].fileSize = 7;
+        packages[2].releaseDate = packages[0].releaseDate.addMSecs(999); // the first's second
+        packages[3].releaseDate = packages[0].releaseDate.addMSecs(1000);
+        for (quint32 i = 0; i < 100000; ++i) {
+            packages.append(package("5"));
+            packages.last().fileSize = i;
+        }
+        PackageSelection::eliminateDuplicates(packages); // minutes, were every pair compared
+        QCOMPARE(packages.size(), 3 + 100000 - 2);
+        QCOMPARE(text(packages.mid(0, 4)), QStringLiteral("1 exe, 2 exe, 4 exe, 5 exe"));
+    }
+
+    void displaysTexts()
+    {
+        QCoreApplication::setApplicationVersion(QStringLiteral("9.8.7"));
+        PackageInfo info = package("3.2.1");
+        QCOMPARE(info.displayReleaseVersion(true), QStringLiteral("3.2.1"));
+        QCOMPARE(info.displayReleaseVersion(false), QStringLiteral("9.8.7"));
+        info.release.clear();
+        QCOMPARE(info.displayReleaseVersion(false), QStringLiteral("3.2.1"));
+        QCOMPARE(info.timeToString(Qt::ISODate), QStringLiteral("2020-01-02"));
+        info.releaseDate = info.releaseDate.addSecs(1);
+        QCOMPARE(info.timeToString(Qt::ISODate), QStringLiteral("2020-01-02T00:00:01"));
+        info.url = QUrl(QStringLiteral("http://h/dl/a/pkg%201.2.zip?x=/y"));
+        QCOMPARE(info.fileName(), QStringLiteral("pkg 1.2.zip"));
+    }
+
+    void findsLinksByLanguage()
+    {
+        const auto found = [](const char* languages) {
+            PackageInfo info;
+            for (const QString& language : words(QString::fromLatin1(languages))) {
+                info.readme.insert(language, QUrl(language));
+            }
+            return info.readmeUrl(QStringLiteral("de_DE"), QStringLiteral("en_US")).toString();
+        };
+        QCOMPARE(found("aa de en"), QStringLiteral("de")); // the first two letters
+        QCOMPARE(found("aa en"), QStringLiteral("en"));    // the fallback
+        QCOMPARE(found("it fr"), QStringLiteral("fr"));    // any
+        QCOMPARE(found(""), QString());
+    }
 };
-
-void tst_PackageSelection::offersTheNewestRelease()
-{
-    PackageInfoList packages{package("4.2", "Win64"), package("4.3", "Win64"),
-                             package("4.0", "Win64"), package("4.3", "Win32")};
-    PackageInfo product = package("4.1", "Win32 Win64");
-    const PackageInfoList found =
-        PackageSelection::findCandidates(packages, product, QStringLiteral("Application"), {});
-    QCOMPARE(texts(found),
-             (QStringList() << QStringLiteral("4.3 exe") << QStringLiteral("4.3 exe")));
-    QCOMPARE(found[0].platforms, packages[1].platforms);
-    QStringList types;
-    for (const PackageInfo& info : qAsConst(packages)) {
-        types << info.type;
-    }
-    // Everything newer is labelled in the caller's list, not only what is offered.
-    QCOMPARE(types.join(QLatin1Char(',')), QStringLiteral("Application,Application,,Application"));
-    QVERIFY(candidates({package("4.3", "Win64")}, "4.3").isEmpty());
-    QVERIFY(candidates({package("beta", "Win64")}, "").isEmpty()); // not newer than "0"
-    QCOMPARE(candidates({package("0", "Win64")}, "").size(), 1);
-}
-
-void tst_PackageSelection::choosesAmongSpellingsAndSuffixes()
-{
-    QCOMPARE(texts(candidates({package("4.3", ""), package("4.3.0", "")}, "4.1")),
-             QStringList(QStringLiteral("4.3 exe")));
-    QCOMPARE(texts(candidates({package("4.9", ""), package("4.10", "")}, "4.1")),
-             QStringList(QStringLiteral("4.10 exe")));
-    const PackageInfoList packages{package("4.3", "", "exe"), package("4.3", "", "zip")};
-    QCOMPARE(texts(candidates(packages, "4.1", {QStringLiteral("zip"), QStringLiteral("msi")})),
-             QStringList(QStringLiteral("4.3 zip")));
-    QCOMPARE(candidates(packages, "4.1").size(), 2);
-}
-
-void tst_PackageSelection::findsTheBestPerTypeAndPlatform()
-{
-    PackageInfo first = package("4.3", "Win32 Win64", "a");
-    PackageInfo newer = package("4.4", "Win64", "b");
-    PackageInfo tie = package("4.4", "Win64", "c");
-    PackageInfo nowhere = package("9.9", "", "d");
-    QStringList found =
-        texts(PackageSelection::findBestMatches({first, newer, tie, nowhere}, PackageInfo()));
-    found.sort();
-    QCOMPARE(found, (QStringList() << QStringLiteral("4.3 a") << QStringLiteral("4.4 b")));
-    QCOMPARE(texts(PackageSelection::findBestMatches({first}, PackageInfo())).size(),
-             1); // best for both, once
-    PackageInfo filter;
-    filter.release = QStringLiteral("4.3");
-    QCOMPARE(texts(PackageSelection::findBestMatches({first, newer}, filter)),
-             QStringList(QStringLiteral("4.4 b")));
-}
-
-void tst_PackageSelection::eliminatesLaterDuplicates()
-{
-    PackageInfoList packages{package("1", "", "a"), package("2", "", "b"), package("3", "", "c"),
-                             package("4", "", "d")};
-    packages[0].fileSize = packages[2].fileSize = 7;
-    packages[3].releaseDate = QDateTime(QDate(2020, 1, 1), QTime(0, 0, 0, 1));
-    packages.append(packages[3]);
-    packages.last().releaseDate =
-        QDateTime(QDate(2020, 1, 1), QTime(0, 0, 0, 2)); // equal to the second
-    PackageSelection::eliminateDuplicates(packages);
-    QCOMPARE(texts(packages), (QStringList() << QStringLiteral("1 a") << QStringLiteral("2 b")
-                                             << QStringLiteral("4 d")));
-}
-
-void tst_PackageSelection::costsGrowLinearly()
-{
-    PackageInfoList packages;
-    for (int i = 0; i < 100000; ++i) {
-        packages.append(package("4.3", ""));
-        packages.last().fileSize = quint32(i);
-    }
-    PackageSelection::eliminateDuplicates(packages); // minutes, were every pair compared
-    QCOMPARE(packages.size(), 100000);
-}
-
-void tst_PackageSelection::countsWhatIsNew()
-{
-    PackageInfoList packages{package("1", ""), package("2", "")};
-    packages[1].flags = 4;
-    QCOMPARE(PackageSelection::countNew(packages), 2);
-    PackageSelection::markKnown(packages);
-    QCOMPARE(PackageSelection::countNew(packages), 0);
-    QCOMPARE(packages[1].flags, 5);
-}
 
 QTEST_GUILESS_MAIN(tst_PackageSelection)
 #include "tst_PackageSelection.moc"
