@@ -12,25 +12,23 @@ class tst_MinimalHost : public QObject
     Q_OBJECT
 
 private slots:
-    void checksWhenItStarts();
+    void checksWhenItStarts()
+    {
+        const QTemporaryDir home;
+        test::ScriptedServer server;
+        server.answer("/updates.xml", test::http(200, "<softwareList/>"));
+        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+        environment.insert(QStringLiteral("XDG_CONFIG_HOME"), home.path());
+        environment.insert(QStringLiteral("HOME"), home.path());
+        QProcess host;
+        host.setProcessEnvironment(environment);
+        host.start(QStringLiteral(MINIMAL_HOST), {server.url("/updates.xml").toString()});
+        QTRY_COMPARE(server.requests().size(), 1);
+        QCOMPARE(host.state(), QProcess::Running);
+        host.kill();
+        QVERIFY(host.waitForFinished());
+    }
 };
-
-void tst_MinimalHost::checksWhenItStarts()
-{
-    const QTemporaryDir home;
-    test::ScriptedServer server;
-    server.answer("/updates.xml", test::http(200, "<softwareList/>"));
-    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-    environment.insert(QStringLiteral("XDG_CONFIG_HOME"), home.path());
-    environment.insert(QStringLiteral("HOME"), home.path());
-    QProcess host;
-    host.setProcessEnvironment(environment);
-    host.start(QStringLiteral(MINIMAL_HOST), {server.url("/updates.xml").toString()});
-    QTRY_COMPARE(server.requests().size(), 1);
-    QCOMPARE(host.state(), QProcess::Running);
-    host.kill();
-    QVERIFY(host.waitForFinished());
-}
 
 QTEST_GUILESS_MAIN(tst_MinimalHost)
 #include "tst_MinimalHost.moc"

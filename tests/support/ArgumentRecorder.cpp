@@ -5,19 +5,15 @@
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
-#include <string>
-#include <system_error>
-#include <vector>
 
 #ifdef _WIN32
 #include <windows.h>
 #endif
 
-namespace {
-
 namespace fs = std::filesystem;
 
-int record(const fs::path& self, const std::vector<std::string>& arguments)
+template <typename Char>
+static int record(const fs::path& self, int argc, Char* argv[])
 {
     fs::path finished = self;
     finished += ".arguments";
@@ -25,8 +21,8 @@ int record(const fs::path& self, const std::vector<std::string>& arguments)
     unfinished += ".part";
     {
         std::ofstream out(unfinished, std::ios::binary);
-        for (const std::string& argument : arguments) {
-            out << argument << '\n';
+        for (int i = 0; i < argc; ++i) {
+            out << fs::path(argv[i]).u8string() << '\n';
         }
     }
     // Whoever waits for the file finds it whole.
@@ -35,22 +31,16 @@ int record(const fs::path& self, const std::vector<std::string>& arguments)
     return error ? 1 : 0;
 }
 
-} // namespace
-
 #ifdef _WIN32
 int wmain(int argc, wchar_t* argv[])
 {
     wchar_t self[32768];
     GetModuleFileNameW(nullptr, self, 32768);
-    std::vector<std::string> arguments;
-    for (int i = 0; i < argc; ++i) {
-        arguments.push_back(fs::path(argv[i]).u8string());
-    }
-    return record(self, arguments);
+    return record(self, argc, argv);
 }
 #else
 int main(int argc, char* argv[])
 {
-    return record(fs::read_symlink("/proc/self/exe"), {argv, argv + argc});
+    return record(fs::read_symlink("/proc/self/exe"), argc, argv);
 }
 #endif

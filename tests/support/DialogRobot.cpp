@@ -4,65 +4,50 @@
 #include <QApplication>
 #include <QMessageBox>
 
+#include <algorithm>
+
 namespace zk::test {
 
 DialogRobot::DialogRobot()
 {
-    connect(&m_timer, &QTimer::timeout, this, &DialogRobot::look);
+    QObject::connect(&m_timer, &QTimer::timeout, &m_timer, [this] { look(); });
     m_timer.start(1);
-}
-
-void DialogRobot::press(const QString& text, const QString& button)
-{
-    act(text, {}, button);
-}
-
-void DialogRobot::act(const QString& text, const std::function<void()>& action,
-                      const QString& button)
-{
-    // The last arrangement made for a text counts.
-    m_rules.prepend({text, button, action});
 }
 
 void DialogRobot::look()
 {
     const QWidgetList windows = QApplication::topLevelWidgets();
     for (QWidget* window : windows) {
-        if (qobject_cast<QMessageBox*>(window) && window->isVisible() && !m_done.contains(window)) {
+        auto* const box = qobject_cast<QMessageBox*>(window);
+        if (box && box->isVisible() && !m_done.contains(window)) {
             m_done.removeAll(nullptr);
             m_done << window;
-            handle(window);
+            handle(box);
             return;
         }
     }
 }
 
-void DialogRobot::handle(QWidget* widget)
+void DialogRobot::handle(const QPointer<QMessageBox>& box)
 {
-    const QPointer<QMessageBox> box = qobject_cast<QMessageBox*>(widget);
     const QString text = box->text();
     m_seen << box->windowTitle() + QStringLiteral(": ") + text;
-    Rule found;
-    for (const Rule& rule : qAsConst(m_rules)) {
-        if (text.contains(rule.text)) {
-            found = rule;
-            break;
-        }
+    const auto found = std::find_if(m_rules.cbegin(), m_rules.cend(),
+                                    [&](const Rule& rule) { return text.contains(rule.text); });
+    const Rule rule = found == m_rules.cend() ? Rule() : *found;
+    if (rule.action) {
+        rule.action();
     }
-    if (found.action) {
-        found.action();
-    }
-    if (!box) {
-        return;
-    }
-    const QList<QAbstractButton*> buttons = box->buttons();
+    const QList<QAbstractButton*> buttons = box ? box->buttons() : QList<QAbstractButton*>();
     for (QAbstractButton* button : buttons) {
-        if (button->text().remove(QLatin1Char('&')) == found.button) {
+        if (button->text().remove(QLatin1Char('&')) == rule.button) {
             button->click();
             return;
         }
     }
-    box->reject();
+    if (box) {
+        box->reject();
+    }
 }
 
 } // namespace zk::test

@@ -1,12 +1,13 @@
 #pragma once
 
-#include <QList>
 #include <QPointer>
 #include <QStringList>
 #include <QTimer>
 #include <QWidget>
 
 #include <functional>
+
+class QMessageBox;
 
 namespace zk::test {
 
@@ -15,17 +16,18 @@ namespace zk::test {
  * does what was arranged for it. A box nobody arranged for is noted and rejected, so that the test
  * fails and does not hang.
  */
-class DialogRobot : public QObject
+class DialogRobot
 {
-    Q_OBJECT
-
 public:
     DialogRobot();
 
-    /** Presses @p button in each box whose text contains @p text. */
-    void press(const QString& text, const QString& button);
+    /** Presses @p button in each box whose text contains @p text; the last arrangement counts. */
+    void press(const QString& text, const QString& button) { act(text, {}, button); }
     /** Calls @p action while the box is open, then presses @p button if the box is still there. */
-    void act(const QString& text, const std::function<void()>& action, const QString& button);
+    void act(const QString& text, const std::function<void()>& action, const QString& button)
+    {
+        m_rules.prepend({text, button, action});
+    }
 
     /** "title: text" of all boxes so far. */
     [[nodiscard]] const QStringList& seen() const { return m_seen; }
@@ -44,7 +46,7 @@ private:
     QList<QPointer<QWidget>> m_done;
 
     void look();
-    void handle(QWidget* widget);
+    void handle(const QPointer<QMessageBox>& box);
 };
 
 } // namespace zk::test

@@ -50,21 +50,18 @@ private:
     QString m_old;
 };
 
-/** Temporary files go to @p folder, in native form, for as long as this lives. */
-class ScopedTemporaryFolder
+/** Temporary files go to @p folder for as long as this lives. */
+struct ScopedTemporaryFolder
 {
-public:
     explicit ScopedTemporaryFolder(const QString& folder)
-        : m_unix("TMPDIR", folder)
-        , m_windows("TMP", QDir::toNativeSeparators(folder))
-        , m_windowsToo("TEMP", QDir::toNativeSeparators(folder))
+        : native(QDir::toNativeSeparators(folder))
     {
     }
 
-private:
-    ScopedVariable m_unix;
-    ScopedVariable m_windows;
-    ScopedVariable m_windowsToo;
+    QString native;
+    ScopedVariable posix{"TMPDIR", native};
+    ScopedVariable windows{"TMP", native};
+    ScopedVariable windowsToo{"TEMP", native};
 };
 
 } // namespace zk::test

@@ -4,6 +4,7 @@
 
 #include <QStringList>
 
+#include <algorithm>
 #include <sstream>
 
 namespace zk::test {
@@ -48,12 +49,8 @@ public:
     [[nodiscard]] bool has(Log::ELevel level, const QString& text) const
     {
         const QStringList all = lines(level);
-        for (const QString& line : all) {
-            if (line.endsWith(text)) {
-                return true;
-            }
-        }
-        return false;
+        return std::any_of(all.cbegin(), all.cend(),
+                           [&text](const QString& line) { return line.endsWith(text); });
     }
 
 private:

@@ -48,14 +48,11 @@ protected:
     /** Starts it and waits until it listens; does nothing where it is not installed. */
     void start(const QString& program, const QStringList& arguments)
     {
-        const QString path = programPath(program);
-        if (path.isEmpty()) {
-            return;
-        }
         m_process.setStandardOutputFile(QProcess::nullDevice());
         m_process.setStandardErrorFile(QProcess::nullDevice());
-        m_process.start(path, arguments);
-        m_isThere = m_process.waitForStarted() && answers();
+        m_process.start(programPath(program), arguments);
+        m_isThere =
+            m_process.waitForStarted() && QTest::qWaitFor([this] { return answers(); }, 5000);
     }
     [[nodiscard]] QString writeConfiguration(const QByteArray& text) const
     {
@@ -71,13 +68,10 @@ private:
 
     [[nodiscard]] bool answers() const
     {
-        const auto tries = [this] {
-            QTcpSocket socket;
-            socket.setProxy(QNetworkProxy::NoProxy);
-            socket.connectToHost(QHostAddress::LocalHost, m_port);
-            return socket.waitForConnected(1000);
-        };
-        return QTest::qWaitFor(tries, 5000);
+        QTcpSocket socket;
+        socket.setProxy(QNetworkProxy::NoProxy);
+        socket.connectToHost(QHostAddress::LocalHost, m_port);
+        return socket.waitForConnected(1000);
     }
 };
 

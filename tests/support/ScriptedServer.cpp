@@ -4,32 +4,33 @@
 #include <winsock2.h>
 #else
 #include <sys/socket.h>
+using SOCKET = int;
 #endif
 
 namespace zk::test {
 
 namespace {
 
-// Closing now throws away what the other side has not read, and tells it so with a reset.
-void lingerNot(qintptr descriptor)
-{
-    linger option{};
-    option.l_onoff = 1;
-    option.l_linger = 0;
-#ifdef Q_OS_WIN
-    const auto handle = SOCKET(descriptor);
-#else
-    const int handle = int(descriptor);
-#endif
-    setsockopt(handle, SOL_SOCKET, SO_LINGER, reinterpret_cast<const char*>(&option),
-               sizeof option);
-}
-
 QByteArray head(int status, int length, const QByteArray& headers)
 {
     return "HTTP/1.1 " + QByteArray::number(status) +
            " Scripted\r\nConnection: close\r\nContent-Length: " + QByteArray::number(length) +
            "\r\n" + headers + "\r\n";
+}
+
+void endConnection(QTcpSocket* socket, Answer::End end)
+{
+    if (end == Answer::eClose) {
+        socket->disconnectFromHost();
+    } else if (end == Answer::eReset) {
+        socket->flush();
+        // Closing now throws away what the other side has not read, and tells it so with a reset.
+        linger option{};
+        option.l_onoff = 1;
+        setsockopt(SOCKET(socket->socketDescriptor()), SOL_SOCKET, SO_LINGER,
+                   reinterpret_cast<const char*>(&option), sizeof option);
+        socket->abort();
+    }
 }
 
 } // namespace
@@ -47,7 +48,7 @@ QByteArray Request::header(const QByteArray& name) const
 
 Answer http(int status, const QByteArray& body, const QByteArray& headers)
 {
-    return {head(status, body.size(), headers) + body, Answer::eClose};
+    return {head(status, body.size(), headers) + body};
 }
 
 Answer partial(const QByteArray& body, int sent, Answer::End end)
@@ -63,7 +64,12 @@ Answer redirect(int status, const QByteArray& location, const QByteArray& body)
 
 ScriptedServer::ScriptedServer()
 {
-    connect(&m_server, &QTcpServer::newConnection, this, &ScriptedServer::accept);
+    connect(&m_server, &QTcpServer::newConnection, this, [this] {
+        while (QTcpSocket* const socket = m_server.nextPendingConnection()) {
+            connect(socket, &QTcpSocket::disconnected, socket, &QObject::deleteLater);
+            connect(socket, &QTcpSocket::readyRead, this, [this, socket] { read(socket); });
+        }
+    });
     connect(&m_dripTimer, &QTimer::timeout, this, &ScriptedServer::drip);
     if (!m_server.listen(QHostAddress::LocalHost)) {
         qFatal("cannot listen on 127.0.0.1");
@@ -71,22 +77,9 @@ ScriptedServer::ScriptedServer()
     m_port = m_server.serverPort();
 }
 
-void ScriptedServer::answer(const QByteArray& path, const QList<Answer>& answers)
-{
-    m_answers[path] = answers;
-}
-
 QUrl ScriptedServer::url(const QByteArray& path) const
 {
     return QUrl(QStringLiteral("http://127.0.0.1:%1").arg(m_port) + QString::fromUtf8(path));
-}
-
-void ScriptedServer::accept()
-{
-    while (QTcpSocket* const socket = m_server.nextPendingConnection()) {
-        connect(socket, &QTcpSocket::disconnected, socket, &QObject::deleteLater);
-        connect(socket, &QTcpSocket::readyRead, this, [this, socket] { read(socket); });
-    }
 }
 
 void ScriptedServer::read(QTcpSocket* socket)
@@ -99,14 +92,9 @@ void ScriptedServer::read(QTcpSocket* socket)
     socket->readAll();
     const QByteArray path = got.mid(got.indexOf(' ') + 1).split(' ').first();
     m_requests.append({path, got.left(end)});
-    m_last = socket;
-    m_sockets[path] = socket;
+    m_last = m_sockets[path] = socket;
     QList<Answer>& answers = m_answers[path];
-    if (answers.isEmpty()) {
-        send(socket, http(404, "not here"));
-        return;
-    }
-    const Answer next = answers.first();
+    const Answer next = answers.value(0, http(404, "not here"));
     if (answers.size() > 1) {
         answers.removeFirst();
     }
@@ -127,7 +115,7 @@ void ScriptedServer::send(QTcpSocket* socket, const Answer& answer)
         return;
     }
     socket->write(answer.bytes);
-    end(socket, answer.end);
+    endConnection(socket, answer.end);
 }
 
 void ScriptedServer::drip()
@@ -137,7 +125,7 @@ void ScriptedServer::drip()
         m_rest.bytes.remove(0, m_rest.dropSize);
     }
     if (m_dripping && m_rest.bytes.isEmpty()) {
-        end(std::exchange(m_dripping, nullptr), m_rest.end);
+        endConnection(std::exchange(m_dripping, nullptr), m_rest.end);
     }
     if (!m_dripping) {
         m_dripTimer.stop();
@@ -152,7 +140,7 @@ void ScriptedServer::finish(const QByteArray& bytes, Answer::End end)
     }
     if (m_last) {
         m_last->write(bytes);
-        ScriptedServer::end(m_last, end);
+        endConnection(m_last, end);
     }
 }
 
@@ -160,17 +148,6 @@ void ScriptedServer::finishTo(const QByteArray& path, const Answer& answer)
 {
     m_last = m_sockets.value(path);
     finish(answer.bytes, answer.end);
-}
-
-void ScriptedServer::end(QTcpSocket* socket, Answer::End end)
-{
-    if (end == Answer::eClose) {
-        socket->disconnectFromHost();
-    } else if (end == Answer::eReset) {
-        socket->flush();
-        lingerNot(socket->socketDescriptor());
-        socket->abort();
-    }
 }
 
 } // namespace zk::test

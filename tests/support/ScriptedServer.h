@@ -1,10 +1,6 @@
 #pragma once
 
-#include <QByteArray>
 #include <QHash>
-#include <QList>
-#include <QMetaType>
-#include <QObject>
 #include <QPointer>
 #include <QTcpServer>
 #include <QTcpSocket>
@@ -27,19 +23,12 @@ struct Request
 /** What the server sends, byte by byte as it stands, and how it ends. */
 struct Answer
 {
-    enum End {
-        eClose,
-        eReset,
-        /** Says nothing more until the test has it finished. */
-        eSilence,
-    };
+    /** eSilence says nothing more until the test has it finished. */
+    enum End { eClose, eReset, eSilence };
 
     QByteArray bytes;
     End end = eClose;
-    /**
-     * Sends a drop of the bytes now and another one whenever this many milliseconds have passed; 0:
-     * all at once. One such answer at a time.
-     */
+    /** Sends a drop now and another one whenever so much time has passed; 0: all at once. */
     int dripMs = 0;
     int dropSize = 1;
     /** Keeps the client waiting for so long first. */
@@ -55,6 +44,9 @@ Answer http(int status, const QByteArray& body = {}, const QByteArray& headers =
  */
 Answer partial(const QByteArray& body, int sent, Answer::End end);
 
+/** An answer that leads to @p location. */
+Answer redirect(int status, const QByteArray& location, const QByteArray& body = {});
+
 /** Whether clients notice a connection that is reset: under Wine now and then they do not. */
 #ifdef Q_OS_WIN
 constexpr bool isResetNoticed = false;
@@ -62,14 +54,11 @@ constexpr bool isResetNoticed = false;
 constexpr bool isResetNoticed = true;
 #endif
 
-/** An answer that leads to @p location. */
-Answer redirect(int status, const QByteArray& location, const QByteArray& body = {});
-
 /**
  * A server on 127.0.0.1 that does what it is told, also what no good server can be made to do.
  *
  * Answers to one path are given in the order in which they were set, the last one again and again;
- * other paths get a 404. Runs in the thread that made it.
+ * other paths get a 404. Drips on one connection at a time. Runs in the thread that made it.
  */
 class ScriptedServer : public QObject
 {
@@ -78,8 +67,8 @@ class ScriptedServer : public QObject
 public:
     ScriptedServer();
 
-    void answer(const QByteArray& path, const QList<Answer>& answers);
-    void answer(const QByteArray& path, const Answer& only) { answer(path, QList<Answer>{only}); }
+    void answer(const QByteArray& path, const QList<Answer>& all) { m_answers[path] = all; }
+    void answer(const QByteArray& path, const Answer& only) { m_answers[path] = {only}; }
 
     /** Goes on where silence fell: sends @p bytes on the last connection and ends it. */
     void finish(const QByteArray& bytes, Answer::End end = Answer::eClose);
@@ -106,11 +95,9 @@ private:
     Answer m_rest;
     QTimer m_dripTimer;
 
-    void accept();
     void read(QTcpSocket* socket);
     void send(QTcpSocket* socket, const Answer& answer);
     void drip();
-    static void end(QTcpSocket* socket, Answer::End end);
 };
 
 } // namespace zk::test

@@ -40,13 +40,9 @@ public:
     {
         (void)QTest::qWaitFor([this] { return wasStarted(); }, 10'000);
         QFile file(m_record);
-        if (!file.open(QIODevice::ReadOnly)) {
-            return {QStringLiteral("not started")};
-        }
-        // Each line ends with a newline.
-        QStringList arguments = QString::fromUtf8(file.readAll()).split(QLatin1Char('\n'));
-        arguments.removeLast();
-        return arguments;
+        return file.open(QIODevice::ReadOnly)
+                   ? QString::fromUtf8(file.readAll()).chopped(1).split(QLatin1Char('\n'))
+                   : QStringList{QStringLiteral("not started")};
     }
 
 private:

@@ -3,14 +3,9 @@
 #include <QFile>
 #include <QtEndian>
 
-#include <array>
-
 namespace zk::test {
 
 namespace {
-
-constexpr quint16 DosTime = 0x6000; // 12:00:00
-constexpr quint16 DosDate = 0x5421; // 2022-01-01
 
 template <typename Number>
 void put(QByteArray& out, Number number)
@@ -21,20 +16,12 @@ void put(QByteArray& out, Number number)
 
 quint32 crc32(const QByteArray& data)
 {
-    static const auto table = [] {
-        std::array<quint32, 256> result{};
-        for (quint32 i = 0; i < 256; ++i) {
-            quint32 value = i;
-            for (int bit = 0; bit < 8; ++bit) {
-                value = (value & 1) != 0 ? 0xedb88320U ^ (value >> 1) : value >> 1;
-            }
-            result[i] = value;
-        }
-        return result;
-    }();
-    quint32 crc = 0xffffffffU;
+    quint32 crc = ~0U;
     for (const char byte : data) {
-        crc = table[(crc ^ quint8(byte)) & 0xff] ^ (crc >> 8);
+        crc ^= quint8(byte);
+        for (int bit = 0; bit < 8; ++bit) {
+            crc = (crc & 1) != 0 ? 0xedb88320U ^ (crc >> 1) : crc >> 1;
+        }
     }
     return ~crc;
 }
@@ -52,9 +39,9 @@ ZipBuilder& ZipBuilder::add(const QByteArray& name, const QByteArray& data)
 {
     ZipItem item;
     item.name = name;
-    item.data = name.endsWith('/') ? QByteArray() : data;
     item.deflate = !name.endsWith('/');
-    item.unixMode = name.endsWith('/') ? 0040755 : 0100644;
+    item.data = item.deflate ? data : QByteArray();
+    item.unixMode = item.deflate ? 0100644 : 0040755;
     return add(item);
 }
 
@@ -65,8 +52,7 @@ ZipBuilder& ZipBuilder::add(const ZipItem& item)
     const quint64 compressedSize = item.compressedSize.value_or(quint64(packed.size()));
     QByteArray extra = item.extra;
     if (item.zip64) {
-        put<quint16>(extra, 1);
-        put<quint16>(extra, 16);
+        put<quint32>(extra, 16U << 16 | 1);
         put<quint64>(extra, size);
         put<quint64>(extra, compressedSize);
     }
@@ -74,8 +60,7 @@ ZipBuilder& ZipBuilder::add(const ZipItem& item)
     put<quint16>(common, item.zip64 ? 45 : 20);
     put<quint16>(common, item.flags);
     put<quint16>(common, item.method.value_or(item.deflate ? 8 : 0));
-    put<quint16>(common, DosTime);
-    put<quint16>(common, DosDate);
+    put<quint32>(common, 0x54216000); // 2022-01-01, 12:00:00
     put<quint32>(common, item.crc.value_or(crc32(item.data)));
     put<quint32>(common, item.zip64 ? 0xffffffffU : quint32(compressedSize));
     put<quint32>(common, item.zip64 ? 0xffffffffU : quint32(size));
@@ -88,9 +73,7 @@ ZipBuilder& ZipBuilder::add(const ZipItem& item)
     m_central += "PK\x01\x02";
     put<quint16>(m_central, quint16(item.system << 8 | 45));
     m_central += common;
-    put<quint16>(m_central, 0); // comment
-    put<quint16>(m_central, 0); // disk
-    put<quint16>(m_central, 0);
+    m_central += QByteArray(6, '\0'); // comment, disk
     put<quint32>(m_central, item.unixMode << 16 | item.windowsAttributes);
     put<quint32>(m_central, offset);
     m_central += item.name + extra;
@@ -107,10 +90,8 @@ QByteArray ZipBuilder::bytes() const
         const auto end = quint64(out.size());
         out += "PK\x06\x06";
         put<quint64>(out, 44);
-        put<quint16>(out, 45);
-        put<quint16>(out, 45);
-        put<quint32>(out, 0);
-        put<quint32>(out, 0);
+        put<quint32>(out, 45U << 16 | 45); // versions
+        put<quint64>(out, 0);              // disks
         put<quint64>(out, count);
         put<quint64>(out, count);
         put<quint64>(out, quint64(m_central.size()));
