@@ -24,6 +24,7 @@ using namespace zk::test;
 
 namespace {
 
+using Z = ZipItem;
 using Contents = QMap<QString, QByteArray>;
 
 /** Everything below @p folder with its contents; folders end with "/". */
@@ -127,40 +128,39 @@ private slots:
         hostile("climbing name", item("../evil"), "leads out");
         hostile("backslash name", item("..\\evil"), "backslash");
         hostile("drive name", item("C:/evil"), "drive");
-        hostile("control byte in code page 437", with(item("a\x01z"), &ZipItem::flags, 0),
+        hostile("control byte in code page 437", with(item("a\x01z"), &Z::flags, 0),
                 "control character");
-        hostile("symbolic link", with(item("a"), &ZipItem::unixMode, 0120777), "special file");
-        hostile("named pipe", with(item("a"), &ZipItem::unixMode, 0010644), "special file");
-        ZipItem junction = with(item("a"), &ZipItem::windowsAttributes, 0x400);
+        hostile("symbolic link", with(item("a"), &Z::unixMode, 0120777), "special file");
+        hostile("named pipe", with(item("a"), &Z::unixMode, 0010644), "special file");
+        ZipItem junction = with(item("a"), &Z::windowsAttributes, 0x400);
         junction.system = 0;
-        hostile("Windows reparse point", with(junction, &ZipItem::unixMode, 0), "special file");
-        hostile("folder by mode alone", with(item("a"), &ZipItem::unixMode, 0040755),
+        hostile("Windows reparse point", with(junction, &Z::unixMode, 0), "special file");
+        hostile("folder by mode alone", with(item("a"), &Z::unixMode, 0040755),
                 "folder by its mode");
         hostile("duplicate", item("good/first.txt"), "twice");
         hostile("case clash", item("Good/FIRST.txt"), "twice");
         hostile("file below a file", item("good/first.txt/below"), "needs a folder");
         hostile("file where a folder is needed", item("good"), "needs a folder");
-        hostile("encrypted", with(item("a"), &ZipItem::flags, 0x801), "encrypted");
-        hostile("unknown method", with(item("a"), &ZipItem::method, 93), "unknown method 93");
+        hostile("encrypted", with(item("a"), &Z::flags, 0x801), "encrypted");
+        hostile("unknown method", with(item("a"), &Z::method, 93), "unknown method 93");
         for (const QByteArray& data : {QByteArray("evil"), QByteArray(5'000'000, 'x')}) {
             for (const bool deflate : {true, false}) {
                 const QByteArray size = QByteArray::number(data.size());
                 hostile((size + (deflate ? " packed" : " stored") + ", wrong checksum").constData(),
-                        with(item("a", data, deflate), &ZipItem::crc, 1), "checksum");
+                        with(item("a", data, deflate), &Z::crc, 1), "checksum");
             }
         }
-        hostile("inflates beyond its size", with(item("a"), &ZipItem::size, 3), "size");
-        hostile("inflates to less", with(item("a"), &ZipItem::size, 5), "size");
-        hostile("stored with two sizes", with(item("a", "evil", false), &ZipItem::size, 3), "size");
-        hostile("more than the archive has", with(item("a"), &ZipItem::compressedSize, 1U << 30),
-                "size");
-        hostile("junk behind the packed bytes", with(item("a"), &ZipItem::junk, "junk"), "size");
+        hostile("inflates beyond its size", with(item("a"), &Z::size, 3), "size");
+        hostile("inflates to less", with(item("a"), &Z::size, 5), "size");
+        hostile("stored with two sizes", with(item("a", "evil", false), &Z::size, 3), "size");
+        hostile("more than the archive has", with(item("a"), &Z::compressedSize, 1U << 30), "size");
+        hostile("junk behind the packed bytes", with(item("a"), &Z::junk, "junk"), "size");
         hostile("data that is not deflated",
-                with(item("a", "\xff\xff\xff\xff", false), &ZipItem::method, 8), "inflated");
-        hostile("more than deflate can pack", with(item("a"), &ZipItem::size, 100U << 20), "size");
-        ZipItem huge = with(item("a", "evil", false), &ZipItem::size, ~0ULL);
+                with(item("a", "\xff\xff\xff\xff", false), &Z::method, 8), "inflated");
+        hostile("more than deflate can pack", with(item("a"), &Z::size, 100U << 20), "size");
+        ZipItem huge = with(item("a", "evil", false), &Z::size, ~0ULL);
         huge.zip64 = true;
-        hostile("size of 2^64 - 1", with(huge, &ZipItem::compressedSize, ~0ULL), "size");
+        hostile("size of 2^64 - 1", with(huge, &Z::compressedSize, ~0ULL), "size");
 
         ZipBuilder builder;
         const QByteArray whole = builder.add("first", noise(3000)).add("second").bytes();
@@ -210,31 +210,25 @@ private slots:
     void extractsWhatWasPacked()
     {
         // Small ones are read ahead by another thread, in batches that large ones end.
-        ZipItem tool = item("bin/tool", noise(5'000'000));
-        tool.unixMode = 0100755;
+        ZipItem tool = with(item("bin/tool", noise(5'000'000)), &Z::unixMode, 0100755);
         tool.extra = QByteArray("UT\x05\x00\x01\x78\x56\x34\x52", 9);
-        ZipItem stored = item("stored", tool.data, false);
-        stored.unixMode = 0;
+        ZipItem stored = with(item("stored", tool.data, false), &Z::unixMode, 0);
         stored.zip64 = true;
-        ZipItem old = item("Pr\x9bve");
-        old.flags = 0;
-        const QByteArray deep = QByteArray("a folder of some length/").repeated(12) + "file";
+        const QString deep = QString(230, QLatin1Char('d')) + QLatin1Char('/');
         ZipBuilder builder;
         builder.zip64End = true;
-        builder.add("./").add("empty/").add(tool).add("small").add("half", noise(3'000'000));
-        builder.add(stored).add("./none", QByteArray()).add(old).add(deep).write(m_zip);
-        for (const char* round : {"new", "over itself"}) {
-            QCOMPARE(extract(), qint64(13'000'012));
-            Contents found = contents(m_out);
-            QVERIFY2(found.take(QStringLiteral("bin/tool")) == tool.data, round);
-            QVERIFY2(found.take(QStringLiteral("stored")) == tool.data, round);
-            QVERIFY2(found.take(QStringLiteral("half")) == noise(3'000'000), round);
-            QCOMPARE(found.take(QString::fromLatin1(deep)), QByteArray("data"));
-            QCOMPARE(found.take(QStringLiteral("Pr¢ve")), QByteArray("evil"));
-            QCOMPARE(found.take(QStringLiteral("small")), QByteArray("data"));
-            QCOMPARE(found.take(QStringLiteral("none")), QByteArray());
-            QCOMPARE(found.size(), 2 + 12); // folders
-        }
+        builder.add("./").add("empty/").add(tool).add("small").add(stored).add("./none", "");
+        builder.add(with(item("Pr\x9bve"), &Z::flags, 0))
+            .add(deep.toLatin1() + "file")
+            .write(m_zip);
+        QCOMPARE(extract(), qint64(10'000'012));
+        const Contents expected{
+            {QStringLiteral("bin/"), {}},           {QStringLiteral("bin/tool"), tool.data},
+            {QStringLiteral("empty/"), {}},         {QStringLiteral("none"), {}},
+            {QStringLiteral("small"), "data"},      {QStringLiteral("stored"), tool.data},
+            {QStringLiteral("Pr¢ve"), "evil"},      {deep, {}},
+            {deep + QStringLiteral("file"), "data"}};
+        QVERIFY(contents(m_out) == expected);
         const QFileInfo toolInfo(m_out + QStringLiteral("/bin/tool"));
         const QFileInfo storedInfo(m_out + QStringLiteral("/stored"));
         QCOMPARE(toolInfo.lastModified().toSecsSinceEpoch(), qint64(0x52345678));
@@ -262,8 +256,6 @@ private slots:
 
     void keepsOrReplacesExistingFiles()
     {
-        ZipItem broken = item("z");
-        broken.crc = 1;
         ZipBuilder builder;
         builder.add("old", "2").add("made/file").add("kept/file").write(m_zip);
         QVERIFY(QDir().mkpath(m_out + QStringLiteral("/kept")));
@@ -271,25 +263,19 @@ private slots:
         const Contents before = contents(m_out);
         QVERIFY_EXCEPTION_THROWN(extract(false), IOException);
         QCOMPARE(contents(m_out), before);
-        builder.add(broken).write(m_zip);
-        QVERIFY_EXCEPTION_THROWN(extract(true), IOException);
-        QCOMPARE(contents(m_out), before);
-    }
-
-    void doesNotFollowPlantedLinks()
-    {
-#ifdef Q_OS_UNIX
-        ZipBuilder().add("first").add("sub/file").write(m_zip);
-        const QString outside = m_folder + QStringLiteral("/outside");
-        QVERIFY(QDir().mkpath(outside) && QDir().mkpath(m_out));
-        QVERIFY(QFile::link(outside, m_out + QStringLiteral("/sub")));
+        ZipBuilder(builder).add(with(item("z"), &Z::crc, 1)).write(m_zip);
         QVERIFY_EXCEPTION_THROWN(extract(), IOException);
-        QVERIFY(QFile::remove(m_out + QStringLiteral("/sub")));
-        QVERIFY(QFile::link(outside + QStringLiteral("/made"), m_out + QStringLiteral("/first")));
+        QCOMPARE(contents(m_out), before);
+        builder.write(m_zip);
+        extract();
+        QCOMPARE(readFile(m_out + QStringLiteral("/old")), QByteArray("2"));
+#ifdef Q_OS_UNIX
+        const QString outside = m_folder + QStringLiteral("/outside");
+        QVERIFY(QDir().mkpath(outside) &&
+                QDir(m_out + QStringLiteral("/made")).removeRecursively());
+        QVERIFY(QFile::link(outside, m_out + QStringLiteral("/made")));
         QVERIFY_EXCEPTION_THROWN(extract(), IOException);
         QVERIFY(QDir(outside).isEmpty());
-#else
-        QSKIP("links need a privilege here");
 #endif
     }
 
@@ -308,15 +294,12 @@ private slots:
                     reader.abort();
                 }
             });
-            const bool isWhole = limit > reader.uncompressedSize(reader.fileList());
-            QCOMPARE(reader.extractFiles(m_out, QRegExp(), QString(), true, reader.fileList()),
-                     told);
-            QCOMPARE(reader.isAborted(), !isWhole);
-            QCOMPARE(reader.isComplete(), isWhole);
+            QCOMPARE(reader.extractFiles(m_out, {}, {}, true, reader.fileList()), told);
+            const bool isWhole = limit == 200'005;
+            QVERIFY(isWhole ? steps == QVector<qint64>({4, 65536, 65536, 65536, 3392, 0})
+                            : told >= limit);
+            QVERIFY(reader.isComplete() == isWhole && reader.isAborted() != isWhole);
             QCOMPARE(QFile::exists(m_folder + QStringLiteral("/new")), isWhole);
-            if (isWhole) {
-                QCOMPARE(steps, (QVector<qint64>{4, 65536, 65536, 65536, 3392, 0}));
-            }
         }
     }
 
@@ -326,8 +309,7 @@ private slots:
         ZipReader reader(m_zip, nullptr);
         QVERIFY(reader.open(QIODevice::NotOpen));
         QCOMPARE(reader.fileList().size(), 65'537);
-        QCOMPARE(reader.extractFiles(m_out, QRegExp(), QString(), true,
-                                     {QStringLiteral("d/65535"), QStringLiteral("d/65536")}),
+        QCOMPARE(reader.extractFiles(m_out, {}, {}, true, reader.fileList().mid(65'535)),
                  qint64(2));
         QCOMPARE(contents(m_out).keys(), lines("d/\nd/65535\nd/65536"));
     }
@@ -383,18 +365,21 @@ private slots:
 
     void announcesInTheCreatorsThreadAfterALateConnect()
     {
-        ZipBuilder().add("a/b").write(m_zip);
-        const auto unzipper = makeUnzipper();
+        ZipBuilder().add("a").write(m_zip);
+        Unzipper* const unzipper = makeUnzipper().release();
         QVERIFY(unzipper->wait()); // all done before anybody listens
-        QThread* emitter = nullptr;
         connect(
-            unzipper.get(), &Unzipper::unzippingDone, unzipper.get(),
-            [&emitter] { emitter = QThread::currentThread(); }, Qt::DirectConnection);
-        QTRY_COMPARE(m_done, QStringList(m_out));
-        QCOMPARE(emitter, QThread::currentThread());
-        unzipper->cancel(); // too late to change anything
+            unzipper, &Unzipper::unzippingDone, this,
+            [this, unzipper] {
+                m_done << (QThread::currentThread() == thread() ? QStringLiteral("here")
+                                                                : QString());
+                unzipper->cancel(); // too late to change anything
+                delete unzipper;
+            },
+            Qt::DirectConnection);
+        QTRY_COMPARE(m_done, QStringList() << m_out << QStringLiteral("here"));
         QCoreApplication::processEvents();
-        QCOMPARE(m_done.size() + m_failed.size(), 1);
+        QCOMPARE(m_done.size() + m_failed.size(), 2);
     }
 
     void deletesTheArchiveOnlyAfterSuccess_data()
@@ -421,15 +406,6 @@ private slots:
         QCOMPARE(QFile::exists(m_zip), !isGood);
     }
 
-    void reportsCancelling()
-    {
-        writeManyEntries(20'000);
-        const auto unzipper = makeUnzipper();
-        unzipper->cancel();
-        QTRY_COMPARE(m_failed.filter(QStringLiteral("cancelled")).size(), 1);
-        QVERIFY(m_done.isEmpty() && !QFile::exists(m_out) && QFile::exists(m_zip));
-    }
-
     void staysSilentWhenDestroyed()
     {
         ZipBuilder().add("a").write(m_zip);
@@ -449,14 +425,10 @@ private slots:
         QVERIFY(!QFile::exists(m_out));
         QCoreApplication::processEvents();
         QCOMPARE(m_done + m_failed, QStringList());
-    }
-
-    void mayBeDeletedFromItsSignal()
-    {
-        ZipBuilder().add("a").write(m_zip);
-        Unzipper* const unzipper = makeUnzipper().release();
-        connect(unzipper, &Unzipper::unzippingDone, this, [unzipper] { delete unzipper; });
-        QTRY_COMPARE(m_done.size(), 1);
+        unzipper = makeUnzipper();
+        unzipper->cancel();
+        QTRY_COMPARE(m_failed.filter(QStringLiteral("cancelled")).size(), 1);
+        QVERIFY(m_done.isEmpty() && !QFile::exists(m_out) && QFile::exists(m_zip));
     }
 };
 
