@@ -83,6 +83,7 @@ private slots:
         PackageInfo product;
         product.platforms = {QStringLiteral("Win")};
         QVERIFY(candidate.filterPackageCandidate(product, {}));
+        product.platforms = {QStringLiteral("Win64 SP1")};
         QVERIFY(candidate.filterPackageCandidate(product, test::lines("zip\nexe")));
         QVERIFY(!candidate.filterPackageCandidate(product, {QStringLiteral("EXE")}));
         product.platforms = {QStringLiteral("Linux")};

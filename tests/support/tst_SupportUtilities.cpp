@@ -1,30 +1,86 @@
 #include "Environment.h"
+#include "LogCapture.h"
 #include "ZipBuilder.h"
 
-#include "support/AppSettings.h"
-#include "support/Connect.h"
-#include "support/Exception.h"
 #include "support/FileUtils.h"
 #include "support/StringUtils.h"
 
-#include <QRegularExpression>
 #include <QTest>
-#include <QTimer>
+#include <QThread>
 
-#include <utility>
-
-#ifdef Q_OS_UNIX
-#include <csignal>
-#include <sys/resource.h>
-#endif
+#include <memory>
+#include <vector>
 
 using namespace zk;
+using test::LogCapture;
 
 class tst_SupportUtilities : public QObject
 {
     Q_OBJECT
 
 private slots:
+    void writesPrefixFunctionAndValues()
+    {
+        // As std::wcout in the "C" locale: an umlaut cannot be written, the next line must come out
+        // again.
+        struct AsciiBuffer : std::wstringbuf
+        {
+            std::streamsize xsputn(const wchar_t* text, std::streamsize size) override
+            {
+                const bool isAscii =
+                    std::all_of(text, text + size, [](wchar_t c) { return c < 0x80; });
+                return isAscii ? std::wstringbuf::xsputn(text, size) : 0;
+            }
+        };
+        AsciiBuffer buffer;
+        std::wostream stream(&buffer);
+        stream.exceptions(std::ios_base::badbit | std::ios_base::failbit);
+        const std::ios_base::fmtflags flags = stream.flags();
+        Log::instance().setStream(Log::eError, &stream);
+        SOFTWAREUPDATE_LOG(Log::eError, "f", QStringLiteral("Prøve"));
+        buffer.str({});
+        SOFTWAREUPDATE_LOG(Log::eError, "zk::X::y", "a: ", QStringLiteral("b"), ' ', std::hex, 42);
+        Log::instance().setStream(Log::eError, nullptr);
+        QVERIFY(stream.good());
+        QCOMPARE(stream.flags(), flags);
+        const QRegExp line(
+            QStringLiteral("\\d{4}-\\d\\d-\\d\\dT\\d\\d:\\d\\d:\\d\\d\\.\\d{3} ERROR 0x[0-9a-f]+ "
+                           "\\[zk::X::y\\] a: b 2a\n"));
+        const QString text = QString::fromStdWString(buffer.str());
+        QVERIFY2(line.exactMatch(text), qPrintable(text));
+    }
+
+    void buildsNothingWhenOff()
+    {
+        int built = 0;
+        const auto text = [&built] { return QString::number(++built); };
+        SOFTWAREUPDATE_LOG(Log::eError, "f", text());
+        QCOMPARE(built, 0); // no stream at all
+        const LogCapture log(Log::eWarning);
+        SOFTWAREUPDATE_LOG(Log::eInfo, "f", text());
+        QCOMPARE(built, 0); // below the threshold
+        SOFTWAREUPDATE_LOG(Log::eWarning, "f", text());
+        QCOMPARE(log.lines(Log::eWarning), QStringList{QStringLiteral("[f] 1")});
+    }
+
+    void keepsLinesOfThreadsApart()
+    {
+        const LogCapture log;
+        std::vector<std::unique_ptr<QThread>> threads;
+        for (int i = 0; i < 4; ++i) {
+            threads.emplace_back(QThread::create([] {
+                for (int n = 0; n < 200; ++n) {
+                    SOFTWAREUPDATE_LOG(Log::eInfo, "f", QStringLiteral("ø "), "two ", "three");
+                }
+            }));
+            threads.back()->start();
+        }
+        for (const auto& thread : threads) {
+            QVERIFY(thread->wait());
+        }
+        QCOMPARE(log.lines(Log::eInfo).count(QStringLiteral("[f] ø two three")), 800);
+    }
+
     void splitsWords()
     {
         const auto split = [](const QString& text) {
@@ -38,23 +94,6 @@ private slots:
             const QString text = QStringLiteral("a%1b").arg(QChar(c));
             QCOMPARE(split(text).size(), text.contains(StringUtils::splitWords) ? 2 : 1);
         }
-    }
-
-    void comparesBeginnings()
-    {
-        const QSet<QString> both{QStringLiteral("Win32"), QStringLiteral("Win64")};
-        QVERIFY(StringUtils::intersectsOnBeginning(both, {QStringLiteral("Win")}));
-        QVERIFY(StringUtils::intersectsOnBeginning(both, {QStringLiteral("Win64 SP1")}));
-        QVERIFY(!StringUtils::intersectsOnBeginning(both, {QStringLiteral("win32")}));
-        QVERIFY(!StringUtils::intersectsOnBeginning(both, {}));
-    }
-
-    void joinsNativePaths()
-    {
-        const QString joined = QDir::toNativeSeparators(QStringLiteral("/a b/c.exe"));
-        QCOMPARE(FileUtils::nativePath(QStringLiteral("/a b"), QStringLiteral("c.exe")), joined);
-        QCOMPARE(FileUtils::nativePath(QStringLiteral("/a b/"), QStringLiteral("/c.exe")), joined);
-        QCOMPARE(FileUtils::nativePath(QString(), QStringLiteral("c")), QStringLiteral("c"));
     }
 
     void erasesOnlyWhatIsNamed()
@@ -79,67 +118,6 @@ private slots:
         QVERIFY(FileUtils::erase(dir.path()) && !dir.exists());
         const test::ScopedTemporaryFolder missing(dir.path());
         QCOMPARE(FileUtils::createTempDir(), QString());
-    }
-
-    void storesSettingsReadably()
-    {
-        const QTemporaryDir dir;
-        const QString path = dir.filePath(QStringLiteral("host.ini"));
-        AppSettings settings(path);
-        settings.set(QStringLiteral("http://ü/"), AppSettings::SoftwareUpdateGroup,
-                     AppSettings::UpdateServerUrl, true);
-        // Written through: on disk while the store lives on.
-        QVERIFY(test::readFile(path).replace('\r', "").contains(
-            "[SoftwareUpdateGroup]\nUpdateServerUrl="));
-        QCOMPARE(
-            AppSettings(path).value(AppSettings::SoftwareUpdateGroup, AppSettings::UpdateServerUrl),
-            QVariant(QStringLiteral("http://ü/")));
-    }
-
-    void keepsSettingsOnAFullDisk()
-    {
-#ifdef Q_OS_UNIX
-        const QTemporaryDir dir;
-        const QString path = dir.filePath(QStringLiteral("host.ini"));
-        // Larger than the lock file beside it.
-        const QByteArray before =
-            "[SoftwareUpdateGroup]\nUpdateIncludeBeta=true\n\n[Window]\nTitle=" +
-            QByteArray(500, 'x') + '\n';
-        test::writeFile(path, before);
-        rlimit limit{};
-        QCOMPARE(getrlimit(RLIMIT_FSIZE, &limit), 0);
-        const rlim_t unlimited = std::exchange(limit.rlim_cur, rlim_t(before.size()));
-        // Too large a file is an error of write() then.
-        std::signal(SIGXFSZ, SIG_IGN);
-        QCOMPARE(setrlimit(RLIMIT_FSIZE, &limit), 0);
-        AppSettings(path).set(QStringLiteral("http://h/"), AppSettings::SoftwareUpdateGroup,
-                              AppSettings::UpdateServerUrl, true);
-        limit.rlim_cur = unlimited;
-        QCOMPARE(setrlimit(RLIMIT_FSIZE, &limit), 0);
-        QCOMPARE(test::readFile(path), before);
-        QCOMPARE(QDir(dir.path()).entryList(QDir::Files), QStringList{QStringLiteral("host.ini")});
-#else
-        QSKIP("there is no limit of file sizes that could play the full disk");
-#endif
-    }
-
-    void keepsTheCauseOfAnException()
-    {
-        try {
-            const IOException cause(QStringLiteral("no space"));
-            throw IOException(QStringLiteral("could not write"), &cause);
-        } catch (const ExceptionQt& error) {
-            QCOMPARE(error.message(), QStringLiteral("could not write"));
-            QCOMPARE(error.cause()->message(), QStringLiteral("no space"));
-        }
-    }
-
-    void reportsFailedConnections()
-    {
-        QTimer timer;
-        QVERIFY(zk::connect(&timer, "2timeout( )", &timer, SLOT(stop()), Qt::AutoConnection));
-        QTest::ignoreMessage(QtWarningMsg, QRegularExpression(QStringLiteral("No such slot")));
-        QVERIFY(!zk::connect(&timer, SIGNAL(timeout()), &timer, SLOT(halt()), Qt::AutoConnection));
     }
 };
 
