@@ -119,76 +119,16 @@ private slots:
     void readsPackages_data()
     {
         test::columns<QString, QString>("xml", "records");
-        test::row("sets in sets, as in the field",
-                  "<softwareList base-url='file:///srv/'><package-set type='Application' "
-                  "name='Viewer' public-name='Camera Viewer' status='STABLE' language='en'>"
-                  "<package platform='Win64' release='4.3.1' public-release='4.3' "
-                  "release-date='2017-06-30 14:05:00'><file url='v.msi' file-size='52.5MB'/>"
-                  "<release-notes url='n_en'/><release-notes language='de' url='n_de'/>"
-                  "<readme><url>r</url></readme><comment>Maintenance</comment></package>"
-                  "<package-set status='BETA'><package platform='Win64,Win32' release='4.4'>"
-                  "<url>v.exe</url><file-size>54263808</file-size></package></package-set>"
-                  "</package-set><package type='Camera Firmware' url='c.tar.gz'/></softwareList>",
-                  "type: Camera Firmware, url: file:///srv/c.tar.gz, suffix: tar.gz\n"
-                  "type: Application, name: Viewer, shown: Camera Viewer, release: 4.3.1, "
-                  "shown release: 4.3, status: STABLE, url: file:///srv/v.msi, suffix: msi, "
-                  "date: 2017-06-30T14:05:00, size: 55050240, platforms: Win64, languages: en, "
-                  "notes: de=n_de en=n_en, readme: en=r, comment: Maintenance\n"
-                  "type: Application, name: Viewer, shown: Camera Viewer, release: 4.4, "
-                  "status: BETA, url: file:///srv/v.exe, suffix: exe, size: 54263808, "
-                  "platforms: Win32 Win64, languages: en");
-        test::row(
-            "packages before sets, each in their order",
-            "<any><package-set><package name='3'/><package-set><package name='4'/>"
-            "</package-set></package-set><package name='1'/><ignored><package name='no'/>"
-            "</ignored><package-set><package name='5'/></package-set><package name='2'/></any>",
-            "name: 1\nname: 2\nname: 3\nname: 4\nname: 5");
-        // All text below it is the value, so no package may be gone when it is read.
-        test::row("a root called like a value",
-                  "<name><package><release>1</release></package><package-set><package>"
-                  "<release>2</release></package></package-set></name>",
-                  "name: 12, release: 1\nname: 12, release: 2");
-        test::row("lists are united over all levels",
-                  "<s platform='A' language='en fr'><package platform='B' language='de'>"
-                  "<platform>C,D</platform><platform>E</platform></package></s>",
-                  "platforms: A B C D E, languages: de en fr");
-        test::row("the nearest single value wins, an empty one too",
-                  "<s name='outer' release='1'><package name='inner' release=''/></s>",
-                  "name: inner");
-        test::row(
-            "an element wins over the attribute, the first over the second",
-            "<s><package name='attribute'><name> first </name><name>second</name></package></s>",
-            "name:  first ");
-        test::row("values that follow the package hold for it",
-                  "<s><package/><file url='no'/><name>after</name></s>", "name: after");
-        test::row("a value's text is all that lies in its element",
-                  "<s><package>no<name>a<package-set>b</package-set>c</name></package></s>",
-                  "name: abc");
-        test::row("the file element is the nearest level",
-                  "<s base-url='h/a'><package url='p' name='n'><file url='b c' platform='X'/>"
-                  "<file url='second'/></package></s>",
-                  "name: n, url: h/ab c, suffix: h/ab c, platforms: X");
-        test::row("a link takes the text of the language above, and the package's url",
-                  "<s url='set'><package url='p.q' language='de en'><readme/></package></s>",
-                  "url: p.q, suffix: q, languages: de en, readme: de en=p.q");
-        test::row("but no url that stands in the file element",
-                  "<s url='set'><package><file url='p.q'/><readme/></package></s>",
-                  "url: p.q, suffix: q, readme: en=set");
-        test::row("a link attribute's language is searched from the file element",
-                  "<s><package language='fr' readme='r'><file language='de'/></package></s>",
-                  "languages: de fr, readme: de=r");
-        test::row("links of the outermost level are found first",
-                  "<s><release-notes url='1'/><release-notes url='2'/><package "
-                  "release-notes='attribute'><release-notes url='inner'/></package></s>",
-                  "notes: en=2 en=1 en=attribute en=inner");
-        test::row("a link has a file element too, and may stand in the package's",
-                  "<s><package url='p.q'><file><readme url='x'><file url='r' language='it'/>"
-                  "</readme></file></package></s>",
-                  "url: p.q, suffix: q, readme: it=r");
-        test::row("links are not judged, huge numbers are none",
-                  "<s><package url='javascript:a.b' file-size='99999999999999999999'>"
-                  "<readme url='file:///c'/></package></s>",
-                  "url: javascript:a.b, suffix: b, readme: en=file:///c");
+        QFile file(QFINDTESTDATA("documents.txt"));
+        QVERIFY(file.open(QIODevice::ReadOnly | QIODevice::Text));
+        const QStringList cases =
+            QString::fromUtf8(file.readAll()).split(QStringLiteral("\n== ")).mid(1);
+        for (const QString& lines : cases) {
+            const int end = lines.indexOf(QLatin1Char('\n'));
+            const int records = lines.indexOf(QStringLiteral("\n->"));
+            QTest::newRow(qPrintable(lines.left(end)))
+                << lines.mid(end, records - end).trimmed() << lines.mid(records + 1).trimmed();
+        }
     }
     void readsPackages()
     {
@@ -205,8 +145,8 @@ private slots:
         }
         QStringList records;
         for (const PackageInfo& package : parse(xml.toUtf8())) {
-            records << text(package);
-            QVERIFY2(byNode.contains(records.last()), qPrintable(byNode.join(QLatin1Char('\n'))));
+            records << (QStringLiteral("-> ") + text(package)).trimmed();
+            QVERIFY2(byNode.contains(text(package)), qPrintable(byNode.join(QLatin1Char('\n'))));
         }
         QTEST(records.join(QLatin1Char('\n')), "records");
     }

@@ -136,21 +136,6 @@ private slots:
         QCOMPARE(text(packages.mid(0, 4)), QStringLiteral("1 exe, 2 exe, 4 exe, 5 exe"));
     }
 
-    void displaysTexts()
-    {
-        QCoreApplication::setApplicationVersion(QStringLiteral("9.8.7"));
-        PackageInfo info = package("3.2.1");
-        QCOMPARE(info.displayReleaseVersion(true), QStringLiteral("3.2.1"));
-        QCOMPARE(info.displayReleaseVersion(false), QStringLiteral("9.8.7"));
-        info.release.clear();
-        QCOMPARE(info.displayReleaseVersion(false), QStringLiteral("3.2.1"));
-        QCOMPARE(info.timeToString(Qt::ISODate), QStringLiteral("2020-01-02"));
-        info.releaseDate = info.releaseDate.addSecs(1);
-        QCOMPARE(info.timeToString(Qt::ISODate), QStringLiteral("2020-01-02T00:00:01"));
-        info.url = QUrl(QStringLiteral("http://h/dl/a/pkg%201.2.zip?x=/y"));
-        QCOMPARE(info.fileName(), QStringLiteral("pkg 1.2.zip"));
-    }
-
     void findsLinksByLanguage()
     {
         const auto found = [](const char* languages) {

@@ -137,24 +137,6 @@ private slots:
         QVERIFY(!SoftwareUpdateTranslator().load(QLocale::system()));
 #endif
     }
-
-    void plainTranslatorLeavesTheClassesEnglish()
-    {
-        const auto translated = [] {
-            return QCoreApplication::translate("zk::SoftwareUpdateClient", "No update available!");
-        };
-        QTranslator plain;
-        QVERIFY(plain.load(cataloguePath(QStringLiteral("fr"))));
-        QCoreApplication::installTranslator(&plain);
-        QCOMPARE(QCoreApplication::translate("SoftwareUpdateGui", "Daily"),
-                 QStringLiteral("Tous les jours"));
-        QCOMPARE(translated(), QStringLiteral("No update available!"));
-        QCoreApplication::removeTranslator(&plain);
-        SoftwareUpdateTranslator own;
-        QVERIFY(own.load(QLocale(QStringLiteral("fr"))));
-        QCoreApplication::installTranslator(&own);
-        QCOMPARE(translated(), QString::fromUtf16(u"Aucune mise à jour disponible\u00a0!"));
-    }
 };
 
 QTEST_GUILESS_MAIN(tst_Translations)
