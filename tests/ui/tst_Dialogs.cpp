@@ -93,9 +93,11 @@ private slots:
             methods << QLatin1String(meta->className());
             for (int i = meta->methodOffset(); i < meta->methodCount(); ++i) {
                 const QMetaMethod method = meta->method(i);
-                const bool isPrivate = method.access() == QMetaMethod::Private;
-                methods << QString::fromLatin1((isPrivate ? "private " : QByteArray()) +
-                                               method.typeName() + ' ' + method.methodSignature());
+                const char* const kind = method.methodType() == QMetaMethod::Signal ? "signal "
+                                         : method.access() == QMetaMethod::Private  ? "private "
+                                                                                    : "";
+                methods << QString::fromLatin1(kind + QByteArray(method.typeName()) + ' ' +
+                                               method.methodSignature());
             }
         }
         QFile file(QFINDTESTDATA("published-methods.txt"));
