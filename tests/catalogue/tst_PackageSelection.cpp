@@ -140,7 +140,7 @@ private slots:
     {
         const auto found = [](const char* languages) {
             PackageInfo info;
-            for (const QString& language : words(QString::fromLatin1(languages))) {
+            for (const QString& language : QString::fromLatin1(languages).split(QLatin1Char(' '))) {
                 info.readme.insert(language, QUrl(language));
             }
             return info.readmeUrl(QStringLiteral("de_DE"), QStringLiteral("en_US")).toString();

@@ -25,9 +25,9 @@ private slots:
             QCOMPARE(quint32(server.answer(package.url.path()).body.size()), package.fileSize);
             QVERIFY(package.releaseDate.isValid());
             QVERIFY(package.releaseNotes.contains(QStringLiteral("en")));
-            const QList<QUrl> links =
-                package.releaseNotes.values() + package.readme.values() + QList<QUrl>{package.url};
-            for (const QUrl& link : links) {
+            QList<QUrl> links{package.url};
+            links << package.releaseNotes.values() << package.readme.values();
+            for (const QUrl& link : qAsConst(links)) {
                 QCOMPARE(server.answer(link.path()).status, 200);
             }
         }
