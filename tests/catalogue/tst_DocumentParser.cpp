@@ -45,21 +45,13 @@ QString text(const PackageInfo& p)
     const QStringList names =
         test::lines("type\nname\nshown\nrelease\nshown release\nstatus\nurl\nsuffix\ndate\nsize\n"
                     "platforms\nlanguages\nnotes\nreadme\ncomment");
-    const QStringList values{p.type,
-                             p.name,
-                             p.publicName,
-                             p.release,
-                             p.publicRelease,
-                             p.status,
-                             p.url.toString(),
-                             p.suffix,
-                             p.releaseDate.toString(Qt::ISODate),
-                             p.fileSize == 0 ? QString() : QString::number(p.fileSize),
-                             text(p.platforms),
-                             text(p.languages),
-                             text(p.releaseNotes),
-                             text(p.readme),
-                             p.comment};
+    const QString size = p.fileSize == 0 ? QString() : QString::number(p.fileSize);
+    const QString date = p.releaseDate.toString(Qt::ISODate);
+    const QStringList values = QStringList()
+                               << p.type << p.name << p.publicName << p.release << p.publicRelease
+                               << p.status << p.url.toString() << p.suffix << date << size
+                               << text(p.platforms) << text(p.languages) << text(p.releaseNotes)
+                               << text(p.readme) << p.comment;
     QStringList set;
     for (int i = 0; i < names.size(); ++i) {
         if (!values[i].isEmpty()) {

@@ -8,7 +8,6 @@
 
 #include <QAccessible>
 #include <QDialogButtonBox>
-#include <QFile>
 #include <QLineEdit>
 #include <QPushButton>
 #include <QSignalSpy>
@@ -83,27 +82,6 @@ class tst_Dialogs : public QObject
 
 private slots:
     void initTestCase() { test::dropOffscreenSizeHintLine(); }
-
-    void publishesMethods()
-    {
-        QStringList methods;
-        for (const QMetaObject* meta :
-             {&SoftwareUpdateWidget::staticMetaObject, &SoftwareUpdateDialog::staticMetaObject,
-              &SoftwareUpdateAvailableDialog::staticMetaObject}) {
-            methods << QLatin1String(meta->className());
-            for (int i = meta->methodOffset(); i < meta->methodCount(); ++i) {
-                const QMetaMethod method = meta->method(i);
-                const char* const kind = method.methodType() == QMetaMethod::Signal ? "signal "
-                                         : method.access() == QMetaMethod::Private  ? "private "
-                                                                                    : "";
-                methods << QString::fromLatin1(kind + QByteArray(method.typeName()) + ' ' +
-                                               method.methodSignature());
-            }
-        }
-        QFile file(QFINDTESTDATA("published-methods.txt"));
-        QVERIFY(file.open(QIODevice::ReadOnly));
-        QCOMPARE(methods, test::lines(file.readAll().replace('\r', "").constData()));
-    }
 
     void hidesExpertFields()
     {
