@@ -37,13 +37,8 @@ void endConnection(QTcpSocket* socket, Answer::End end)
 
 QByteArray Request::header(const QByteArray& name) const
 {
-    const QList<QByteArray> lines = head.split('\n');
-    for (const QByteArray& line : lines) {
-        if (line.toLower().startsWith(name.toLower() + ':')) {
-            return line.mid(name.size() + 1).trimmed();
-        }
-    }
-    return QByteArray();
+    const int at = head.toLower().indexOf('\n' + name.toLower() + ':');
+    return at < 0 ? QByteArray() : head.mid(at + name.size() + 2).split('\r').first().trimmed();
 }
 
 Answer http(int status, const QByteArray& body, const QByteArray& headers)

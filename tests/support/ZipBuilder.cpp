@@ -1,17 +1,21 @@
 #include "ZipBuilder.h"
 
+#include <QDataStream>
 #include <QFile>
-#include <QtEndian>
 
 namespace zk::test {
 
 namespace {
 
-template <typename Number>
-void put(QByteArray& out, Number number)
+/** The numbers as they stand in archives, each as wide as its type. */
+template <typename... Numbers>
+QByteArray raw(Numbers... numbers)
 {
-    const Number little = qToLittleEndian(number);
-    out.append(reinterpret_cast<const char*>(&little), int(sizeof(little)));
+    QByteArray out;
+    QDataStream stream(&out, QIODevice::WriteOnly);
+    stream.setByteOrder(QDataStream::LittleEndian);
+    (stream << ... << numbers);
+    return out;
 }
 
 quint32 crc32(const QByteArray& data)
@@ -48,67 +52,40 @@ ZipBuilder& ZipBuilder::add(const QByteArray& name, const QByteArray& data)
 ZipBuilder& ZipBuilder::add(const ZipItem& item)
 {
     const QByteArray packed = (item.deflate ? rawDeflate(item.data) : item.data) + item.junk;
-    const quint64 size = item.size.value_or(quint64(item.data.size()));
-    const quint64 compressedSize = item.compressedSize.value_or(quint64(packed.size()));
-    QByteArray extra = item.extra;
-    if (item.zip64) {
-        put<quint32>(extra, 16U << 16 | 1);
-        put<quint64>(extra, size);
-        put<quint64>(extra, compressedSize);
-    }
-    QByteArray common;
-    put<quint16>(common, item.zip64 ? 45 : 20);
-    put<quint16>(common, item.flags);
-    put<quint16>(common, item.method.value_or(item.deflate ? 8 : 0));
-    put<quint32>(common, 0x54216000); // 2022-01-01, 12:00:00
-    put<quint32>(common, item.crc.value_or(crc32(item.data)));
-    put<quint32>(common, item.zip64 ? 0xffffffffU : quint32(compressedSize));
-    put<quint32>(common, item.zip64 ? 0xffffffffU : quint32(size));
-    put<quint16>(common, quint16(item.name.size()));
-    put<quint16>(common, quint16(extra.size()));
-
-    const auto offset = quint32(m_local.size());
+    const auto size = item.size.value_or(quint64(item.data.size()));
+    const auto packedSize = item.compressedSize.value_or(quint64(packed.size()));
+    const QByteArray extra =
+        item.zip64 ? item.extra + raw(quint16(1), quint16(16), size, packedSize) : item.extra;
+    const QByteArray common =
+        raw(quint16(item.zip64 ? 45 : 20), item.flags, item.method.value_or(item.deflate ? 8 : 0),
+            quint32(0x54216000), // 2022-01-01, 12:00:00
+            item.crc.value_or(crc32(item.data)), item.zip64 ? ~0U : quint32(packedSize),
+            item.zip64 ? ~0U : quint32(size), quint16(item.name.size()), quint16(extra.size()));
+    m_central += "PK\x01\x02" + raw(quint16(item.system << 8 | 45)) + common +
+                 raw(quint16(0), quint16(0), quint16(0), // comment, disk, kind of data
+                     item.unixMode << 16 | item.windowsAttributes, quint32(m_local.size())) +
+                 item.name + extra;
     m_local += "PK\x03\x04" + common + item.name + extra + packed;
-
-    m_central += "PK\x01\x02";
-    put<quint16>(m_central, quint16(item.system << 8 | 45));
-    m_central += common;
-    m_central += QByteArray(6, '\0'); // comment, disk
-    put<quint32>(m_central, item.unixMode << 16 | item.windowsAttributes);
-    put<quint32>(m_central, offset);
-    m_central += item.name + extra;
     ++m_count;
     return *this;
 }
 
 QByteArray ZipBuilder::bytes() const
 {
-    QByteArray out = m_local + m_central;
     const quint64 count = claimedEntries.value_or(m_count);
     const bool wide = zip64End || count > 0xfffe;
+    const auto begin = quint64(m_local.size());
+    const auto size = quint64(m_central.size());
+    QByteArray out = m_local + m_central;
     if (wide) {
-        const auto end = quint64(out.size());
-        out += "PK\x06\x06";
-        put<quint64>(out, 44);
-        put<quint32>(out, 45U << 16 | 45); // versions
-        put<quint64>(out, 0);              // disks
-        put<quint64>(out, count);
-        put<quint64>(out, count);
-        put<quint64>(out, quint64(m_central.size()));
-        put<quint64>(out, quint64(m_local.size()));
-        out += "PK\x06\x07";
-        put<quint32>(out, 0);
-        put<quint64>(out, end);
-        put<quint32>(out, 1);
+        out += "PK\x06\x06" +
+               raw(quint64(44), quint16(45), quint16(45), quint64(0), count, count, size, begin);
+        out += "PK\x06\x07" + raw(quint32(0), begin + size, quint32(1));
     }
-    out += "PK\x05\x06";
-    put<quint32>(out, 0);
-    put<quint16>(out, wide ? 0xffff : quint16(count));
-    put<quint16>(out, wide ? 0xffff : quint16(count));
-    put<quint32>(out, wide ? 0xffffffffU : quint32(m_central.size()));
-    put<quint32>(out, wide ? 0xffffffffU : quint32(m_local.size()));
-    put<quint16>(out, 0);
-    return out;
+    const auto shortCount = quint16(wide ? 0xffff : count);
+    return out + "PK\x05\x06" +
+           raw(quint32(0), shortCount, shortCount, wide ? ~0U : quint32(size),
+               wide ? ~0U : quint32(begin), quint16(0));
 }
 
 void ZipBuilder::write(const QString& path) const
