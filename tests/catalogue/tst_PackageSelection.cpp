@@ -140,7 +140,9 @@ private slots:
     {
         const auto found = [](const char* languages) {
             PackageInfo info;
-            for (const QString& language : QString::fromLatin1(languages).split(QLatin1Char(' '))) {
+            const QStringList all =
+                QString::fromLatin1(languages).split(QLatin1Char(' '), Qt::SkipEmptyParts);
+            for (const QString& language : all) {
                 info.readme.insert(language, QUrl(language));
             }
             return info.readmeUrl(QStringLiteral("de_DE"), QStringLiteral("en_US")).toString();

@@ -35,8 +35,8 @@ QString spokenName(const QWidget& parent, const char* name)
 QString rows(const QSignalSpy& spy)
 {
     QStringList result;
-    for (const int row :
-         spy.isEmpty() ? SoftUpIndexList() : spy.last()[0].value<SoftUpIndexList>()) {
+    const auto told = spy.isEmpty() ? SoftUpIndexList() : spy.last()[0].value<SoftUpIndexList>();
+    for (const int row : told) {
         result << QString::number(row);
     }
     result.sort();
