@@ -8,6 +8,7 @@
 
 #include <QAccessible>
 #include <QDialogButtonBox>
+#include <QLabel>
 #include <QLineEdit>
 #include <QPushButton>
 #include <QSignalSpy>
@@ -29,6 +30,22 @@ Widget* child(const QWidget& parent, const char* name)
 QString spokenName(const QWidget& parent, const char* name)
 {
     return QAccessible::queryAccessibleInterface(child(parent, name))->text(QAccessible::Name);
+}
+
+/** The names of the widgets that Tab reaches in the active @p window, from @p first on. */
+QString tabStops(QWidget& window, QWidget* first)
+{
+    QStringList names;
+    constexpr int patience = 30;
+    first->setFocus();
+    for (int i = 0; i < patience && (i < 2 || window.focusWidget() != first); ++i) {
+        const QString name = window.focusWidget()->objectName();
+        if (names.isEmpty() || names.last() != name) {
+            names << name;
+        }
+        QTest::keyClick(window.focusWidget(), Qt::Key_Tab);
+    }
+    return names.join(QLatin1Char(' '));
 }
 
 /** What @p spy was told last, in order. */
@@ -267,6 +284,41 @@ private slots:
             QCOMPARE(languages.last()[0].toBool(), isOn);
         }
         QCOMPARE(languages.count(), 2);
+    }
+
+    void leavesRoomForTexts()
+    {
+        Updates u;
+        QVERIFY(QTest::qWaitForWindowExposed(&u.dialog));
+        QTRY_VERIFY(u.dialog.minimumHeight() > 0);
+        u.dialog.resize(0, 0);
+        QTRY_COMPARE(u.dialog.size(), u.dialog.minimumSize());
+        QVERIFY(u.dialog.width() >= 550);
+        QVERIFY(u.table->viewport()->height() >= u.table->rowHeight(0) * 2);
+        QVERIFY(u.comment->viewport()->height() >= u.comment->fontMetrics().lineSpacing() * 3);
+        const QList<QLabel*> labels = u.dialog.findChildren<QLabel*>();
+        for (const QLabel* label : labels) {
+            const int needed = label->wordWrap() ? label->heightForWidth(label->width())
+                                                 : label->minimumSizeHint().height();
+            QVERIFY2(label->height() >= needed, qPrintable(label->text()));
+        }
+    }
+
+    void isReachableByKeyboard()
+    {
+        Updates u;
+        QVERIFY(QTest::qWaitForWindowActive(&u.dialog));
+        QCOMPARE(tabStops(u.dialog, u.table),
+                 QStringLiteral("tableWidget commentText showAllLanguagesCheckBox "
+                                "releaseNotesPushButton downloadPushButton installPushButton "
+                                "zkLinkLabel updateSettingsPushButton"));
+        QCOMPARE(child<QLabel>(u.dialog, "label_3")->buddy(), u.table);
+        SoftwareUpdateDialog settings(nullptr, Qt::Dialog);
+        settings.show();
+        QVERIFY(QTest::qWaitForWindowActive(&settings));
+        const QString stops = tabStops(settings, child(settings, "updatePushButton"));
+        QVERIFY2(stops.startsWith(QStringLiteral("updatePushButton updateCheckBox updateComboBox")),
+                 qPrintable(stops));
     }
 
     void namesWhatScreenReadersMeet()
