@@ -91,11 +91,21 @@ struct InstallFixture : ClientFixture
         }
         return false;
     }
-    /** Nothing started, nothing left, and the user where he was. */
-    [[nodiscard]] bool isUndone() const
+    /** What has become of it: "window" where nothing was started or left and the offer stands. */
+    [[nodiscard]] QString end() const
     {
-        return !wasStarted() && leftovers().isEmpty() && !progress() && available() &&
-               available()->isVisible() && log.lines(Log::eError).isEmpty();
+        QStringList words = leftovers();
+        if (wasStarted()) {
+            words.prepend(QStringLiteral("started"));
+        }
+        if (progress()) {
+            words << QStringLiteral("progress");
+        }
+        if (available() && available()->isVisible()) {
+            words << QStringLiteral("window");
+        }
+        words << errorBoxes() << log.lines(Log::eError);
+        return words.join(QStringLiteral(", "));
     }
     [[nodiscard]] QStringList errorBoxes() const
     {

@@ -1,65 +1,21 @@
 #include "InstallFixture.h"
 #include "MessageFilter.h"
+#include "Rows.h"
+#include "ToolRun.h"
+#include "ZipBuilder.h"
 
 #include "install/PackageSignature.h"
-#include "support/Minisign.h"
 
-#include <QProcess>
-#include <QPushButton>
 #include <QStandardPaths>
 
 using namespace zk;
 using test::Answer;
 
-/** Signatures are made by the real minisign, and then damaged. */
-class tst_SignedPackages : public QObject
-{
-    Q_OBJECT
-
-private slots:
-    void initTestCase();
-    void judgesSignatures_data();
-    void judgesSignatures();
-    void readsKeys();
-    void startsWhatIsSigned();
-    void refusesEverythingElse_data();
-    void refusesEverythingElse();
-    void canBeCancelledMeanwhile();
-    void asksForNoneWithoutKeys();
-
-private:
-    QTemporaryDir m_folder;
-    QString m_key;
-    QString m_otherKey;
-
-    QString makeKey(const QString& name);
-    QByteArray sign(const QByteArray& file, const QString& key, const QString& comment,
-                    bool isLegacy = false);
-};
-
 namespace {
 
+const auto ours = QStringLiteral("ours");
+const auto other = QStringLiteral("other");
 const auto comment = QStringLiteral("timestamp:1\tfile:setup.exe\trelease:4.3");
-const auto refused = QStringLiteral("Installation failed: Installation process failed. If problem "
-                                    "persists try manual install.");
-
-/** Runs minisign; what it says is shown when it fails. */
-void minisign(const QStringList& arguments)
-{
-    QProcess process;
-    process.setProcessChannelMode(QProcess::MergedChannels);
-    process.start(QStringLiteral("minisign"), arguments);
-    const bool isDone = process.waitForFinished() && process.exitCode() == 0;
-    QVERIFY2(isDone, process.readAll().constData());
-}
-
-PackageInfo package()
-{
-    PackageInfo package;
-    package.url = QUrl(QStringLiteral("http://h/a/setup.exe"));
-    package.release = QStringLiteral("4.3.0");
-    return package;
-}
 
 QByteArray withLine(const QByteArray& text, int line, const QByteArray& replacement)
 {
@@ -68,194 +24,131 @@ QByteArray withLine(const QByteArray& text, int line, const QByteArray& replacem
     return lines.join('\n');
 }
 
-/** With one bit of the base64 in line @p line turned over, far from what names the key. */
-QByteArray damaged(const QByteArray& text, int line)
+/** With the byte at @p position of the base64 in line @p line turned into another. */
+QByteArray damaged(const QByteArray& text, int line, int position)
 {
     QByteArray bytes = QByteArray::fromBase64(text.split('\n').at(line));
-    bytes[bytes.size() / 2] = char(bytes.at(bytes.size() / 2) ^ 1);
+    bytes[position] = char(bytes.at(position) ^ 1);
     return withLine(text, line, bytes.toBase64());
 }
 
 } // namespace
 
-void tst_SignedPackages::initTestCase()
+/** Signatures are made by the real minisign, and then damaged. */
+class tst_SignedPackages : public QObject
 {
-    test::dropOffscreenSizeHintLine();
-    if (QStandardPaths::findExecutable(QStringLiteral("minisign")).isEmpty()) {
-        QSKIP("minisign, which makes the signatures, is not installed");
+    Q_OBJECT
+
+private:
+    QTemporaryDir m_folder;
+    QString m_key;
+    QString m_otherKey;
+
+    void minisign(const QStringList& arguments) const
+    {
+        test::runTool(QStringLiteral("minisign"), m_folder.path(), arguments);
     }
-    m_key = makeKey(QStringLiteral("ours"));
-    m_otherKey = makeKey(QStringLiteral("other"));
-}
-
-QString tst_SignedPackages::makeKey(const QString& name)
-{
-    const QString key = m_folder.filePath(name);
-    minisign({QStringLiteral("-G"), QStringLiteral("-W"), QStringLiteral("-p"),
-              key + QStringLiteral(".pub"), QStringLiteral("-s"), key});
-    QFile file(key + QStringLiteral(".pub"));
-    return file.open(QIODevice::ReadOnly) ? QString::fromUtf8(file.readAll()) : QString();
-}
-
-QByteArray tst_SignedPackages::sign(const QByteArray& file, const QString& key,
-                                    const QString& trustedComment, bool isLegacy)
-{
-    const QString path = m_folder.filePath(QStringLiteral("signed"));
-    QFile signedFile(path);
-    QFile signature(path + QStringLiteral(".minisig"));
-    if (!signedFile.open(QIODevice::WriteOnly) || signedFile.write(file) != file.size()) {
-        return {};
+    [[nodiscard]] QString makeKey(const QString& name) const
+    {
+        const QString publicKey = name + QStringLiteral(".pub");
+        minisign(
+            {QStringLiteral("-GW"), QStringLiteral("-s"), name, QStringLiteral("-p"), publicKey});
+        return QString::fromUtf8(test::readFile(m_folder.filePath(publicKey)));
     }
-    signedFile.close();
-    QStringList arguments{QStringLiteral("-S"),
-                          QStringLiteral("-s"),
-                          m_folder.filePath(key),
-                          QStringLiteral("-m"),
-                          path,
-                          QStringLiteral("-t"),
-                          trustedComment};
-    if (isLegacy) {
-        arguments.insert(1, QStringLiteral("-l"));
+    [[nodiscard]] QByteArray sign(const QByteArray& bytes, const QString& trustedComment = comment,
+                                  const QString& key = ours, const char* form = "-S") const
+    {
+        test::writeFile(m_folder.filePath(QStringLiteral("signed")), bytes);
+        minisign({QLatin1String(form), QStringLiteral("-m"), QStringLiteral("signed"),
+                  QStringLiteral("-s"), key, QStringLiteral("-t"), trustedComment});
+        return test::readFile(m_folder.filePath(QStringLiteral("signed.minisig")));
     }
-    minisign(arguments);
-    return signature.open(QIODevice::ReadOnly) ? signature.readAll() : QByteArray();
-}
 
-void tst_SignedPackages::judgesSignatures_data()
-{
-    QTest::addColumn<QByteArray>("signature");
-    QTest::addColumn<QString>("complaint");
-    const auto row = [](const char* name, const QByteArray& signature, const char* complaint) {
-        QTest::newRow(name) << signature << QString::fromLatin1(complaint);
-    };
-    const auto ours = QStringLiteral("ours");
-    const QByteArray good = sign("package", ours, comment);
-    row("of our key", good, "");
-    row("with Windows line ends", QByteArray(good).replace('\n', "\r\n"), "");
-    row("of the legacy form", sign("package", ours, comment, true), "");
-    row("of no release in particular", sign("package", ours, QStringLiteral("file:setup.exe")), "");
-    row("of another key", sign("package", QStringLiteral("other"), comment), "not known");
-    row("of other bytes", sign("Package", ours, comment), "not what the key has signed");
-    row("of other bytes, legacy", sign("Package", ours, comment, true), "not what the key has");
-    row("of another file", sign("package", ours, QStringLiteral("file:setup-old.exe")),
-        "made for the file 'setup-old.exe'");
-    row("of no file in particular", sign("package", ours, QStringLiteral("release:4.3")),
-        "made for the file ''");
-    row("of another release", sign("package", ours, QStringLiteral("file:setup.exe\trelease:4.2")),
-        "made for release '4.2'");
-    row("with another comment", withLine(good, 2, "trusted comment: file:setup.exe"),
-        "comment is not signed");
-    row("damaged", damaged(good, 1), "comment is not signed");
-    row("damaged global signature", damaged(good, 3), "comment is not signed");
-    row("cut off", good.left(good.size() - 10), "cannot be decoded");
-    row("without the global signature", good.left(good.lastIndexOf('\n', good.size() - 2)),
-        "no signature file");
-    row("of an unknown algorithm",
-        withLine(
-            good, 1,
-            QByteArray("EX" + QByteArray::fromBase64(good.split('\n').at(1)).mid(2)).toBase64()),
-        "cannot be decoded");
-    row("a web page", "<html>404</html>", "no signature file");
-    row("nothing", "", "no signature file");
-    row("a megabyte", good + QByteArray(1'000'000, '\n'), "no signature file");
-}
-
-void tst_SignedPackages::judgesSignatures()
-{
-    QFETCH(QByteArray, signature);
-    QFETCH(QString, complaint);
-    QTemporaryDir folder;
-    QFile file(folder.filePath(QStringLiteral("x")));
-    QVERIFY(file.open(QIODevice::WriteOnly) && file.write("package") == 7);
-    file.close();
-    const QString found =
-        signatureComplaint(file.fileName(), package(), signature, {m_otherKey.left(30), m_key});
-    QVERIFY2(complaint.isEmpty() ? found.isEmpty() : found.contains(complaint), qPrintable(found));
-    // Another key of the same name says nothing, and no key at all accepts nothing.
-    QVERIFY(!signatureComplaint(file.fileName(), package(), signature, {}).isEmpty());
-}
-
-void tst_SignedPackages::readsKeys()
-{
-    const QString line = m_key.split(QLatin1Char('\n')).at(1);
-    QVERIFY(Minisign::parsePublicKey(m_key) && Minisign::parsePublicKey(line));
-    for (const QString& bad : {QString(), line.left(20), line + line, m_key.left(20)}) {
-        QVERIFY2(!Minisign::parsePublicKey(bad), qPrintable(bad));
+private slots:
+    void initTestCase()
+    {
+        test::dropOffscreenSizeHintLine();
+        if (QStandardPaths::findExecutable(QStringLiteral("minisign")).isEmpty()) {
+            QSKIP("minisign, which makes the signatures, is not installed");
+        }
+        m_key = makeKey(ours);
+        m_otherKey = makeKey(other);
     }
-}
 
-void tst_SignedPackages::startsWhatIsSigned()
-{
-    test::InstallFixture f;
-    f.client->setPackagePublicKeys({m_otherKey, m_key});
-    f.server.answer("/setup.exe.minisig", {test::redirect(302, "/elsewhere"), test::http(404)});
-    f.server.answer("/elsewhere",
-                    test::http(200, sign(f.program, QStringLiteral("ours"), comment)));
-    f.install();
-    QTRY_VERIFY(f.wasStarted());
-    QCOMPARE(f.leftovers(), QStringList{QStringLiteral("setup.exe")});
-    QCOMPARE(f.log.lines(Log::eError), QStringList());
-}
+    void judges_data()
+    {
+        test::columns<QByteArray, QString>("signature", "complaint");
+        const QByteArray good = sign("package");
+        test::row("good", good, "");
+        test::row("of the legacy form", sign("package", comment, ours, "-Sl"), "");
+        test::row("of another key", sign("package", comment, other), "not known");
+        test::row("of other bytes", sign("Package"), "not what the key has signed");
+        test::row("of other bytes, legacy", sign("Package", comment, ours, "-Sl"),
+                  "not what the key has signed");
+        test::row("of another file", sign("package", QStringLiteral("file:setup-old.exe")),
+                  "made for the file 'setup-old.exe'");
+        test::row("of no file in particular", sign("package", QStringLiteral("release:4.3")),
+                  "made for the file ''");
+        test::row("of another release",
+                  sign("package", QStringLiteral("file:setup.exe\trelease:4.2")),
+                  "made for release '4.2'");
+        test::row("another comment", withLine(good, 2, "trusted comment: file:setup.exe"),
+                  "comment is not signed");
+        test::row("damaged", damaged(good, 1, 40), "comment is not signed");
+        test::row("damaged global signature", damaged(good, 3, 40), "comment is not signed");
+        test::row("cut off", good.left(good.size() - 10), "cannot be decoded");
+        test::row("a megabyte", good + QByteArray(1'000'000, '\n'), "no signature file");
+    }
+    void judges()
+    {
+        QFETCH(QByteArray, signature);
+        QFETCH(QString, complaint);
+        const QString file = m_folder.filePath(QStringLiteral("x"));
+        test::writeFile(file, "package");
+        PackageInfo package;
+        package.url = QUrl(QStringLiteral("http://h/a/setup.exe"));
+        package.release = QStringLiteral("4.3.0");
+        const QString found =
+            signatureComplaint(file, package, signature, {m_otherKey.left(30), m_key});
+        QVERIFY2(complaint.isEmpty() ? found.isEmpty() : found.contains(complaint),
+                 qPrintable(found));
+        // No key at all accepts nothing.
+        QVERIFY(!signatureComplaint(file, package, signature, {}).isEmpty());
+    }
 
-void tst_SignedPackages::refusesEverythingElse_data()
-{
-    QTest::addColumn<Answer>("answer");
-    QTest::addColumn<QString>("reason");
-    const auto row = [](const char* name, const Answer& answer, const char* reason) {
-        QTest::newRow(name) << answer << QString::fromLatin1(reason);
-    };
-    row("no signature", test::http(404), "could not be downloaded, error code 203");
-    row("half a signature", test::partial(QByteArray(200, 'x'), 100, Answer::eClose),
-        "could not be downloaded");
-    row("a web page", test::http(200, "<html>"), "no signature file");
-    row("without an end", test::partial(QByteArray(50'000'000, 'x'), 900, Answer::eSilence),
-        "could not be downloaded");
-    row("one of other bytes", test::http(200, sign("other", QStringLiteral("ours"), comment)),
-        "not what the key has");
-}
-
-void tst_SignedPackages::refusesEverythingElse()
-{
-    QFETCH(Answer, answer);
-    QFETCH(QString, reason);
-    test::InstallFixture f;
-    f.robot.press(refused.mid(21), QStringLiteral("OK"));
-    f.client->setPackagePublicKeys({m_key});
-    f.server.answer("/setup.exe.minisig", answer);
-    f.install();
-    QTRY_VERIFY(f.robot.seen().contains(refused));
-    QCOMPARE(f.robot.seen().size(), 2);
-    QTRY_COMPARE(f.leftovers(), QStringList());
-    QVERIFY(!f.wasStarted() && !f.progress());
-    QVERIFY(f.available() && f.available()->isVisible());
-    QCOMPARE(f.log.lines(Log::eError).size(), 1);
-    QVERIFY2(f.log.lines(Log::eError).constFirst().contains(reason),
-             qPrintable(f.log.lines(Log::eError).constFirst()));
-}
-
-void tst_SignedPackages::canBeCancelledMeanwhile()
-{
-    test::InstallFixture f;
-    f.client->setPackagePublicKeys({m_key});
-    f.server.answer("/setup.exe.minisig",
-                    test::partial(QByteArray(400, 'x'), 100, Answer::eSilence));
-    f.install();
-    QTRY_COMPARE(f.server.requests().size(), 3);
-    f.progress()->findChild<QPushButton*>()->click();
-    QTRY_VERIFY(f.isUndone());
-    QCOMPARE(f.robot.seen().size(), 1);
-}
-
-void tst_SignedPackages::asksForNoneWithoutKeys()
-{
-    test::InstallFixture f;
-    f.client->setPackagePublicKeys({QStringLiteral("no key")});
-    QCOMPARE(f.log.lines(Log::eError).size(), 1);
-    f.client->setPackagePublicKeys({});
-    f.install();
-    QTRY_VERIFY(f.wasStarted());
-    QCOMPARE(f.server.requests().size(), 2);
-}
+    void installs_data()
+    {
+        test::columns<Answer, QString>("answer", "complaint");
+        test::row("good", test::http(200, sign(test::StandIn::bytes())), "");
+        test::row("none", test::http(404), "could not be downloaded, error code 203");
+        test::row("half", test::partial(QByteArray(200, 'x'), 100, Answer::eClose),
+                  "could not be downloaded");
+        test::row("without an end",
+                  test::partial(QByteArray(50'000'000, 'x'), 900, Answer::eSilence),
+                  "could not be downloaded");
+        test::row("of other bytes", test::http(200, sign("other")), "not what the key has signed");
+    }
+    void installs()
+    {
+        QFETCH(Answer, answer);
+        QFETCH(QString, complaint);
+        test::InstallFixture f;
+        f.robot.press(QStringLiteral("Installation process failed"), QStringLiteral("OK"));
+        f.client->setPackagePublicKeys({m_otherKey, m_key});
+        f.server.answer("/setup.exe.minisig", {test::redirect(302, "/elsewhere"), test::http(404)});
+        f.server.answer("/elsewhere", answer);
+        f.install();
+        if (complaint.isEmpty()) {
+            QTRY_COMPARE(f.end(), QStringLiteral("started, setup.exe"));
+            return;
+        }
+        QTRY_COMPARE(f.robot.seen().mid(1),
+                     QStringList{QStringLiteral("Installation failed: Installation process failed. "
+                                                "If problem persists try manual install.")});
+        QTRY_VERIFY2(f.end().startsWith(QLatin1String("window, ")), qPrintable(f.end()));
+        QVERIFY2(f.end().contains(complaint), qPrintable(f.end()));
+    }
+};
 
 QTEST_MAIN(tst_SignedPackages)
 #include "tst_SignedPackages.moc"
