@@ -2,112 +2,56 @@
 #include "MessageFilter.h"
 #include "Rows.h"
 #include "RunningProgram.h"
+#include "ToolRun.h"
+#include "ZipBuilder.h"
 
-#include "install/FileDownloader.h"
+#include "client/SystemProxy.h"
 
-#include <QSslCertificate>
 #include <QSslConfiguration>
 #include <QSslSocket>
 
 using namespace zk;
 
-/** Update servers as they are run in the field: nginx, with certificates made by openssl. */
-class tst_RealPeers : public QObject
-{
-    Q_OBJECT
-
-private slots:
-    void initTestCase();
-    void cleanup() { QSslConfiguration::setDefaultConfiguration(m_systemTrust); }
-    void readsCompressedDocumentsBehindRedirects();
-    void downloadsWhatIsCompressed_data();
-    void downloadsWhatIsCompressed();
-    void trustsWhatTheHostTrusts_data();
-    void trustsWhatTheHostTrusts();
-    void checksThroughTunnels_data();
-    void checksThroughTunnels();
-    void installsOverTls();
-
-private:
-    QTemporaryDir m_certificates;
-    QSslConfiguration m_systemTrust = QSslConfiguration::defaultConfiguration();
-
-    void makeCertificate(const QString& name, const QString& subject, const QString& days);
-    void trustOurAuthority() const;
-};
-
 namespace {
 
-const auto nginx = QStringLiteral("nginx");
-constexpr int packageSize = 200'000;
-
-void openssl(const QString& folder, const QStringList& arguments)
-{
-    QProcess process;
-    process.setWorkingDirectory(folder);
-    process.setProcessChannelMode(QProcess::MergedChannels);
-    process.start(QStringLiteral("openssl"), arguments);
-    const bool isDone = process.waitForFinished() && process.exitCode() == 0;
-    QVERIFY2(isDone, process.readAll().constData());
-}
-
-void write(const QString& path, const QByteArray& data)
-{
-    QDir().mkpath(QFileInfo(path).absolutePath());
-    QFile file(path);
-    QVERIFY(file.open(QIODevice::WriteOnly) && file.write(data) == data.size());
-}
-
-/** What an update server compresses ahead of time. */
-QByteArray gzip(const QByteArray& data)
-{
-    QProcess process;
-    process.start(QStringLiteral("gzip"), {QStringLiteral("-c")});
-    process.write(data);
-    process.closeWriteChannel();
-    process.waitForFinished();
-    return process.readAllStandardOutput();
-}
-
-/** nginx with an update document, packages, redirects, and TLS with the certificate @p name. */
+/** An update server as they are run in the field; over TLS when it has a certificate. */
 class RunningNginx : public test::RunningProgram
 {
 public:
-    explicit RunningNginx(const QString& certificates = {}, const QString& name = {})
+    explicit RunningNginx(const QString& certificate)
+        : m_scheme(certificate.isEmpty() ? QStringLiteral("http") : QStringLiteral("https"))
     {
-        const QByteArray package(packageSize, 'x');
-        write(file("www/doc.xml"), test::document(test::packageElement("4.3", "http://h/a.exe")));
-        write(file("www/store/plain.exe"), package);
-        write(file("www/store/packed.exe.gz"), gzip(package));
-        write(file("www/store/flying.xml"), package);
-        write(file("www/store/setup.exe"), test::StandIn::bytes());
-        const QString path = certificates + QLatin1Char('/') + name;
-        const QByteArray tls = name.isEmpty()
-                                   ? QByteArray(";")
-                                   : " ssl; ssl_certificate " + path.toUtf8() +
-                                         ".pem; ssl_certificate_key " + path.toUtf8() + ".key;";
-        start(nginx,
+        const QDir www(file("www"));
+        www.mkpath(QStringLiteral("store"));
+        test::writeFile(www.filePath(QStringLiteral("doc.xml")),
+                        test::document(test::packageElement("4.3", "http://h/a.exe")));
+        test::writeFile(www.filePath(QStringLiteral("store/setup.exe.gz")),
+                        test::runTool(QStringLiteral("gzip"), www.path(), {QStringLiteral("-c")},
+                                      test::StandIn::bytes()));
+        const QByteArray tls = certificate.isEmpty()
+                                   ? ";"
+                                   : " ssl; ssl_certificate " + certificate.toUtf8() +
+                                         ".pem; ssl_certificate_key " + certificate.toUtf8() +
+                                         ".key;";
+        start(QStringLiteral("nginx"),
               {QStringLiteral("-p"), m_folder.path(), QStringLiteral("-e"), file("error.log"),
                QStringLiteral("-c"), writeConfiguration(configuration(tls))});
     }
 
-    [[nodiscard]] QUrl url(const char* scheme, const char* path) const
+    [[nodiscard]] QUrl url(const char* path) const
     {
         return QUrl(QStringLiteral("%1://127.0.0.1:%2/%3")
-                        .arg(QLatin1String(scheme))
-                        .arg(port())
-                        .arg(QLatin1String(path)));
+                        .arg(m_scheme, QString::number(port()), QLatin1String(path)));
     }
-    /** A line a request: its path, status and the encoding of the answer. */
+    /** A line a request: its path, status, the encoding of the answer, and the proxy's name. */
     [[nodiscard]] QStringList requests() const
     {
-        QFile log(file("access.log"));
-        return log.open(QIODevice::ReadOnly)
-                   ? QString::fromUtf8(log.readAll()).split(QLatin1Char('\n'), Qt::SkipEmptyParts)
-                   : QStringList();
+        return test::lines(test::readFile(file("access.log")).constData());
     }
 
 private:
+    QString m_scheme;
+
     [[nodiscard]] QString file(const char* name) const
     {
         return m_folder.filePath(QLatin1String(name));
@@ -119,10 +63,12 @@ private:
             text += QByteArray(kind) + "_temp_path temp_" + kind + ";\n";
         }
         return text +
-               "log_format ours '$uri $status $sent_http_content_encoding';\n"
+               "map $http_via $by { default -; ~tinyproxy tinyproxy; }\n"
+               "log_format ours '$uri $status $sent_http_content_encoding $by';\n"
                "access_log access.log ours;\n"
                "types { text/xml xml; application/octet-stream exe; }\n"
-               "gzip on; gzip_min_length 1; gzip_types text/xml; gzip_static on;\n"
+               "gzip on; gzip_min_length 1; gzip_types text/xml; gzip_static on; gzip_proxied "
+               "any;\n"
                "server { listen 127.0.0.1:" +
                QByteArray::number(port()) + tls +
                " root www;\n"
@@ -132,193 +78,181 @@ private:
     }
 };
 
-int checked(test::ClientFixture& f, const QUrl& url)
-{
-    f.client->performUpdateCheck(url);
-    (void)QTest::qWaitFor([&f] { return !f.isChecking(); }, 10'000);
-    return f.client->state();
-}
-
-FileDownloader::Result downloaded(const QUrl& url, QByteArray* body)
-{
-    const QTemporaryDir folder;
-    FileDownloader downloader;
-    FileDownloader::Result result;
-    bool isComplete = false;
-    downloader.setCompletionCallback([&](const FileDownloader::Result& ended) {
-        result = ended;
-        isComplete = true;
-    });
-    downloader.setProxy(QNetworkProxy::NoProxy);
-    downloader.downloadFile(url, folder.filePath(QStringLiteral("file")));
-    (void)QTest::qWaitFor([&isComplete] { return isComplete; }, 10'000);
-    QFile file(folder.filePath(QStringLiteral("file")));
-    *body = file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-    return result;
-}
-
 } // namespace
 
-void tst_RealPeers::initTestCase()
+/** Servers and proxies as they are run in the field, with certificates made by openssl. */
+class tst_RealPeers : public QObject
 {
-    test::dropOffscreenSizeHintLine();
-    for (const auto& program : {nginx, QStringLiteral("openssl"), QStringLiteral("gzip")}) {
-        if (test::programPath(program).isEmpty()) {
-            QSKIP(qPrintable(program + QStringLiteral(" is not installed")));
+    Q_OBJECT
+
+private:
+    QTemporaryDir m_certificates;
+    QSslConfiguration m_systemTrust = QSslConfiguration::defaultConfiguration();
+    QString m_missing;
+
+    void openssl(const QByteArray& arguments) const
+    {
+        test::runTool(QStringLiteral("openssl"), m_certificates.path(),
+                      QString::fromUtf8(arguments).split(QLatin1Char(' ')));
+    }
+    void makeCertificate(const QByteArray& name, const QByteArray& subject, const QByteArray& days)
+    {
+        test::writeFile(m_certificates.filePath(QStringLiteral("ext")),
+                        "subjectAltName=" + subject);
+        openssl("req -new -newkey rsa:2048 -nodes -keyout " + name + ".key -out csr -subj /CN=us");
+        openssl("x509 -req -in csr -CA ca.pem -CAkey ca.key -CAcreateserial -extfile ext -out " +
+                name + ".pem -days " + days);
+    }
+
+private slots:
+    void initTestCase()
+    {
+        test::dropOffscreenSizeHintLine();
+        for (const char* program : {"nginx", "openssl", "gzip"}) {
+            if (test::programPath(QLatin1String(program)).isEmpty()) {
+                m_missing = QLatin1String(program) + QStringLiteral(" is not installed");
+                return;
+            }
         }
+        if (!QSslSocket::supportsSsl()) {
+            m_missing = QStringLiteral("this Qt has no TLS");
+            return;
+        }
+        openssl("req -x509 -newkey rsa:2048 -nodes -keyout ca.key -out ca.pem -days 2 -subj /CN=A");
+        makeCertificate("good", "IP:127.0.0.1", "1");
+        makeCertificate("other", "DNS:other.invalid", "1");
+        makeCertificate("expired", "IP:127.0.0.1", "-1");
     }
-    if (!QSslSocket::supportsSsl()) {
-        QSKIP("this Qt has no TLS");
+    void cleanup() { QSslConfiguration::setDefaultConfiguration(m_systemTrust); }
+
+    void installs_data()
+    {
+        test::columns<QString, bool, QString, QString, int>("certificate", "isTrusted", "proxy",
+                                                            "password", "error");
+        test::row("no TLS", "", false, "", "", 0);
+        test::row("a certificate of an authority that is trusted", "good", true, "", "", 0);
+        test::row("of an authority that is not", "good", false, "", "", 6);
+        test::row("for another host name", "other", true, "", "", 6);
+        test::row("an expired one", "expired", true, "", "", 6);
+        test::row("HTTP proxy", "", true, "tinyproxy", "", 0);
+        test::row("tunnel", "good", true, "tinyproxy", "", 0);
+        test::row("HTTP proxy with a password", "", true, "tinyproxy", "secret", 0);
+        test::row("tunnel with a password", "good", true, "tinyproxy", "secret", 0);
+        test::row("HTTP proxy missing a password", "", true, "tinyproxy", "missing", 105);
+        test::row("tunnel missing a password", "good", true, "tinyproxy", "missing", 105);
+        test::row("SOCKS 5 proxy", "", true, "microsocks", "", 0);
+        test::row("SOCKS 5 tunnel", "good", true, "microsocks", "", 0);
+        test::row("proxy that is gone", "", true, "gone", "", 1);
     }
-    openssl(m_certificates.path(),
-            QString::fromLatin1("req -x509 -newkey rsa:2048 -nodes -keyout ca.key -out ca.pem "
-                                "-days 2 -subj /CN=Authority")
-                .split(QLatin1Char(' ')));
-    makeCertificate(QStringLiteral("good"), QStringLiteral("IP:127.0.0.1"), QStringLiteral("1"));
-    makeCertificate(QStringLiteral("other"), QStringLiteral("DNS:other.invalid"),
-                    QStringLiteral("1"));
-    makeCertificate(QStringLiteral("expired"), QStringLiteral("IP:127.0.0.1"),
-                    QStringLiteral("-1"));
-}
+    void installs()
+    {
+        QFETCH(QString, certificate);
+        QFETCH(bool, isTrusted);
+        QFETCH(QString, proxy);
+        QFETCH(QString, password);
+        QFETCH(int, error);
+        const test::RunningProxy running(proxy,
+                                         password.isEmpty() ? "" : "BasicAuth somebody secret\n");
+        if (!m_missing.isEmpty()) {
+            QSKIP(qPrintable(m_missing));
+        }
+        if (!running.isThere() && !proxy.isEmpty() && error != 1) {
+            QSKIP(qPrintable(proxy + QStringLiteral(" is not installed")));
+        }
+        if (isTrusted) {
+            QSslConfiguration trust = m_systemTrust;
+            trust.addCaCertificates(m_certificates.filePath(QStringLiteral("ca.pem")));
+            QSslConfiguration::setDefaultConfiguration(trust);
+        }
+        const RunningNginx server(certificate.isEmpty() ? QString()
+                                                        : m_certificates.filePath(certificate));
+        test::InstallFixture f;
+        const QByteArray url = server.url("latest/store/setup.exe").toEncoded();
+        f.server.answer("/doc.xml",
+                        test::http(200, test::document(test::packageElement("4.3", url))));
+        f.showOffer();
+        QNetworkProxy used =
+            running.proxy(proxy == QLatin1String("microsocks") ? QNetworkProxy::Socks5Proxy
+                                                               : QNetworkProxy::HttpProxy);
+        if (password == QLatin1String("secret")) {
+            used.setUser(QStringLiteral("somebody"));
+            used.setPassword(password);
+        }
+        f.client->setNetworkProxy(proxy.isEmpty() ? QNetworkProxy::NoProxy : used);
 
-void tst_RealPeers::makeCertificate(const QString& name, const QString& subject,
-                                    const QString& days)
-{
-    write(m_certificates.filePath(name + QStringLiteral(".ext")),
-          "subjectAltName=" + subject.toLatin1());
-    const QString request = QStringLiteral("req -new -newkey rsa:2048 -nodes -keyout %1.key -out "
-                                           "%1.csr -subj /CN=%1");
-    const QString sign = QStringLiteral("x509 -req -in %1.csr -CA ca.pem -CAkey ca.key "
-                                        "-CAcreateserial -extfile %1.ext -days %2 -out %1.pem");
-    openssl(m_certificates.path(), request.arg(name).split(QLatin1Char(' ')));
-    openssl(m_certificates.path(), sign.arg(name, days).split(QLatin1Char(' ')));
-}
-
-void tst_RealPeers::trustOurAuthority() const
-{
-    QSslConfiguration trust = m_systemTrust;
-    trust.setCaCertificates(
-        trust.caCertificates() +
-        QSslCertificate::fromPath(m_certificates.filePath(QStringLiteral("ca.pem"))));
-    QSslConfiguration::setDefaultConfiguration(trust);
-}
-
-void tst_RealPeers::readsCompressedDocumentsBehindRedirects()
-{
-    const RunningNginx server;
-    QVERIFY(server.isThere());
-    test::ClientFixture f;
-    QCOMPARE(checked(f, server.url("http", "latest/doc.xml")),
-             int(SoftwareUpdate::eUpdateAvailable));
-    QTRY_COMPARE(server.requests(), QStringList({QStringLiteral("/latest/doc.xml 301 -"),
-                                                 QStringLiteral("/hop/doc.xml 302 -"),
-                                                 QStringLiteral("/doc.xml 200 gzip")}));
-}
-
-void tst_RealPeers::downloadsWhatIsCompressed_data()
-{
-    test::columns<QString, QString>("path", "encoding");
-    test::row("not compressed", "plain.exe", "-");
-    test::row("compressed on the fly", "flying.xml", "gzip");
-    test::row("compressed ahead of time, with the length of that", "packed.exe", "gzip");
-}
-
-void tst_RealPeers::downloadsWhatIsCompressed()
-{
-    QFETCH(QString, path);
-    QFETCH(QString, encoding);
-    const RunningNginx server;
-    QByteArray body;
-    QVERIFY(
-        downloaded(server.url("http", qPrintable(QStringLiteral("latest/store/") + path)), &body)
-            .isWholeFile());
-    QCOMPARE(body, QByteArray(packageSize, 'x'));
-    QTRY_COMPARE(server.requests().size(), 3);
-    QCOMPARE(server.requests().constLast(), QStringLiteral("/store/%1 200 %2").arg(path, encoding));
-}
-
-void tst_RealPeers::trustsWhatTheHostTrusts_data()
-{
-    test::columns<QString, bool, int>("certificate", "isTrusted", "state");
-    test::row("a certificate of an authority that the host trusts", "good", true,
-              int(SoftwareUpdate::eUpdateAvailable));
-    test::row("of an authority that it does not trust", "good", false, int(SoftwareUpdate::eError));
-    test::row("for another host name", "other", true, int(SoftwareUpdate::eError));
-    test::row("an expired one", "expired", true, int(SoftwareUpdate::eError));
-}
-
-void tst_RealPeers::trustsWhatTheHostTrusts()
-{
-    QFETCH(QString, certificate);
-    QFETCH(bool, isTrusted);
-    QFETCH(int, state);
-    const RunningNginx server(m_certificates.path(), certificate);
-    QVERIFY(server.isThere());
-    if (isTrusted) {
-        trustOurAuthority();
+        f.install();
+        const auto box = QStringLiteral("window, Download Error: Error code %1").arg(error);
+        QTRY_COMPARE(f.end(), error == 0 ? QStringLiteral("started, setup.exe") : box);
+        f.client->performUpdateCheck(server.url("latest/doc.xml"));
+        QTRY_VERIFY(!f.isChecking());
+        QCOMPARE(f.client->state(),
+                 error == 0 ? SoftwareUpdate::eUpdateAvailable : SoftwareUpdate::eError);
+        QStringList expected;
+        if (error == 0) {
+            expected = test::lines("/latest/store/setup.exe 301 -\n/hop/store/setup.exe 302 -\n"
+                                   "/store/setup.exe 200 gzip\n/latest/doc.xml 301 -\n"
+                                   "/hop/doc.xml 302 -\n/doc.xml 200 gzip");
+        }
+        const bool isNamed = proxy == QLatin1String("tinyproxy") && certificate.isEmpty();
+        for (QString& line : expected) {
+            line += isNamed ? QStringLiteral(" tinyproxy") : QStringLiteral(" -");
+        }
+        QTRY_COMPARE(server.requests(), expected);
     }
-    test::ClientFixture f;
-    QCOMPARE(checked(f, server.url("https", "doc.xml")), state);
-    QByteArray body;
-    const auto result = downloaded(server.url("https", "store/plain.exe"), &body);
-    const bool isAccepted = state == SoftwareUpdate::eUpdateAvailable;
-    QCOMPARE(result.error,
-             isAccepted ? QNetworkReply::NoError : QNetworkReply::SslHandshakeFailedError);
-    QCOMPARE(result.isWholeFile(), isAccepted);
-    QCOMPARE(body.size(), isAccepted ? packageSize : 0);
-    QTRY_COMPARE(server.requests().size(), isAccepted ? 2 : 0);
-}
 
-void tst_RealPeers::checksThroughTunnels_data()
-{
-    test::columns<QString, QByteArray, QString, int>("program", "configuration", "user", "state");
-    const QByteArray password = "BasicAuth somebody secret\n";
-    test::row("an HTTP proxy", "tinyproxy", QByteArray(), QString(),
-              int(SoftwareUpdate::eUpdateAvailable));
-    test::row("an HTTP proxy with a password", "tinyproxy", password, "somebody",
-              int(SoftwareUpdate::eUpdateAvailable));
-    test::row("an HTTP proxy that misses a password", "tinyproxy", password, QString(),
-              int(SoftwareUpdate::eError));
-    test::row("a SOCKS 5 proxy", "microsocks", QByteArray(), QString(),
-              int(SoftwareUpdate::eUpdateAvailable));
-}
-
-void tst_RealPeers::checksThroughTunnels()
-{
-    QFETCH(QString, program);
-    QFETCH(QByteArray, configuration);
-    QFETCH(QString, user);
-    QFETCH(int, state);
-    const test::RunningProxy running(program, configuration);
-    if (!running.isThere()) {
-        QSKIP("the proxy program is not installed");
+    void takesTheFirstOfTheSystem_data()
+    {
+        test::columns<QList<QNetworkProxy>, QString>("offered", "chosen");
+        const QNetworkProxy http(QNetworkProxy::HttpProxy, QStringLiteral("gateway"), 3128);
+        const QNetworkProxy socks(QNetworkProxy::Socks5Proxy, QStringLiteral("other"), 1080);
+        test::row("none", QList<QNetworkProxy>(), "");
+        test::row("several", QList<QNetworkProxy>{socks, http}, "other:1080 (1)");
+        test::row("a direct connection", QList<QNetworkProxy>{QNetworkProxy::NoProxy}, ":0 (2)");
     }
-    const RunningNginx server(m_certificates.path(), QStringLiteral("good"));
-    trustOurAuthority();
-    test::ClientFixture f;
-    const bool isSocks = program == QLatin1String("microsocks");
-    QNetworkProxy proxy =
-        running.proxy(isSocks ? QNetworkProxy::Socks5Proxy : QNetworkProxy::HttpProxy);
-    proxy.setUser(user);
-    proxy.setPassword(user.isEmpty() ? QString() : QStringLiteral("secret"));
-    f.client->setNetworkProxy(proxy);
-    QCOMPARE(checked(f, server.url("https", "doc.xml")), state);
-    QTRY_COMPARE(server.requests().size(), state == SoftwareUpdate::eError ? 0 : 1);
-}
+    void takesTheFirstOfTheSystem()
+    {
+        QFETCH(QList<QNetworkProxy>, offered);
+        QFETCH(QString, chosen);
+        const test::LogCapture log;
+        QList<QByteArray> asked;
+        const auto lookup = [&](const QNetworkProxyQuery& query) {
+            asked << query.url().toEncoded();
+            return offered;
+        };
+        const QNetworkProxy direct(QNetworkProxy::NoProxy);
+        QCOMPARE(systemProxy(QStringLiteral("http://h/a b"), lookup), offered.value(0, direct));
+        const auto line = QStringLiteral("[zk::SoftwareUpdateClient::networkProxy] Proxy: ");
+        QCOMPARE(log.lines(Log::eInfo).value(0), chosen.isEmpty() ? chosen : line + chosen);
+        systemProxy(QStringLiteral("http://h/%1").arg(QChar(0x6d4b)), lookup);
+        QCOMPARE(asked, (QList<QByteArray>{"http://h/a%20b", "http://h/?"}));
+    }
 
-void tst_RealPeers::installsOverTls()
-{
-    const RunningNginx server(m_certificates.path(), QStringLiteral("good"));
-    trustOurAuthority();
-    test::InstallFixture f;
-    const QByteArray url = server.url("https", "latest/store/setup.exe").toEncoded();
-    f.server.answer("/doc.xml", test::http(200, test::document(test::packageElement("4.3", url))));
-    f.showOffer();
-    f.install();
-    QTRY_VERIFY(f.wasStarted());
-    QCOMPARE(f.leftovers(), QStringList{QStringLiteral("setup.exe")});
-    QTRY_COMPARE(server.requests().constLast(), QStringLiteral("/store/setup.exe 200 -"));
-}
+    void takesTheHostsChoiceUntilToldOtherwise()
+    {
+        // A server that answers whatever it is asked for, as a proxy is.
+        test::ScriptedServer system;
+        const QByteArray url("http://updates.invalid/doc.xml");
+        system.answer(url, test::http(200, "<softwareList/>"));
+        const test::ScopedVariable variable("http_proxy", system.url("").toString());
+        test::ClientFixture f;
+        f.server.answer("/doc.xml", test::http(200, "<softwareList/>"));
+        f.settings.values[AppSettings::UpdateServerUrl] = QString::fromLatin1(url);
+        f.client->setSystemProxy();
+        f.client->checkForUpdate();
+        QTRY_VERIFY(!f.isChecking());
+#ifdef Q_OS_LINUX
+        QCOMPARE(f.client->state(), SoftwareUpdate::eNoUpdateAvailable);
+        QCOMPARE(system.requests().size(), 1);
+#endif
+        // Of whatever type: no proxy means a direct connection, and the system is not asked.
+        const test::LogCapture log;
+        f.client->setNetworkProxy(QNetworkProxy(QNetworkProxy::NoProxy));
+        f.check();
+        QTRY_COMPARE(f.client->state(), SoftwareUpdate::eNoUpdateAvailable);
+        QCOMPARE(f.server.requests().size(), 1);
+        QCOMPARE(log.lines(Log::eInfo).filter(QStringLiteral("Proxy: ")), QStringList());
+    }
+};
 
 QTEST_MAIN(tst_RealPeers)
 #include "tst_RealPeers.moc"
