@@ -95,23 +95,6 @@ const char* const managerMethods =
     "0\n"
     "PackageInfoList findBestMatches(PackageInfoList& packages, PackageInfo filter)\n";
 
-/** Who signals, what, and to which slot of the client. */
-const char* const connections =
-    "widget|applySettings( const SoftwareUpdateWidgetSettings & )|"
-    "applyDialogSettings( const SoftwareUpdateWidgetSettings & )\n"
-    "widget|forceUpdateAvailable()|updateAvailable()\n"
-    "dialog|downloadUrls( const SoftwareUpdate::SoftUpIndexList & )|"
-    "downloadUrls( const SoftwareUpdate::SoftUpIndexList & )\n"
-    "dialog|downloadReleaseNotes( const SoftwareUpdate::SoftUpIndexList & )|"
-    "downloadReleaseNotes( const SoftwareUpdate::SoftUpIndexList & )\n"
-    "dialog|currentItemsChangedSig( const SoftwareUpdate::SoftUpIndexList & )|"
-    "manageUpdateAvailableDialog( const SoftwareUpdate::SoftUpIndexList & )\n"
-    "dialog|installPackage( const int )|installPackage( const int )\n"
-    "dialog|showAllLanguages( const bool )|showHideForeignLanguageItems( const bool )\n"
-    "dialog|openUpdateSettings()|openUpdateSettings()\n"
-    "dialog|accepted()|deleteUpdateAvailableDialog()\n"
-    "dialog|rejected()|deleteUpdateDialog()\n";
-
 const QMetaObject* const classes[] = {
     &SoftwareUpdateClient::staticMetaObject, &FileDownloader::staticMetaObject,
     &DownloadManager::staticMetaObject, &SoftwareUpdateWidget::staticMetaObject,
@@ -181,21 +164,6 @@ private slots:
                              (method.methodSignature() + ": " + type).constData());
                 }
             }
-        }
-    }
-
-    void connectsByText()
-    {
-        const QStringList lines = test::lines(connections);
-        for (const QString& line : lines) {
-            const QStringList parts = line.split(QLatin1Char('|'));
-            const QMetaObject* const sender = classes[parts[0] == QLatin1String("widget") ? 3 : 4];
-            const auto from = QMetaObject::normalizedSignature(parts[1].toLatin1().constData());
-            const auto to = QMetaObject::normalizedSignature(parts[2].toLatin1().constData());
-            QVERIFY2(sender->indexOfSignal(from.constData()) >= 0, from.constData());
-            QVERIFY2(classes[0]->indexOfMethod(to.constData()) >= 0, to.constData());
-            QVERIFY2(QMetaObject::checkConnectArgs(from.constData(), to.constData()),
-                     qPrintable(line));
         }
     }
 };
