@@ -1,44 +1,18 @@
 #include "LogCapture.h"
 #include "Rows.h"
 #include "ScriptedServer.h"
+#include "ZipBuilder.h"
 
 #include "install/FileDownloader.h"
 
-#include <QFile>
-#include <QFileInfo>
+#include <QDir>
 #include <QSignalSpy>
 #include <QTemporaryDir>
-#include <QTest>
 
 using namespace zk;
 using test::Answer;
 
-class tst_FileDownloader : public QObject
-{
-    Q_OBJECT
-
-private slots:
-    void downloads_data();
-    void downloads();
-    void followsFiftyRedirectsAndNoMore();
-    void keepsTheTailOfALongerFile();
-    void saysWhenTheFileCannotBeWritten_data();
-    void saysWhenTheFileCannotBeWritten();
-    void reportsProgress();
-    void aborts();
-    void tellsOutdatedRepliesApart();
-    void survivesItsOwnDeletion_data();
-    void survivesItsOwnDeletion();
-    void logsEachReply();
-};
-
 namespace {
-
-QByteArray content(const QString& path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("(no file)");
-}
 
 /** A downloader with a server, and everything it says, in order. */
 struct Fixture
@@ -48,7 +22,6 @@ struct Fixture
     test::ScriptedServer server;
     FileDownloader* downloader = new FileDownloader;
     QStringList events;
-    FileDownloader::Result result;
 
     Fixture()
     {
@@ -61,10 +34,8 @@ struct Fixture
                              events << (file == path ? QStringLiteral("finished") : file);
                          });
         downloader->setCompletionCallback([this](const FileDownloader::Result& ended) {
-            result = ended;
-            events << QStringLiteral("%1 %2%3%4")
-                          .arg(ended.isWholeFile() ? QStringLiteral("whole")
-                                                   : QStringLiteral("not whole"))
+            events << QStringLiteral("%1whole %2%3%4")
+                          .arg(ended.isWholeFile() ? QString() : QStringLiteral("not "))
                           .arg(ended.httpStatus)
                           .arg(ended.allWritten ? QString() : QStringLiteral(" unwritten"),
                                ended.isOutdated ? QStringLiteral(" outdated") : QString());
@@ -78,247 +49,179 @@ struct Fixture
 
 } // namespace
 
-void tst_FileDownloader::downloads_data()
+class tst_FileDownloader : public QObject
 {
-    test::columns<QList<Answer>, QString, QByteArray, int>("answers", "events", "file", "requests");
-    const QByteArray body(300000, 'x');
-    const auto whole = QStringLiteral("whole 200, finished");
-    const auto row = [](const char* name, const QList<Answer>& answers, const QString& events,
-                        const QByteArray& file) {
-        test::row(name, answers, events, file, answers.size());
-    };
-    const Answer ok = test::http(200, body);
-    row("a file", {ok}, whole, body);
-    row("an empty file", {test::http(200)}, whole, "");
-    row("a body without length", {Answer{"HTTP/1.1 200 OK\r\n\r\nabc", Answer::eClose}}, whole,
-        "abc");
-    row("drip by drip", {Answer{test::http(200, "slow").bytes, Answer::eClose, 1}}, whole, "slow");
-    for (const int status : {301, 302, 303, 307, 308}) {
-        const QByteArray name = "redirect " + QByteArray::number(status);
-        row(name.constData(), {test::redirect(status, "/file"), ok}, whole, body);
-    }
-    row("chain there and back and there again",
-        {test::redirect(302, "/other"), test::redirect(302, "/file"), ok}, whole, body);
-    row("redirect to itself", {test::redirect(301, "/start", "moved")},
-        QStringLiteral("not whole 301, finished"), "moved");
-    row("redirect without target", {test::redirect(302, QByteArray(), "where?")},
-        QStringLiteral("not whole 302, finished"), "where?");
-    row("no content", {test::http(204)}, QStringLiteral("not whole 204, finished"), "");
-    row("not modified", {test::http(304)}, QStringLiteral("not whole 304, finished"), "");
-    row("use proxy is no redirect", {test::http(305, "p", "Location: /file\r\n")},
-        QStringLiteral("not whole 305, finished"), "p");
-    row("part of a file", {test::http(206, "part")}, QStringLiteral("not whole 206, finished"),
-        "part");
-    row("error page", {test::http(404, "<html/>")},
-        QStringLiteral("error 203, not whole 404, finished"), "<html/>");
-    row("server error", {test::http(500, "oops")},
-        QStringLiteral("error 401, not whole 500, finished"), "oops");
-    row("cut in the middle", {test::partial(body, 150000, Answer::eClose)},
-        QStringLiteral("error 2, not whole 200, finished"), body.left(150000));
-    // printf '%01000d' 0 | gzip -9
-    const QByteArray packed =
-        QByteArray::fromHex("1f8b080000000000020333301805a360140c77000083995fa8e8030000");
-    row("a compressed body", {test::http(200, packed, "Content-Encoding: gzip\r\n")}, whole,
-        QByteArray(1000, '0'));
-    // How often these two are tried is the network's affair.
-    row("reset before the answer", {Answer{{}, Answer::eReset}},
-        QStringLiteral("error 2, not whole 0, finished"), "");
-    row("no HTTP at all", {Answer{"220 mail ready\r\n\r\n", Answer::eClose}},
-        QStringLiteral("error 2, not whole 0, finished"), "");
-}
+    Q_OBJECT
 
-void tst_FileDownloader::downloads()
-{
-    QFETCH(QList<Answer>, answers);
-    QFETCH(QString, events);
-    QFETCH(QByteArray, file);
-    QFETCH(int, requests);
-    if (answers.first().end == Answer::eReset && !test::isResetNoticed) {
-        QSKIP("Wine does not always tell of a reset");
-    }
-    Fixture f;
-    f.server.answer("/start", answers.first());
-    f.server.answer("/other", answers.value(1));
-    f.server.answer("/file", answers.last());
-    if (answers.size() == 3) {
-        f.server.answer("/file", {test::redirect(302, "/start"), answers.last()});
-        f.server.answer("/start", {answers.first(), test::redirect(302, "/file")});
-        requests = 5;
-    }
-    f.start("/start");
-    QTRY_VERIFY(f.events.contains(QStringLiteral("finished")));
-    QCOMPARE(f.said(), events);
-    QCOMPARE(content(f.path), file);
-    if (file != "" || answers.size() > 1) {
-        QCOMPARE(f.server.requests().size(), requests);
-    }
-}
-
-void tst_FileDownloader::followsFiftyRedirectsAndNoMore()
-{
-    Fixture f;
-    QList<Answer> there;
-    for (int i = 0; i < FileDownloader::maximumRedirects / 2; ++i) {
-        there << test::redirect(302, "/b");
-    }
-    f.server.answer("/b", test::redirect(302, "/a", "page"));
-    for (int download = 0; download < 2; ++download) {
-        // The hops of one download are not held against the next.
-        f.server.answer("/a", there + QList<Answer>{test::http(200, "at last")});
-        f.start("/a");
-        QTRY_COMPARE(f.said(), QStringLiteral("whole 200, finished"));
-        f.events.clear();
-    }
-    QCOMPARE(content(f.path), QByteArray("at last"));
-    const int requests = f.server.requests().size();
-    f.path = f.folder.filePath(QStringLiteral("never"));
-    f.server.answer("/a", test::redirect(302, "b"));
-    f.start("/a");
-    QTRY_COMPARE(f.said(), QStringLiteral("error %1, not whole 302 unwritten")
-                               .arg(QNetworkReply::TooManyRedirectsError));
-    QCOMPARE(f.server.requests().size() - requests, 1 + FileDownloader::maximumRedirects);
-    QVERIFY(!QFileInfo::exists(f.path));
-}
-
-void tst_FileDownloader::keepsTheTailOfALongerFile()
-{
-    Fixture f;
-    f.path = f.folder.filePath(QStringLiteral("there already"));
-    QFile file(f.path);
-    QVERIFY(file.open(QIODevice::WriteOnly) && file.write("0123456789") == 10);
-    file.close();
-    f.server.answer("/a", test::http(200, "abc"));
-    f.start("/a");
-    QTRY_COMPARE(f.said(), QStringLiteral("whole 200, finished"));
-    QCOMPARE(content(f.path), QByteArray("abc3456789"));
-}
-
-void tst_FileDownloader::saysWhenTheFileCannotBeWritten_data()
-{
-    test::columns<QString, QString>("blockedBy", "events");
-    test::row("a folder in place of the file", "folder", "not whole 200 unwritten");
-    test::row("a file in place of the folder", "file", "not whole 200 unwritten");
-    test::row("a full disk", "disk", "not whole 200 unwritten, finished");
-}
-
-void tst_FileDownloader::saysWhenTheFileCannotBeWritten()
-{
-    QFETCH(QString, blockedBy);
-    QFETCH(QString, events);
-    Fixture f;
-    if (blockedBy == QLatin1String("folder")) {
-        QVERIFY(QDir().mkpath(f.path));
-    } else if (blockedBy == QLatin1String("file")) {
-        QFile file(f.folder.filePath(QStringLiteral("new")));
-        QVERIFY(file.open(QIODevice::WriteOnly));
-    } else {
-        f.path = f.folder.filePath(QStringLiteral("link"));
-        if (!QFileInfo::exists(QStringLiteral("/dev/full"))) {
-            QSKIP("there is no device that is always full");
+private slots:
+    void downloads_data()
+    {
+        test::columns<Answer, QString, QByteArray>("answer", "events", "file");
+        const QByteArray body(300000, 'x');
+        test::row("a file", test::http(200, body), "whole 200, finished", body);
+        test::row("an empty file", test::http(200), "whole 200, finished", QByteArray());
+        test::row("a body without length", Answer{"HTTP/1.1 200 OK\r\n\r\nabc", Answer::eClose},
+                  "whole 200, finished", QByteArray("abc"));
+        for (const int status : {301, 302, 303, 307, 308}) {
+            test::row(QByteArray("redirect " + QByteArray::number(status)).constData(),
+                      test::redirect(status, "/file"), "whole 200, finished", QByteArray("file"));
         }
-        QVERIFY(QFile::link(QStringLiteral("/dev/full"), f.path));
+        const auto fails = [](const char* name, const Answer& answer, const char* events,
+                              const QByteArray& file) { test::row(name, answer, events, file); };
+        fails("redirect to itself", test::redirect(301, "/start", "moved"),
+              "not whole 301, finished", "moved");
+        fails("redirect without target", test::redirect(302, {}, "where?"),
+              "not whole 302, finished", "where?");
+        fails("no content", test::http(204), "not whole 204, finished", "");
+        fails("not modified", test::http(304), "not whole 304, finished", "");
+        fails("use proxy is no redirect", test::http(305, "p", "Location: /file\r\n"),
+              "not whole 305, finished", "p");
+        fails("part of a file", test::http(206, "part"), "not whole 206, finished", "part");
+        fails("error page", test::http(404, "<html/>"), "error 203, not whole 404, finished",
+              "<html/>");
+        fails("cut in the middle", test::partial(body, 150000, Answer::eClose),
+              "error 2, not whole 200, finished", body.left(150000));
+        fails("reset before the answer", Answer{{}, Answer::eReset},
+              "error 2, not whole 0, finished", "");
+        fails("no HTTP at all", Answer{"220 mail ready\r\n\r\n", Answer::eClose},
+              "error 2, not whole 0, finished", "");
     }
-    f.server.answer("/a", test::http(200, "abc"));
-    f.start("/a");
-    QTRY_VERIFY(!f.events.isEmpty());
-    QCoreApplication::processEvents();
-    QCOMPARE(f.said(), events);
-}
-
-void tst_FileDownloader::reportsProgress()
-{
-    Fixture f;
-    const QByteArray body(1000, 'x');
-    f.server.answer("/a", test::partial(body, 40, Answer::eSilence));
-    QSignalSpy progress(f.downloader, &FileDownloader::progress);
-    f.start("/a");
-    QTRY_VERIFY(!progress.isEmpty());
-    QVERIFY(progress.last()[0].toLongLong() > 0 && progress.last()[0].toLongLong() < 1000);
-    QCOMPARE(progress.last()[1].toLongLong(), 1000);
-    f.server.finish(body.mid(40));
-    QTRY_COMPARE(f.said(), QStringLiteral("whole 200, finished"));
-    QCOMPARE(progress.last()[0].toLongLong(), 1000);
-}
-
-void tst_FileDownloader::aborts()
-{
-    Fixture f;
-    f.downloader->abortDownload();
-    QVERIFY(f.events.isEmpty());
-
-    f.server.answer("/a", test::partial(QByteArray(1000, 'x'), 40, Answer::eSilence));
-    QSignalSpy progress(f.downloader, &FileDownloader::progress);
-    f.start("/a");
-    QTRY_VERIFY(!progress.isEmpty());
-    f.downloader->abortDownload();
-    QVERIFY(f.said().startsWith(QLatin1String("error 5, not whole 200")));
-    QCOMPARE(f.events.last(), QStringLiteral("finished"));
-
-    f.events.clear();
-    f.downloader->abortDownload();
-    QTRY_VERIFY(f.events.isEmpty());
-}
-
-void tst_FileDownloader::tellsOutdatedRepliesApart()
-{
-    Fixture f;
-    f.server.answer("/old", Answer{test::http(200, "late").bytes, Answer::eClose, 1});
-    f.server.answer("/new", Answer{{}, Answer::eSilence});
-    f.start("/old");
-    QTRY_COMPARE(f.server.requests().size(), 1);
-    f.path = f.folder.filePath(QStringLiteral("second"));
-    f.start("/new");
-    QTRY_VERIFY(!f.events.filter(QStringLiteral("outdated")).isEmpty());
-    QVERIFY(f.result.isOutdated);
-    QCOMPARE(f.events.last(), QStringLiteral("finished"));
-}
-
-void tst_FileDownloader::survivesItsOwnDeletion_data()
-{
-    test::columns<int, bool>("status", "onError");
-    test::row("in the callback", 200, false);
-    test::row("in the callback after an error", 404, false);
-    test::row("when the error is told, deferred", 404, true);
-}
-
-void tst_FileDownloader::survivesItsOwnDeletion()
-{
-    QFETCH(int, status);
-    QFETCH(bool, onError);
-    Fixture f;
-    const QPointer<FileDownloader> guard(f.downloader);
-    const auto destroy = [&f] { delete std::exchange(f.downloader, nullptr); };
-    if (onError) {
-        QObject::connect(f.downloader, &FileDownloader::error, f.downloader, &QObject::deleteLater);
-    } else {
-        f.downloader->setCompletionCallback(
-            [destroy](const FileDownloader::Result& /*ended*/) { destroy(); });
+    void downloads()
+    {
+        QFETCH(Answer, answer);
+        if (answer.end == Answer::eReset && !test::isResetNoticed) {
+            QSKIP("Wine does not always tell of a reset");
+        }
+        Fixture f;
+        f.server.answer("/start", answer);
+        f.server.answer("/file", test::http(200, "file"));
+        f.start("/start");
+        QTRY_VERIFY(f.events.contains(QStringLiteral("finished")));
+        QTEST(f.said(), "events");
+        QTEST(test::readFile(f.path), "file");
     }
-    f.server.answer("/a", test::http(status, "abc"));
-    f.start("/a");
-    QTRY_VERIFY(!guard);
-    f.downloader = nullptr;
-    QVERIFY(!f.events.contains(QStringLiteral("finished")) || onError);
-}
 
-void tst_FileDownloader::logsEachReply()
-{
-    const test::LogCapture log;
-    Fixture f;
-    f.server.answer("/a", test::redirect(302, "b?key=1"));
-    f.server.answer("/b?key=1", test::http(200, "abc"));
-    f.start("/a");
-    QTRY_VERIFY(f.events.contains(QStringLiteral("finished")));
-    QStringList expected =
-        test::lines(" : 0 : Unknown error\n finished : 1\n downloaded : 0\n http status : 302\n"
-                    "redirect : b?key=1\ncomplete redirect url: URL\n"
-                    " : 0 : Unknown error\n finished : 1\n downloaded : 3\n http status : 200");
-    expected.replaceInStrings(QStringLiteral("URL"), f.server.url("/b?key=1").toString());
-    for (QString& line : expected) {
-        line.prepend(QStringLiteral("[zk::FileDownloader::fileDownloaded] "));
+    void followsFiftyRedirectsAndNoMore()
+    {
+        Fixture f;
+        QList<Answer> there;
+        for (int i = 0; i < FileDownloader::maximumRedirects / 2; ++i) {
+            there << test::redirect(302, "/b");
+        }
+        f.server.answer("/b", test::redirect(302, "/a", "page"));
+        for (int download = 0; download < 2; ++download) {
+            // The hops of one download are not held against the next.
+            f.server.answer("/a", there + QList<Answer>{test::http(200, "at last")});
+            f.start("/a");
+            QTRY_COMPARE(f.said(), QStringLiteral("whole 200, finished"));
+            f.events.clear();
+        }
+        QCOMPARE(test::readFile(f.path), QByteArray("at last"));
+        f.server.forgetRequests();
+        f.path = f.folder.filePath(QStringLiteral("never"));
+        f.server.answer("/a", test::redirect(302, "b"));
+        f.start("/a");
+        QTRY_COMPARE(f.said(), QStringLiteral("error %1, not whole 302 unwritten")
+                                   .arg(QNetworkReply::TooManyRedirectsError));
+        QCOMPARE(f.server.requests().size(), 1 + FileDownloader::maximumRedirects);
+        QVERIFY(!QFileInfo::exists(f.path));
     }
-    QCOMPARE(log.lines(Log::eInfo), expected);
-}
+
+    void writesOverWhatIsThere_data()
+    {
+        test::columns<QString, QString>("there", "events");
+        test::row("a longer file, whose tail stays", "file", "whole 200, finished");
+        test::row("a folder in place of the file", "folder", "not whole 200 unwritten");
+        test::row("a file in place of the folder", "above", "not whole 200 unwritten");
+        test::row("a full disk", "disk", "not whole 200 unwritten, finished");
+    }
+    void writesOverWhatIsThere()
+    {
+        QFETCH(QString, there);
+        Fixture f;
+        QVERIFY(QDir().mkpath(there == QLatin1String("folder") ? f.path : f.folder.path()));
+        if (there == QLatin1String("above")) {
+            test::writeFile(f.folder.filePath(QStringLiteral("new")), "");
+        } else if (there == QLatin1String("file")) {
+            f.path = f.folder.filePath(there);
+            test::writeFile(f.path, "0123456789");
+        } else if (there == QLatin1String("disk")) {
+            f.path = f.folder.filePath(there);
+            if (!QFileInfo::exists(QStringLiteral("/dev/full"))) {
+                QSKIP("there is no device that is always full");
+            }
+            QVERIFY(QFile::link(QStringLiteral("/dev/full"), f.path));
+        }
+        f.server.answer("/a", test::http(200, "abc"));
+        f.start("/a");
+        QTRY_VERIFY(!f.events.isEmpty());
+        QCoreApplication::processEvents();
+        QTEST(f.said(), "events");
+        QVERIFY(there != QLatin1String("file") || test::readFile(f.path) == "abc3456789");
+    }
+
+    void aborts()
+    {
+        Fixture f;
+        f.server.answer("/a", test::partial(QByteArray(1000, 'x'), 40, Answer::eSilence));
+        const QSignalSpy progress(f.downloader, &FileDownloader::progress);
+        f.start("/a");
+        QTRY_VERIFY(!progress.isEmpty());
+        f.downloader->abortDownload();
+        QCOMPARE(f.said(), QStringLiteral("error 5, not whole 200, finished"));
+        f.downloader->abortDownload();
+        QCOMPARE(f.events.size(), 3);
+    }
+
+    void tellsOutdatedRepliesApart()
+    {
+        Fixture f;
+        f.server.answer("/old", Answer{test::http(200, "late").bytes, Answer::eClose, 1});
+        f.server.answer("/new", Answer{{}, Answer::eSilence});
+        f.start("/old");
+        QTRY_COMPARE(f.server.requests().size(), 1);
+        f.path = f.folder.filePath(QStringLiteral("second"));
+        f.start("/new");
+        QTRY_COMPARE(f.events.size(), 2);
+        QVERIFY2(f.said().endsWith(QLatin1String(" outdated, finished")), qPrintable(f.said()));
+    }
+
+    void survivesItsOwnDeletion_data()
+    {
+        test::columns<int>("status");
+        test::row("in the callback", 200);
+        test::row("in the callback after an error", 404);
+    }
+    void survivesItsOwnDeletion()
+    {
+        QFETCH(int, status);
+        Fixture f;
+        f.downloader->setCompletionCallback([&f](const FileDownloader::Result& /*ended*/) {
+            delete std::exchange(f.downloader, nullptr);
+        });
+        f.server.answer("/a", test::http(status, "abc"));
+        f.start("/a");
+        QTRY_VERIFY(!f.downloader);
+        QVERIFY(!f.events.contains(QStringLiteral("finished")));
+    }
+
+    void logsEachReply()
+    {
+        const test::LogCapture log;
+        Fixture f;
+        f.server.answer("/a", test::redirect(302, "b?key=1"));
+        f.server.answer("/b?key=1", test::http(200, "abc"));
+        f.start("/a");
+        QTRY_VERIFY(f.events.contains(QStringLiteral("finished")));
+        QString lines = log.lines(Log::eInfo).join(QLatin1Char('\n'));
+        lines.remove(QStringLiteral("[zk::FileDownloader::fileDownloaded] "));
+        QCOMPARE(lines.replace(f.server.url("/b?key=1").toString(), QStringLiteral("URL")),
+                 QStringLiteral(" : 0 : Unknown error\n finished : 1\n downloaded : 0\n "
+                                "http status : 302\nredirect : b?key=1\n"
+                                "complete redirect url: URL\n : 0 : Unknown error\n"
+                                " finished : 1\n downloaded : 3\n http status : 200"));
+    }
+};
 
 QTEST_GUILESS_MAIN(tst_FileDownloader)
 #include "tst_FileDownloader.moc"
