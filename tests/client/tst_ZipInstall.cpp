@@ -1,48 +1,18 @@
-#include "ClientFixture.h"
-#include "DialogRobot.h"
-#include "Environment.h"
-#include "LogCapture.h"
+#include "InstallFixture.h"
 #include "MessageFilter.h"
-#include "StandIn.h"
+#include "Rows.h"
 #include "ZipBuilder.h"
 
 #include <QApplication>
-#include <QDir>
-#include <QDirIterator>
 #include <QProcess>
-#include <QProgressDialog>
 #include <QPushButton>
-#include <QTemporaryDir>
-#include <QTest>
 #include <QTextStream>
 
 using namespace zk;
 using test::StandIn;
 
-class tst_ZipInstall : public QObject
-{
-    Q_OBJECT
-
-private slots:
-    void initTestCase() { test::dropOffscreenSizeHintLine(); }
-    void handsOverToTheInstaller_data();
-    void handsOverToTheInstaller();
-    void saysWhenTheInstallerDoesNotStart_data();
-    void saysWhenTheInstallerDoesNotStart();
-    void leavesTheTreeForLater();
-    void handsNothingOverWithoutATree();
-    void leavesNothingOfABadArchive();
-    void handsOverTheNewestTreeOnly();
-    void closesTheProgressForGood();
-    void letsTheUserStopWaiting();
-    void survivesWhatGoesMeanwhile_data();
-    void survivesWhatGoesMeanwhile();
-};
-
 namespace {
 
-/** Takes some time to unpack, and little to download. */
-constexpr int slowSize = 50'000'000;
 const auto restart = QStringLiteral("Please restart");
 const auto now = QStringLiteral("Restart now");
 const auto later = QStringLiteral("Restart later");
@@ -50,27 +20,22 @@ const auto failed = QStringLiteral("Installation failed: Installation process fa
                                    "persists try manual install.");
 
 /**
- * A user who installs a zip package, in a temporary folder of its own. Cleans up the download
- * managers, which the client leaves alive.
+ * A user who installs a zip package. Cleans up the download managers, which the client leaves
+ * alive.
  */
-struct Host : QObject
+struct Host : QObject, test::InstallFixture
 {
-    test::ClientFixture fixture;
-    test::LogCapture log;
-    test::DialogRobot robot;
-    QTemporaryDir temporary;
-    test::ScopedTemporaryFolder temporaryFolder{temporary.path()};
     QObjectList managers;
+    QPointer<QProgressDialog> waiting;
     /** Called when the dialog for waiting is shown. */
-    std::function<void(QProgressDialog&)> whileWaiting;
+    std::function<void()> whileWaiting;
 
     Host()
+        : InstallFixture("update.zip")
     {
         qApp->installEventFilter(this);
-        robot.press(QStringLiteral("ask you to restart"), QStringLiteral("Proceed"));
         robot.press(QStringLiteral("Installation process"), QStringLiteral("OK"));
         robot.press(QStringLiteral("could not be unpacked"), QStringLiteral("OK"));
-        fixture.settings.values[AppSettings::UpdatePackageSuffixes] = QString();
     }
     ~Host() override
     {
@@ -86,34 +51,26 @@ struct Host : QObject
         return test::ZipBuilder().add(name, QByteArray(size, 'x')).bytes();
     }
 
-    /** Downloads @p zip and goes on until the host is idle or has been replaced. */
-    void install(const QByteArray& zip)
+    /** Downloads @p zip and goes on until the question whether to restart. */
+    void installArchive(const QByteArray& zip)
     {
-        fixture.server.answer("/update.zip", test::http(200, zip));
-        fixture.server.answer(
-            "/doc.xml",
-            test::http(200, test::document(test::packageElement(
-                                "4.3", fixture.server.url("/update.zip").toEncoded()))));
-        fixture.check();
-        QTRY_VERIFY(!fixture.isChecking());
+        program = zip;
+        offer("update.zip");
+        showOffer();
         const int boxes = robot.seen().size();
-        QMetaObject::invokeMethod(fixture.client, "installPackage", Q_ARG(int, 0));
+        install();
         QTRY_VERIFY(robot.seen().size() >= boxes + 2);
     }
-
-    [[nodiscard]] QStringList files() const
+    /** The files there are, and what boxes said behind the question how to go on. */
+    [[nodiscard]] QString outcome() const
     {
-        QStringList found;
-        QDirIterator it(temporary.path(), QDir::Files | QDir::Hidden, QDirIterator::Subdirectories);
-        while (it.hasNext()) {
-            it.next();
-            found << it.fileName();
+        QStringList words = leftovers();
+        for (const QString& box : robot.seen()) {
+            if (!box.contains(QLatin1String("restart"))) {
+                words << box.section(QLatin1String("<br>"), 0, 0);
+            }
         }
-        return found;
-    }
-    [[nodiscard]] bool hasLogged(Log::ELevel level, const QString& text) const
-    {
-        return !log.lines(level).filter(text).isEmpty();
+        return words.join(QStringLiteral(", "));
     }
 
     bool eventFilter(QObject* object, QEvent* event) override
@@ -125,11 +82,14 @@ struct Host : QObject
         auto* const dialog =
             event->type() == QEvent::Show ? qobject_cast<QProgressDialog*>(object) : nullptr;
         if (dialog && dialog->maximum() == 0 && whileWaiting) {
-            whileWaiting(*dialog);
+            waiting = dialog;
+            QTimer::singleShot(0, this, whileWaiting);
         }
-        return QObject::eventFilter(object, event);
+        return false;
     }
 };
+
+using Act = void (*)(Host&);
 
 /** What a copy of this program does in place of the tests: installs, and says what it saw. */
 int runHost()
@@ -137,18 +97,17 @@ int runHost()
     Host host;
     const auto tidyUp = [&host] {
         const QStringList tree{QStringLiteral("new program")};
-        (void)QTest::qWaitFor([&host, tree] { return host.files() == tree; });
+        (void)QTest::qWaitFor([&host, tree] { return host.leftovers() == tree; });
         QDir(host.temporary.path()).removeRecursively();
     };
     const bool isTidy = QCoreApplication::arguments().contains(QStringLiteral("--tidy"));
     host.robot.act(restart, isTidy ? tidyUp : std::function<void()>(), now);
-    host.install(Host::archive("new program"));
+    host.installArchive(Host::archive("new program"));
     (void)QTest::qWaitFor([&host] { return host.robot.seen().size() >= 3; });
     QTextStream out(stdout);
     out.setCodec("UTF-8");
-    out << host.robot.seen().join(QLatin1Char('\n')) << '\n'
-        << host.log.lines(Log::eInfo).join(QLatin1Char('\n')) << '\n'
-        << host.log.lines(Log::eError).join(QLatin1Char('\n')) << '\n';
+    out << (host.robot.seen() + host.log.lines(Log::eInfo) + host.log.lines(Log::eError))
+               .join(QLatin1Char('\n'));
     return 0;
 }
 
@@ -196,190 +155,151 @@ struct Installation
 
 } // namespace
 
-void tst_ZipInstall::handsOverToTheInstaller_data()
-{
-    QTest::addColumn<bool>("isCopied");
-    QTest::newRow("a copy of the one in the application's folder") << true;
-    QTest::newRow("one that lies beside the folder already") << false;
-}
+Q_DECLARE_METATYPE(Act)
 
-void tst_ZipInstall::handsOverToTheInstaller()
+class tst_ZipInstall : public QObject
 {
-    QFETCH(bool, isCopied);
-    Installation installation;
-    const StandIn inFolder(installation.inFolder());
-    const QString target = installation.inParent();
-    if (!isCopied) {
-        const StandIn ours(target);
-        test::writeFile(installation.inFolder() + QStringLiteral("x"), "another");
+    Q_OBJECT
+
+private slots:
+    void initTestCase() { test::dropOffscreenSizeHintLine(); }
+
+    void handsOverToTheInstaller_data()
+    {
+        test::columns<bool>("isCopied");
+        test::row("a copy of the one in the application's folder", true);
+        test::row("one that lies beside the folder already", false);
     }
-    installation.run();
-
-    const QString record = target + QStringLiteral(".arguments");
-    QTRY_VERIFY2(QFile::exists(record), qPrintable(installation.output));
-    const QStringList arguments =
-        QString::fromUtf8(test::readFile(record)).split(QLatin1Char('\n'));
-    QCOMPARE(arguments.size(), 8);
-    const QString& newDir = arguments.at(4);
-    const QStringList expected{target,
-                               QStringLiteral("-oldDir"),
-                               installation.folder,
-                               QStringLiteral("-newDir"),
-                               newDir,
-                               QStringLiteral("-exe"),
-                               QFileInfo(installation.program).fileName(),
-                               QString()};
-    QCOMPARE(arguments, expected);
-    QCOMPARE(QDir(newDir).entryList(QDir::Files), QStringList{QStringLiteral("new program")});
-    // The process has been replaced: it said nothing, and left what its own end would have removed.
-    QCOMPARE(installation.output, QString());
-    QVERIFY(QDir(QFileInfo(newDir).path()).removeRecursively());
-}
-
-void tst_ZipInstall::saysWhenTheInstallerDoesNotStart_data()
-{
-    QTest::addColumn<QString>("obstacle");
-    QTest::addColumn<QString>("line");
-    QTest::newRow("no installer") << QString()
-                                  << QStringLiteral("one of the following file/dir is missing: ");
-    QTest::newRow("a folder in its place")
-        << QStringLiteral("in folder") << QStringLiteral("could not copy file to ");
-    QTest::newRow("no program") << QStringLiteral("in parent")
-                                << QStringLiteral("starting zip installation application ");
-    QTest::newRow("no tree any more")
-        << QStringLiteral("tidy") << QStringLiteral("the unpacked files are gone from ");
-}
-
-void tst_ZipInstall::saysWhenTheInstallerDoesNotStart()
-{
-    QFETCH(QString, obstacle);
-    QFETCH(QString, line);
-    Installation installation;
-    if (obstacle == QLatin1String("in folder")) {
-        QDir().mkpath(installation.inFolder());
-    } else if (!obstacle.isEmpty()) {
-        const StandIn installer(installation.inFolder());
-    }
-    if (obstacle == QLatin1String("in parent")) {
-        test::writeFile(installation.inParent(), "no program");
-    }
-    const bool isTidy = obstacle == QLatin1String("tidy");
-    installation.run(isTidy ? QStringList{QStringLiteral("--tidy")} : QStringList());
-    QVERIFY2(installation.output.contains(failed), qPrintable(installation.output));
-    QVERIFY2(installation.output.contains(line), qPrintable(installation.output));
-    QVERIFY(!QFile::exists(installation.inParent() + QStringLiteral(".arguments")));
-}
-
-void tst_ZipInstall::leavesTheTreeForLater()
-{
-    Host host;
-    host.robot.press(restart, later);
-    host.install(Host::archive("new program"));
-    QTRY_COMPARE(host.files(), QStringList{QStringLiteral("new program")});
-    QCOMPARE(QDir(host.temporary.path()).entryList(QDir::Dirs | QDir::NoDotAndDotDot).size(), 1);
-    QCOMPARE(host.robot.seen().size(), 2);
-    QVERIFY(host.hasLogged(Log::eInfo, QStringLiteral("update.zip to ")));
-    QCOMPARE(host.log.lines(Log::eError), QStringList());
-}
-
-void tst_ZipInstall::handsNothingOverWithoutATree()
-{
-    Host host;
-    QVERIFY(QMetaObject::invokeMethod(host.fixture.client, "startZipInstall"));
-    QCOMPARE(host.robot.seen(), QStringList{failed});
-    host.fixture.parent.reset();
-    QVERIFY(QMetaObject::invokeMethod(host.fixture.client, "startZipInstall"));
-    QCOMPARE(host.robot.seen().size(), 1);
-}
-
-void tst_ZipInstall::leavesNothingOfABadArchive()
-{
-    Host host;
-    host.robot.press(restart, now);
-    host.install("<html>404</html>");
-    QTRY_COMPARE(host.robot.seen().size(), 3);
-    QCOMPARE(host.robot.seen().filter(QStringLiteral("could not be unpacked:<br>")).size(), 1);
-    QTRY_VERIFY(QDir(host.temporary.path()).isEmpty());
-    QVERIFY(!host.hasLogged(Log::eInfo, QStringLiteral("starting zip installation")));
-}
-
-void tst_ZipInstall::handsOverTheNewestTreeOnly()
-{
-    Host host;
-    host.robot.press(restart, later);
-    host.install(Host::archive("first"));
-    QTRY_COMPARE(host.files(), QStringList{QStringLiteral("first")});
-    host.robot.press(restart, now);
-    host.install("no archive");
-    QTRY_COMPARE(host.robot.seen().filter(QStringLiteral("could not be unpacked")).size(), 1);
-    QTRY_COMPARE(host.files(), QStringList{QStringLiteral("first")});
-    QVERIFY(!host.hasLogged(Log::eInfo, QStringLiteral("starting zip installation")));
-}
-
-// QProgressDialog shows itself when its timer fires, which an empty package starts again.
-void tst_ZipInstall::closesTheProgressForGood()
-{
-    Host host;
-    bool isBack = false;
-    host.whileWaiting = [&isBack](QProgressDialog&) { isBack = true; };
-    host.robot.press(restart, later);
-    host.install(QByteArray());
-    QTRY_COMPARE(host.robot.seen().size(), 3);
-    QVERIFY(!isBack);
-}
-
-void tst_ZipInstall::letsTheUserStopWaiting()
-{
-    Host host;
-    QString label;
-    host.whileWaiting = [&label](QProgressDialog& dialog) {
-        label = dialog.labelText();
-        QTimer::singleShot(0, dialog.findChild<QPushButton*>(), &QPushButton::click);
-    };
-    host.robot.press(restart, now);
-    host.install(Host::archive("new program", slowSize));
-    QTRY_COMPARE(label, QStringLiteral("Unpacking 'update.zip'"));
-    // As with "Restart later".
-    QTRY_COMPARE(host.files(), QStringList{QStringLiteral("new program")});
-    QCOMPARE(host.robot.seen().size(), 2);
-}
-
-void tst_ZipInstall::survivesWhatGoesMeanwhile_data()
-{
-    QTest::addColumn<bool>("isWaiting");
-    QTest::addColumn<bool>("isClient");
-    QTest::newRow("the client, at the question") << false << true;
-    QTest::newRow("the client, while unpacking") << true << true;
-    QTest::newRow("the parent, at the question") << false << false;
-    QTest::newRow("the parent, while unpacking") << true << false;
-}
-
-void tst_ZipInstall::survivesWhatGoesMeanwhile()
-{
-    QFETCH(bool, isWaiting);
-    QFETCH(bool, isClient);
-    Host host;
-    bool isGone = false;
-    const auto end = [&host, &isGone, isClient] {
-        isGone = true;
-        if (isClient) {
-            SoftwareUpdateClient::deleteInstance();
-        } else {
-            host.fixture.parent.reset();
+    void handsOverToTheInstaller()
+    {
+        QFETCH(bool, isCopied);
+        Installation installation;
+        const StandIn inFolder(installation.inFolder());
+        const QString target = installation.inParent();
+        if (!isCopied) {
+            const StandIn ours(target);
+            test::writeFile(installation.inFolder() + QStringLiteral("x"), "another");
         }
-    };
-    host.robot.act(restart, isWaiting ? std::function<void()>() : end, now);
-    host.whileWaiting = [&end, &host](QProgressDialog&) { QTimer::singleShot(0, &host, end); };
-    host.install(Host::archive("new program", slowSize));
-    QTRY_VERIFY(isGone);
-    QTest::qWait(1);
-    QCOMPARE(host.robot.seen().size(), 2);
-    QVERIFY(!host.hasLogged(Log::eInfo, QStringLiteral("starting zip installation")));
-    if (isClient) {
-        // Neither what was unpacked until then, nor the archive.
-        QCOMPARE(host.files(), QStringList());
+        installation.run();
+
+        const QString record = target + QStringLiteral(".arguments");
+        QTRY_VERIFY2(QFile::exists(record), qPrintable(installation.output));
+        const QStringList arguments =
+            QString::fromUtf8(test::readFile(record)).split(QLatin1Char('\n'));
+        const QString newDir = arguments.value(4);
+        const QStringList expected{target,
+                                   QStringLiteral("-oldDir"),
+                                   installation.folder,
+                                   QStringLiteral("-newDir"),
+                                   newDir,
+                                   QStringLiteral("-exe"),
+                                   QFileInfo(installation.program).fileName(),
+                                   QString()};
+        QCOMPARE(arguments, expected);
+        QCOMPARE(QDir(newDir).entryList(QDir::Files), QStringList{QStringLiteral("new program")});
+        // The process has been replaced: it said nothing, and left what its own end would have
+        // removed.
+        QCOMPARE(installation.output, QString());
+        QVERIFY(QDir(newDir + QStringLiteral("/../..")).removeRecursively());
     }
-}
+
+    void saysWhenTheInstallerDoesNotStart_data()
+    {
+        test::columns<QString, QString>("obstacle", "line");
+        test::row("no installer", "", "one of the following file/dir is missing: ");
+        test::row("a folder in its place", "in folder", "could not copy file to ");
+        test::row("no program", "in parent", "starting zip installation application ");
+        test::row("no tree any more", "--tidy", "the unpacked files are gone from ");
+    }
+    void saysWhenTheInstallerDoesNotStart()
+    {
+        QFETCH(QString, obstacle);
+        QFETCH(QString, line);
+        Installation installation;
+        if (obstacle == QLatin1String("in folder")) {
+            QDir().mkpath(installation.inFolder());
+        } else if (!obstacle.isEmpty()) {
+            const StandIn installer(installation.inFolder());
+        }
+        if (obstacle == QLatin1String("in parent")) {
+            test::writeFile(installation.inParent(), "no program");
+        }
+        installation.run({obstacle});
+        QVERIFY2(installation.output.contains(failed), qPrintable(installation.output));
+        QVERIFY2(installation.output.contains(line), qPrintable(installation.output));
+        QVERIFY(!QFile::exists(installation.inParent() + QStringLiteral(".arguments")));
+    }
+
+    void asks_data()
+    {
+        test::columns<QByteArray, QString, bool, Act, QString>("zip", "answer", "isWaiting", "act",
+                                                               "outcome");
+        const QByteArray quick = Host::archive("new program");
+        // Takes some time to unpack, and little to download.
+        const QByteArray slow = Host::archive("new program", 50'000'000);
+        const char* const bad = "tst_ZipInstall: Downloaded file could not be unpacked:";
+        const Act deleteClient = [](Host&) { SoftwareUpdateClient::deleteInstance(); };
+        const Act closeParent = [](Host& host) { host.ClientFixture::parent.reset(); };
+        const Act stopWaiting = [](Host& host) {
+            QCOMPARE(host.waiting->labelText(), QStringLiteral("Unpacking 'update.zip'"));
+            host.waiting->findChild<QPushButton*>()->click();
+        };
+        test::row("later", quick, later, false, Act(nullptr), "new program");
+        test::row("later, stopping to wait", slow, now, true, stopWaiting, "new program");
+        test::row("client gone at the question", slow, now, false, deleteClient, "");
+        test::row("client gone while unpacking", slow, now, true, deleteClient, "");
+        test::row("parent gone at the question", slow, now, false, closeParent, "new program");
+        test::row("parent gone while unpacking", slow, now, true, closeParent, "new program");
+        test::row("no archive", QByteArray("<html>404</html>"), now, false, Act(nullptr), bad);
+        test::row("an empty file", QByteArray(), later, false, Act(nullptr), bad);
+    }
+    void asks()
+    {
+        QFETCH(QByteArray, zip);
+        QFETCH(QString, answer);
+        QFETCH(bool, isWaiting);
+        QFETCH(Act, act);
+        QFETCH(QString, outcome);
+        Host host;
+        bool isDone = false;
+        const auto meanwhile = [&] {
+            isDone = true;
+            if (act) {
+                act(host);
+            }
+        };
+        host.robot.act(restart, isWaiting ? std::function<void()>() : meanwhile, answer);
+        bool isShown = false;
+        host.whileWaiting = [&] {
+            isShown = true;
+            if (isWaiting) {
+                meanwhile();
+            }
+        };
+        host.installArchive(zip);
+        QTRY_VERIFY(isDone);
+        QTRY_COMPARE(host.outcome(), outcome);
+        QCOMPARE(host.robot.seen().filter(restart).size(), 1);
+        // QProgressDialog shows itself when its timer fires, which an empty package starts again.
+        QVERIFY(!zip.isEmpty() || !isShown);
+        QVERIFY(host.log.lines(Log::eInfo).filter(QStringLiteral("starting zip inst")).isEmpty());
+    }
+
+    void handsOverTheNewestTreeOnly()
+    {
+        Host host;
+        QVERIFY(QMetaObject::invokeMethod(host.client, "startZipInstall"));
+        QCOMPARE(host.robot.seen(), QStringList{failed});
+        host.robot.press(restart, later);
+        host.installArchive(Host::archive("first"));
+        QTRY_COMPARE(host.leftovers(), QStringList{QStringLiteral("first")});
+        host.robot.press(restart, now);
+        host.installArchive("no archive");
+        QTRY_COMPARE(host.robot.seen().filter(QStringLiteral("could not be unpacked")).size(), 1);
+        QTRY_COMPARE(host.leftovers(), QStringList{QStringLiteral("first")});
+        QVERIFY(host.log.lines(Log::eInfo).filter(QStringLiteral("starting zip inst")).isEmpty());
+    }
+};
 
 int main(int argc, char* argv[])
 {
