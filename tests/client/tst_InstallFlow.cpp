@@ -7,7 +7,6 @@
 #include <QDesktopServices>
 #include <QPushButton>
 #include <QSignalSpy>
-#include <QTableWidget>
 #include <QTextBrowser>
 
 using namespace zk;
@@ -18,21 +17,8 @@ using Act = void (*)(Fixture&);
 Q_DECLARE_METATYPE(Act)
 
 namespace {
-
 constexpr int half = 120;
 const auto question = QStringLiteral("ask you to restart");
-
-void awaitHalf(Fixture& f)
-{
-    QTRY_VERIFY(f.progress() && f.progress()->value() > 0);
-    QCOMPARE(f.progress()->maximum(), f.program.size());
-    QVERIFY(f.progress()->isVisible());
-}
-
-void finish(Fixture& f)
-{
-    f.server.finishTo("/setup.exe", {f.program.mid(half), Answer::eClose});
-}
 
 void cancel(Fixture& f)
 {
@@ -107,10 +93,7 @@ private slots:
         fails("server error", test::http(500, "page"), 401);
         fails("cut in the middle", test::partial(body, 1000, Answer::eClose), 2);
         fails("no content", test::http(204), 204);
-        fails("not modified", test::http(304), 304);
         fails("redirect without target", test::http(302, "page"), 302);
-        fails("redirect to itself", test::redirect(301, "/setup.exe", "page"), 301);
-        fails("redirect to nothing", test::redirect(302, "http://127.0.0.1:1/"), 1);
         fails("redirect to another kind of place", test::redirect(302, "gopher://127.0.0.1/"), 301);
 
         const auto goesOn = [](const char* name, Act act, const char* end) {
@@ -118,43 +101,27 @@ private slots:
                       end);
         };
         const char* const started = "started, setup.exe";
-        goesOn("nothing happens", finish, started);
+        const Act reject = [](Fixture& f) {
+            f.robot.press(question, QStringLiteral("Cancel Install"));
+            f.install();
+        };
+        const Act lose = [](Fixture& f) {
+            f.parent.reset();
+            f.program.clear(); // nothing more is sent
+        };
+        goesOn("nothing happens", nullptr, started);
         goesOn("cancelled half-way", cancel, "window");
         goesOn(
             "installed again", [](Fixture& f) { f.install(); }, started);
-        const auto reject = [](Fixture& f) {
-            f.robot.press(question, QStringLiteral("Cancel Install"));
-            f.install();
-            finish(f);
-        };
         goesOn("rejected the second time", reject, started);
-        const auto find = [](Fixture& f) {
-            findAnother(f);
-            finish(f);
-        };
-        goesOn("another package is found", find, started);
-        const auto findNone = [](Fixture& f) {
-            findNothing(f);
-            finish(f);
-        };
-        goesOn("no package is found", findNone,
+        goesOn("another package is found", findAnother, started);
+        goesOn("no package is found", findNothing,
                "started, setup.exe, "
                "[zk::SoftwareUpdateClient::parseServerResponse] no update available");
-        const auto abort = [](Fixture& f) {
-            f.client->abortUpdate();
-            QTRY_VERIFY(!f.available());
-            finish(f);
-        };
-        goesOn("dialogs aborted", abort, started);
-        const auto close = [](Fixture& f) {
-            f.parent.reset();
-            finish(f);
-        };
-        goesOn("parent gone", close, "setup.exe");
-        const auto lose = [](Fixture& f) {
-            f.parent.reset();
-            f.server.finish({}, Answer::eReset);
-        };
+        goesOn(
+            "dialogs aborted", [](Fixture& f) { f.client->abortUpdate(); }, started);
+        goesOn(
+            "parent gone", [](Fixture& f) { f.parent.reset(); }, "setup.exe");
         goesOn("parent gone, then the connection", lose, "");
         test::row("cancelled before the first byte", Answer{{}, Answer::eSilence}, Act(cancel),
                   "window");
@@ -168,9 +135,6 @@ private slots:
         QFETCH(QString, end);
         Fixture f;
         f.server.answer("/setup.exe", {answer, test::http(200, f.program)});
-        if (end.endsWith(QLatin1String(" 301"))) {
-            f.server.answer("/setup.exe", answer);
-        }
         QSignalSpy finished(f.client->findChild<FileDownloader*>(), &FileDownloader::finished);
         f.install();
         if (answer.end == Answer::eSilence) {
@@ -179,6 +143,9 @@ private slots:
         }
         if (act) {
             act(f);
+        }
+        if (answer.end == Answer::eSilence) {
+            f.server.finishTo("/setup.exe", {f.program.mid(half), Answer::eClose});
         }
         QTRY_VERIFY(!finished.isEmpty() || !f.errorBoxes().isEmpty());
         QTRY_COMPARE(f.end(), end);
@@ -192,33 +159,31 @@ private slots:
 
     void asks_data()
     {
-        test::columns<QString, Act, QString, Answer, QString>("box", "act", "button", "answer",
-                                                              "end");
+        test::columns<QString, Act, QString, QString>("box", "act", "button", "end");
         const auto proceed = QStringLiteral("Proceed");
-        const Act nothing = [](Fixture&) {};
-        const Answer program = test::http(200, test::StandIn::bytes());
-        test::row("cancelled", question, nothing, "Cancel Install", program, "window");
-        test::row("closed", question, nothing, "(closed)", program, "window");
-        test::row("another package is found", question, Act(findAnother), proceed, program,
-                  "started, setup.exe");
+        test::row("cancelled", question, Act(nullptr), "Cancel Install", "window");
+        test::row("closed", question, Act(nullptr), "(closed)", "window");
+        test::row("another package is found", question, Act(findAnother), proceed,
+                  "window, Download Error: Error code 203");
         // The question goes with the list it was asked about.
-        test::row("no package is found", question, Act(findNothing), proceed, program,
+        test::row("no package is found", question, Act(findNothing), proceed,
                   "[zk::SoftwareUpdateClient::parseServerResponse] no update available");
-        test::row("client deleted", question, Act(deleteClient), proceed, program, "window");
-        test::row("client deleted after an error page", "Error code", Act(deleteClient), "OK",
-                  test::http(404, "page"), "progress, window, Download Error: Error code 203");
+        test::row("client deleted", question, Act(deleteClient), proceed, "window");
+        test::row("client deleted when it fails", "Error code", Act(deleteClient), "OK",
+                  "progress, window, Download Error: Error code 203");
     }
     void asks()
     {
         QFETCH(QString, box);
         QFETCH(Act, act);
         QFETCH(QString, button);
-        QFETCH(Answer, answer);
         Fixture f;
-        f.server.answer("/setup.exe", answer);
+        f.server.answer("/setup.exe", test::http(404, "page"));
         bool isAnswered = false;
         const auto meanwhile = [&] {
-            act(f);
+            if (act) {
+                act(f);
+            }
             isAnswered = true;
         };
         f.robot.act(box, meanwhile, button);
@@ -261,62 +226,28 @@ private slots:
         QVERIFY(!f.log.lines(Log::eInfo).filter(line).isEmpty());
     }
 
-    void logsFilesThatStay()
-    {
-        Fixture f("status");
-        f.server.answer("/status", test::partial(f.program, half, Answer::eSilence));
-        f.install();
-        awaitHalf(f);
-        const QDir folder(f.temporary.filePath(QStringLiteral("tmp")));
-        const QString target =
-            folder.filePath(folder.entryList(QDir::Dirs | QDir::NoDotAndDotDot).constFirst());
-#ifdef Q_OS_WIN
-        // Nobody removes what somebody has open.
-        QFile kept(target + QStringLiteral("/status"));
-        QVERIFY(kept.open(QIODevice::WriteOnly));
-#else
-        // Not even root removes what is in here.
-        QVERIFY(QDir().rmdir(target) && QFile::link(QStringLiteral("/proc/self"), target));
-#endif
-        cancel(f);
-        QCOMPARE(f.log.lines(Log::eError).filter(QStringLiteral("abortDownload")),
-                 QStringList{QStringLiteral("[zk::SoftwareUpdateClient::abortDownload] could not "
-                                            "remove downloaded files: ") +
-                             target + QStringLiteral("/status")});
-    }
-
-    void followsTheSelection_data()
-    {
-        test::columns<QList<int>, QString, QString>("rows", "buttons", "comment");
-        test::row("nothing", QList<int>(), "", "");
-        test::row("a program with notes", QList<int>{0},
-                  "downloadPushButton installPushButton releaseNotesPushButton", "Viewer 4.3");
-        test::row("an archive, no notes", QList<int>{1}, "downloadPushButton", "Viewer 4.3");
-        test::row("both", QList<int>{0, 1}, "downloadPushButton", "");
-        test::row("a row that is not there", QList<int>{9}, "downloadPushButton", ", ");
-    }
     void followsTheSelection()
     {
-        QFETCH(QList<int>, rows);
-        QFETCH(QString, comment);
         Fixture f;
         checkAgain(f, "<package release=\"4.3\"><file url=\"http://h/a.exe\"/>"
                       "<release-notes url=\"http://h/n\"/></package>" +
                           test::packageElement("4.3", "http://h/b.zip"));
-        QCOMPARE(f.available()->findChild<QTableWidget*>()->rowCount(), 2);
-        QMetaObject::invokeMethod(f.client, "manageUpdateAvailableDialog",
-                                  Q_ARG(SoftwareUpdate::SoftUpIndexList, rows));
-        QStringList enabled;
-        for (const char* name :
-             {"downloadPushButton", "installPushButton", "releaseNotesPushButton"}) {
-            const QString button = QLatin1String(name);
-            if (f.available()->findChild<QPushButton*>(button)->isEnabled()) {
-                enabled << button;
+        const auto shown = [&f](const QList<int>& rows) {
+            QMetaObject::invokeMethod(f.client, "manageUpdateAvailableDialog",
+                                      Q_ARG(SoftwareUpdate::SoftUpIndexList, rows));
+            QString text;
+            for (const char* name : {"download", "install", "releaseNotes"}) {
+                const QString button = QLatin1String(name) + QStringLiteral("PushButton");
+                if (f.available()->findChild<QPushButton*>(button)->isEnabled()) {
+                    text += QLatin1String(name) + QLatin1Char(' ');
+                }
             }
-        }
-        QTEST(enabled.join(QLatin1Char(' ')), "buttons");
-        const QString shown = f.available()->findChild<QTextBrowser*>()->toPlainText();
-        QCOMPARE(shown.left(qMax(1, comment.size())), comment);
+            return text + f.available()->findChild<QTextBrowser*>()->toPlainText().left(10);
+        };
+        QCOMPARE(shown({}), QString());
+        QCOMPARE(shown({0}), QStringLiteral("download install releaseNotes Viewer 4.3"));
+        QCOMPARE(shown({1}), QStringLiteral("download Viewer 4.3"));
+        QCOMPARE(shown({0, 1}), QStringLiteral("download "));
     }
 
     void opensSafePagesOnly()
