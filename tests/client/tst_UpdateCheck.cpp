@@ -12,7 +12,6 @@ using namespace zk;
 using test::Answer;
 
 namespace {
-
 QByteArray newer()
 {
     return test::document(test::packageElement("4.3", "a.exe"));
@@ -55,7 +54,6 @@ private slots:
     void endsInAState_data()
     {
         test::columns<Answer, QString>("answer", "end");
-        const QByteArray other = newer().replace("Viewer", "Other");
         const char* const upToDate =
             "state 1>3, message Congratulations! Your product is up-to-date!";
         const char* const nothing = "state 1>5, message No update available!";
@@ -63,16 +61,13 @@ private slots:
             "state 1>6, message Error transferring URL - server replied: Scripted";
         const char* const closed = "state 1>6, message Connection closed";
         test::row("newer package", test::http(200, newer()), "state 1>2");
-        test::row("newer package, compressed", deflated(newer()), "state 1>2");
         test::row("newer package in UTF-16", test::http(200, utf16(newer())), "state 1>2");
-        test::row("newer package of another product", test::http(200, other), upToDate);
         test::row("newer package of another kind",
                   test::http(200, newer().replace("a.exe", "a.msi")), upToDate);
         test::row("empty body", test::http(200), nothing);
         test::row("error page with a good status", test::http(200, "<html><p>sorry<br></html>"),
                   nothing);
         test::row("truncated document", test::http(200, newer().chopped(20)), nothing);
-        test::row("no packages", test::http(200, test::document("")), nothing);
         test::row("zeros", test::http(200, QByteArray(1000, '\0')), nothing);
         test::row("redirect without target", test::http(302), nothing);
         test::row("redirect without target, but a document", test::http(302, newer()), "state 1>2");
@@ -80,7 +75,6 @@ private slots:
         test::row("not found", test::http(404), failed);
         test::row("server error with a document", test::http(500, newer()), failed);
         test::row("reset", Answer{{}, Answer::eReset}, closed);
-        test::row("closed at once", Answer{}, closed);
         test::row("cut in the middle", test::partial(QByteArray(2000, 'x'), 1000, Answer::eClose),
                   closed);
         test::row("relative redirect", test::redirect(302, "other.xml"),
@@ -113,26 +107,22 @@ private slots:
 
     void refusesAddresses_data()
     {
-        test::columns<QString, QString>("url", "message");
-        test::row("empty", "", "Protocol \"\" is unknown");
-        test::row("unknown scheme", "gopher://127.0.0.1/", "Protocol \"gopher\" is unknown");
-        test::row("invalid", "http://[::1/doc.xml", "Host ");
-        test::row("nobody there", "http://127.0.0.1:1/", "Connection refused");
-        test::row("a file that is not there", "file:///no/such/file.xml", "Error opening");
+        test::columns<QString>("message");
+        test::row("gopher://127.0.0.1/", "Protocol \"gopher\" is unknown");
+        test::row("http://[::1/doc.xml", "Host ");
+        test::row("http://127.0.0.1:1/", "Connection refused");
+        test::row("file:///no/such/file.xml", "Error opening /no/such/file.xml");
     }
     void refusesAddresses()
     {
-        QFETCH(QString, url);
         QFETCH(QString, message);
         const test::LogCapture log;
         test::ClientFixture f;
-        f.settings.values[AppSettings::UpdateServerUrl] = url;
+        f.settings.values[AppSettings::UpdateServerUrl] = QLatin1String(QTest::currentDataTag());
         f.client->checkForUpdate();
         QTRY_COMPARE(f.client->state(), SoftwareUpdate::eError);
-        QVERIFY2(f.events.last().startsWith(QStringLiteral("message ") + message),
-                 qPrintable(f.events.last()));
+        QCOMPARE(f.events.last().left(8 + message.size()), QStringLiteral("message ") + message);
         QVERIFY(log.has(Log::eError, QStringLiteral("timeout occurred requesting update server!")));
-        QVERIFY(!log.lines(Log::eInfo).filter(QStringLiteral("reply->errorString(): ")).isEmpty());
     }
 
     void givesUpOnSilence()
@@ -156,40 +146,15 @@ private slots:
         QVERIFY(!timer->isActive());
     }
 
-    void stopsAtBodiesTooLarge_data()
-    {
-        const QByteArray body = newer() + QByteArray(65 * 1024 * 1024, ' ');
-        test::columns<Answer>("answer");
-        test::row("as it is", test::http(200, body));
-        test::row("small, but compressed", deflated(body));
-    }
     void stopsAtBodiesTooLarge()
     {
-        QFETCH(Answer, answer);
+        const QByteArray body = newer() + QByteArray(65 * 1024 * 1024, ' ');
         test::ClientFixture f;
-        f.server.answer("/doc.xml", answer);
-        f.check();
-        QTRY_COMPARE_WITH_TIMEOUT(f.client->state(), SoftwareUpdate::eError, 20000);
-        QCOMPARE(f.events.filter(QStringLiteral("state")).size(), 2);
-    }
-
-    void storesTheTimeOfEachHop()
-    {
-        for (const int status : {301, 302, 303, 307}) {
-            const test::LogCapture log;
-            test::ClientFixture f;
-            test::ScriptedServer other;
-            f.server.answer("/doc.xml",
-                            test::redirect(status, other.url("/there").toEncoded(), "x"));
-            other.answer("/there", test::http(200, newer()));
-            f.settings.calls.clear();
+        for (const Answer& answer : {test::http(200, body), deflated(body)}) {
+            f.server.answer("/doc.xml", answer);
             f.check();
-            QTRY_VERIFY(!f.isChecking());
-            QCOMPARE(saidAfterStart(f),
-                     QStringLiteral("state 1>1, message , last check, state 1>2"));
-            QCOMPARE(f.settings.calls.filter(QStringLiteral("set 47")).size(), 2);
-            QVERIFY(log.has(Log::eInfo, QStringLiteral("evaluateServerResponse] redirect url ") +
-                                            other.url("/there").toString()));
+            QTRY_VERIFY_WITH_TIMEOUT(!f.isChecking(), 20000);
+            QCOMPARE(f.client->state(), SoftwareUpdate::eError);
         }
     }
 
@@ -215,46 +180,36 @@ private slots:
         }
     }
 
-    void selectsPackages_data()
-    {
-        test::columns<QString, bool, QString>("cameras", "beta", "shown");
-        test::row("no cameras", "", false, "Viewer 4.3");
-        test::row("beta wanted", "", true, "Viewer 5.0 BETA");
-        test::row("cameras behind the product, each once", "cam2:1.0,cam1:1.0,cam1:1.1", false,
-                  "Viewer 4.3|two 3.0|one 2.0");
-        test::row("a camera up to date, one of unknown firmware", "cam1,cam2:3.0", false,
-                  "Viewer 4.3|one 2.0");
-    }
     void selectsPackages()
     {
-        QFETCH(QString, cameras);
-        QFETCH(bool, beta);
+        const QByteArray attributes = "' release-date='2026-01-01' platform='cam";
+        const QByteArray packages =
+            "</package-set><package-set type='Camera Firmware' status='STABLE'>" +
+            test::packageElement("2.0", "1.bin", "name='one" + attributes + "1'") +
+            test::packageElement("3.0", "2.bin", "name='two" + attributes + "2'") +
+            "</package-set><package-set name='Viewer' platform='Win32'>" +
+            test::packageElement("4.3", "b.exe", "status='STABLE'") +
+            test::packageElement("5.0", "c.exe", "status='BETA'");
         test::ClientFixture f;
-        f.settings.values[AppSettings::UpdateCameraVersions] = cameras;
-        f.settings.values[AppSettings::UpdateIncludeBeta] = beta;
-        const auto firmware = [](const char* name, const char* camera, const char* release) {
-            return test::packageElement(release, "1.bin",
-                                        "name='" + QByteArray(name) + "' platform='" + camera +
-                                            "' release-date='2026-01-0" + release[0] + "'");
+        f.server.answer("/doc.xml", test::http(200, test::document(packages)));
+        const auto shown = [&f](const char* cameras, bool beta) {
+            f.settings.values[AppSettings::UpdateCameraVersions] = QLatin1String(cameras);
+            f.settings.values[AppSettings::UpdateIncludeBeta] = beta;
+            f.check();
+            (void)QTest::qWaitFor([&f] { return !f.isChecking(); });
+            QStringList names;
+            const auto* dialog = f.dialog<SoftwareUpdateAvailableDialog>();
+            const auto* table = dialog->findChild<QTableWidget*>();
+            for (int row = 0; row < table->rowCount(); ++row) {
+                names << table->item(row, 0)->text();
+            }
+            return names.join(QLatin1Char('|'));
         };
-        f.server.answer(
-            "/doc.xml",
-            test::http(200, test::document(
-                                "</package-set>"
-                                "<package-set type='Camera Firmware' status='STABLE'>" +
-                                firmware("one", "cam1", "2.0") + firmware("two", "cam2", "3.0") +
-                                "</package-set><package-set name='Viewer' platform='Win32'>" +
-                                test::packageElement("4.2", "a.exe", "status='STABLE'") +
-                                test::packageElement("4.3", "b.exe", "status='STABLE'") +
-                                test::packageElement("5.0", "c.exe", "status='BETA'"))));
-        f.check();
-        QTRY_VERIFY(!f.isChecking());
-        const auto* table = f.dialog<SoftwareUpdateAvailableDialog>()->findChild<QTableWidget*>();
-        QStringList names;
-        for (int row = 0; row < table->rowCount(); ++row) {
-            names << table->item(row, 0)->text();
-        }
-        QTEST(names.join(QLatin1Char('|')), "shown");
+        QCOMPARE(shown("", false), QStringLiteral("Viewer 4.3"));
+        // Cameras stand behind the product, each once.
+        QCOMPARE(shown("cam2:1.0,cam1:1.0,cam1:1.1", true),
+                 QStringLiteral("Viewer 5.0 BETA|two 3.0|one 2.0"));
+        QCOMPARE(shown("cam1,cam2:3.0", false), QStringLiteral("Viewer 4.3|one 2.0"));
     }
 
     void checksAgainFromAnyState()
