@@ -182,11 +182,12 @@ private slots:
 
     void selectsPackages()
     {
-        const QByteArray attributes = "' release-date='2026-01-01' platform='cam";
         const QByteArray packages =
             "</package-set><package-set type='Camera Firmware' status='STABLE'>" +
-            test::packageElement("2.0", "1.bin", "name='one" + attributes + "1'") +
-            test::packageElement("3.0", "2.bin", "name='two" + attributes + "2'") +
+            test::packageElement("2.0", "1.bin",
+                                 "name='one' platform='cam1' release-date='2026-01-01'") +
+            test::packageElement("3.0", "2.bin",
+                                 "name='two' platform='cam2' release-date='2026-01-02'") +
             "</package-set><package-set name='Viewer' platform='Win32'>" +
             test::packageElement("4.3", "b.exe", "status='STABLE'") +
             test::packageElement("5.0", "c.exe", "status='BETA'");
