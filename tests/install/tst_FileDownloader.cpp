@@ -52,52 +52,6 @@ class tst_FileDownloader : public QObject
     Q_OBJECT
 
 private slots:
-    void downloads_data()
-    {
-        test::columns<Answer, QString, QByteArray>("answer", "events", "file");
-        const QByteArray body(300000, 'x');
-        const auto row = [](const char* name, const Answer& answer, const char* events,
-                            const QByteArray& file) { test::row(name, answer, events, file); };
-        row("a file", test::http(200, body), "whole 200, finished", body);
-        row("an empty file", test::http(200), "whole 200, finished", "");
-        row("a body without length", Answer{"HTTP/1.1 200 OK\r\n\r\nabc", Answer::eClose},
-            "whole 200, finished", "abc");
-        for (const int status : {301, 302, 303, 307, 308}) {
-            const QByteArray name = "redirect " + QByteArray::number(status);
-            row(name.constData(), test::redirect(status, "/file"), "whole 200, finished", "file");
-        }
-        row("redirect to itself", test::redirect(301, "/start", "it"), "not whole 301, finished",
-            "it");
-        row("redirect without target", test::redirect(302, {}, "?"), "not whole 302, finished",
-            "?");
-        row("no content", test::http(204), "not whole 204, finished", "");
-        row("not modified", test::http(304), "not whole 304, finished", "");
-        row("use proxy is no redirect", test::http(305, "p", "Location: /file\r\n"),
-            "not whole 305, finished", "p");
-        row("part of a file", test::http(206, "part"), "not whole 206, finished", "part");
-        row("error page", test::http(404, "<>"), "error 203, not whole 404, finished", "<>");
-        row("cut in the middle", test::partial(body, 150000, Answer::eClose),
-            "error 2, not whole 200, finished", body.left(150000));
-        row("reset before the answer", Answer{{}, Answer::eReset}, "error 2, not whole 0, finished",
-            "");
-        row("no HTTP at all", Answer{"220 mail ready\r\n\r\n", Answer::eClose},
-            "error 2, not whole 0, finished", "");
-    }
-    void downloads()
-    {
-        QFETCH(Answer, answer);
-        if (answer.end == Answer::eReset && !test::isResetNoticed) {
-            QSKIP("Wine does not always tell of a reset");
-        }
-        Fixture f;
-        f.server.answer("/start", answer);
-        f.server.answer("/file", test::http(200, "file"));
-        f.start("/start");
-        QTRY_VERIFY(f.events.contains(QStringLiteral("finished")));
-        QTEST(f.said(), "events");
-        QTEST(test::readFile(f.path), "file");
-    }
-
     void followsFiftyRedirectsAndNoMore()
     {
         Fixture f;
