@@ -12,7 +12,6 @@ using namespace zk;
 using test::StandIn;
 
 namespace {
-
 const auto restart = QStringLiteral("Please restart");
 const auto now = QStringLiteral("Restart now");
 const auto later = QStringLiteral("Restart later");
@@ -119,6 +118,8 @@ struct Installation
     QString parent = root.filePath(QStringLiteral("Prøve & 测试 dir"));
     QString folder = parent + QStringLiteral("/Camera \"Desk\" app");
     QString program;
+    QString inFolder;
+    QString inParent = parent + QStringLiteral("/UpdateInstaller");
     QString output;
 
     Installation()
@@ -130,24 +131,14 @@ struct Installation
         const QFileInfo self(QCoreApplication::applicationFilePath());
         program = folder + QLatin1Char('/') + self.fileName();
         QFile::copy(self.filePath(), program);
+        inFolder = folder + QStringLiteral("/UpdateInstaller");
     }
-    [[nodiscard]] QString temporary() const
+    void run(const QString& option)
     {
-        return root.filePath(QStringLiteral("tmp"));
-    }
-    [[nodiscard]] QString inFolder() const
-    {
-        return folder + QStringLiteral("/UpdateInstaller");
-    }
-    [[nodiscard]] QString inParent() const
-    {
-        return parent + QStringLiteral("/UpdateInstaller");
-    }
-
-    void run(const QStringList& more = {})
-    {
+        // What the process leaves when it is replaced goes with us.
+        const test::ScopedTemporaryFolder temporary(root.path());
         QProcess process;
-        process.start(program, QStringList{QStringLiteral("--host")} + more);
+        process.start(program, {QStringLiteral("--host"), option});
         QVERIFY(process.waitForFinished(20'000));
         output = QString::fromUtf8(process.readAllStandardOutput());
     }
@@ -164,70 +155,53 @@ class tst_ZipInstall : public QObject
 private slots:
     void initTestCase() { test::dropOffscreenSizeHintLine(); }
 
-    void handsOverToTheInstaller_data()
+    void handsOver_data()
     {
-        test::columns<bool>("isCopied");
-        test::row("a copy of the one in the application's folder", true);
-        test::row("one that lies beside the folder already", false);
+        test::columns<QString, QString>("place", "complaint");
+        test::row("to a copy of the installer in the application's folder", "", "");
+        test::row("to one that lies beside the folder already", "beside", "");
+        test::row("no installer", "none", "one of the following file/dir is missing: ");
+        test::row("a folder in its place", "folder", "could not copy file to ");
+        test::row("no program", "damaged", "starting zip installation application ");
+        test::row("no tree any more", "--tidy", "the unpacked files are gone from ");
     }
-    void handsOverToTheInstaller()
+    void handsOver()
     {
-        QFETCH(bool, isCopied);
+        QFETCH(QString, place);
+        QFETCH(QString, complaint);
         Installation installation;
-        const StandIn inFolder(installation.inFolder());
-        const QString target = installation.inParent();
-        if (!isCopied) {
-            const StandIn ours(target);
-            test::writeFile(installation.inFolder() + QStringLiteral("x"), "another");
+        if (place == QLatin1String("folder")) {
+            QDir().mkpath(installation.inFolder);
+        } else if (place != QLatin1String("none")) {
+            const StandIn installer(installation.inFolder);
         }
-        installation.run();
-
-        const QString record = target + QStringLiteral(".arguments");
+        if (place == QLatin1String("beside")) {
+            const StandIn installer(installation.inParent);
+        } else if (place == QLatin1String("damaged")) {
+            test::writeFile(installation.inParent, "no program");
+        }
+        installation.run(place);
+        const QString record = installation.inParent + QStringLiteral(".arguments");
+        if (!complaint.isEmpty()) {
+            QVERIFY2(installation.output.contains(failed), qPrintable(installation.output));
+            QVERIFY2(installation.output.contains(complaint), qPrintable(installation.output));
+            QVERIFY(!QFile::exists(record));
+            return;
+        }
         QTRY_VERIFY2(QFile::exists(record), qPrintable(installation.output));
-        const QStringList arguments =
-            QString::fromUtf8(test::readFile(record)).split(QLatin1Char('\n'));
+        const QStringList arguments = test::lines(test::readFile(record).constData());
         const QString newDir = arguments.value(4);
-        const QStringList expected{target,
+        const QStringList expected{installation.inParent,
                                    QStringLiteral("-oldDir"),
                                    installation.folder,
                                    QStringLiteral("-newDir"),
                                    newDir,
                                    QStringLiteral("-exe"),
-                                   QFileInfo(installation.program).fileName(),
-                                   QString()};
+                                   QFileInfo(installation.program).fileName()};
         QCOMPARE(arguments, expected);
         QCOMPARE(QDir(newDir).entryList(QDir::Files), QStringList{QStringLiteral("new program")});
-        // The process has been replaced: it said nothing, and left what its own end would have
-        // removed.
+        // The process has been replaced: it said nothing.
         QCOMPARE(installation.output, QString());
-        QVERIFY(QDir(newDir + QStringLiteral("/../..")).removeRecursively());
-    }
-
-    void saysWhenTheInstallerDoesNotStart_data()
-    {
-        test::columns<QString, QString>("obstacle", "line");
-        test::row("no installer", "", "one of the following file/dir is missing: ");
-        test::row("a folder in its place", "in folder", "could not copy file to ");
-        test::row("no program", "in parent", "starting zip installation application ");
-        test::row("no tree any more", "--tidy", "the unpacked files are gone from ");
-    }
-    void saysWhenTheInstallerDoesNotStart()
-    {
-        QFETCH(QString, obstacle);
-        QFETCH(QString, line);
-        Installation installation;
-        if (obstacle == QLatin1String("in folder")) {
-            QDir().mkpath(installation.inFolder());
-        } else if (!obstacle.isEmpty()) {
-            const StandIn installer(installation.inFolder());
-        }
-        if (obstacle == QLatin1String("in parent")) {
-            test::writeFile(installation.inParent(), "no program");
-        }
-        installation.run({obstacle});
-        QVERIFY2(installation.output.contains(failed), qPrintable(installation.output));
-        QVERIFY2(installation.output.contains(line), qPrintable(installation.output));
-        QVERIFY(!QFile::exists(installation.inParent() + QStringLiteral(".arguments")));
     }
 
     void asks_data()
