@@ -189,25 +189,6 @@ private slots:
 #endif
     }
 
-    void searchesPrograms()
-    {
-        const Place place;
-        const QString name = QStringLiteral("tool.exe");
-        const StandIn second(place.path("b/tool.exe"));
-        const auto find = [&](const QString& folders) {
-            return FileUtils::nativePath(name, SearchPath{folders});
-        };
-        const QString both = place.path("a") + QDir::listSeparator() + place.path("b");
-        QCOMPARE(find(both), QDir::toNativeSeparators(place.path("b/tool.exe")));
-        const StandIn first(place.path("a/tool.exe"));
-        QCOMPARE(find(both), QDir::toNativeSeparators(place.path("a/tool.exe")));
-        const QString workingFolder = QDir::currentPath();
-        QDir::setCurrent(place.path("a"));
-        QCOMPARE(find(QStringLiteral(".")), name);
-        QCOMPARE(find({}), name);
-        QDir::setCurrent(workingFolder);
-    }
-
     void startsInstallers()
     {
         const Place place;
@@ -218,12 +199,17 @@ private slots:
         DownloadManager().runInstaller(place.path("set up.EXE"));
         QCOMPARE(standIn.arguments(), QStringList{program});
 
+        // From the folders in PATH, not from the one we are in.
+        const QString workingFolder = QDir::currentPath();
+        const StandIn trap(place.path("msiexec.exe"));
+        QDir::setCurrent(place.top);
         const QString installer = QDir::toNativeSeparators(place.path("bin/msiexec.exe"));
         const StandIn msiExec(installer);
         DownloadManager().runInstaller(place.path("a b.MSI"));
         QCOMPARE(msiExec.arguments(),
                  (QStringList{installer, QStringLiteral("/i"),
                               QDir::toNativeSeparators(place.path("a b.MSI"))}));
+        QDir::setCurrent(workingFolder);
 
         for (const char* file : {"update.ZIP", "a.tar.gz", "a.exe.txt", ""}) {
             QString message;
@@ -319,22 +305,6 @@ private slots:
         QCOMPARE(place.leftovers(), QStringList());
         QCOMPARE(Place::isWaiting(), choosesFolder);
         QVERIFY(!interpreter.wasStarted());
-    }
-
-    void knowsWhetherAPackageWaits()
-    {
-        const Place place;
-        DownloadManager manager;
-        const auto waits = [&](const QString& file, int recorded) {
-            manager.installPackage().localFile = file;
-            manager.installPackage().fileSize = quint32(recorded);
-            return manager.hasInstallPackage();
-        };
-        const QString file = place.path("file");
-        test::writeFile(file, "12345");
-        QVERIFY(waits(file, 5) && !waits(file, 4) && !waits(file, 6));
-        QVERIFY(!waits(place.path("other"), 0) && !waits({}, 0));
-        QVERIFY(!waits(place.top, int(QFileInfo(place.top).size())));
     }
 };
 
