@@ -15,7 +15,6 @@
 #include <QTest>
 
 namespace zk::test {
-
 /** A client that shows two packages, with a temporary folder and a user of its own. */
 struct InstallFixture : ClientFixture
 {
@@ -63,34 +62,8 @@ struct InstallFixture : ClientFixture
         return dialog<SoftwareUpdateAvailableDialog>();
     }
     /** What lies in the temporary folder: names of files, or "folder" for an empty one. */
-    [[nodiscard]] QStringList leftovers() const
-    {
-        QStringList found;
-        QDirIterator it(temporary.filePath(QStringLiteral("tmp")),
-                        QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot,
-                        QDirIterator::Subdirectories);
-        while (it.hasNext()) {
-            it.next();
-            if (StandIn::isRecord(it.fileName())) {
-                continue;
-            }
-            if (!it.fileInfo().isDir() || QDir(it.filePath()).isEmpty()) {
-                found << (it.fileInfo().isDir() ? QStringLiteral("folder") : it.fileName());
-            }
-        }
-        return found;
-    }
-    [[nodiscard]] bool wasStarted() const
-    {
-        QDirIterator it(temporary.path(), QDir::Files, QDirIterator::Subdirectories);
-        while (it.hasNext()) {
-            it.next();
-            if (StandIn::isRecord(it.fileName())) {
-                return true;
-            }
-        }
-        return false;
-    }
+    [[nodiscard]] QStringList leftovers() const { return found(false); }
+    [[nodiscard]] bool wasStarted() const { return !found(true).isEmpty(); }
     /** What has become of it: "window" where nothing was started or left and the offer stands. */
     [[nodiscard]] QString end() const
     {
@@ -110,6 +83,24 @@ struct InstallFixture : ClientFixture
     [[nodiscard]] QStringList errorBoxes() const
     {
         return robot.seen().filter(QStringLiteral("Download Error: "));
+    }
+
+private:
+    /** The notes of programs that were started, or all else. */
+    [[nodiscard]] QStringList found(bool areNotes) const
+    {
+        QStringList names;
+        QDirIterator it(temporary.filePath(QStringLiteral("tmp")),
+                        QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot,
+                        QDirIterator::Subdirectories);
+        while (it.hasNext()) {
+            it.next();
+            const bool isFull = it.fileInfo().isDir() && !QDir(it.filePath()).isEmpty();
+            if (!isFull && StandIn::isRecord(it.fileName()) == areNotes) {
+                names << (it.fileInfo().isDir() ? QStringLiteral("folder") : it.fileName());
+            }
+        }
+        return names;
     }
 };
 

@@ -14,20 +14,14 @@
 using namespace zk;
 
 namespace {
-/** "type name(type name, ...)" with what kind it is in front. */
+/** "type name(type,...)" with what kind it is in front. */
 QString described(const QMetaMethod& method)
 {
-    const QList<QByteArray> types = method.parameterTypes();
-    const QList<QByteArray> names = method.parameterNames();
-    QStringList parameters;
-    for (int i = 0; i < types.size(); ++i) {
-        parameters << QString::fromLatin1(types[i] + (names[i].isEmpty() ? "" : " ") + names[i]);
-    }
     const QString kind = method.methodType() == QMetaMethod::Signal ? QStringLiteral("signal ")
                          : method.access() == QMetaMethod::Private  ? QStringLiteral("private ")
                                                                     : QString();
-    return kind + QString::fromLatin1(QByteArray(method.typeName()) + ' ' + method.name()) +
-           QLatin1Char('(') + parameters.join(QStringLiteral(", ")) + QLatin1Char(')');
+    return kind + QLatin1String(method.typeName()) + QLatin1Char(' ') +
+           QString::fromLatin1(method.methodSignature());
 }
 
 const QMetaObject* const classes[] = {

@@ -1,7 +1,6 @@
 #include "ClientFixture.h"
 #include "LogCapture.h"
 #include "MessageFilter.h"
-#include "Rows.h"
 
 #include "ui/SoftwareUpdateAvailableDialog.h"
 #include "ui/SoftwareUpdateDialog.h"
@@ -29,11 +28,7 @@ struct Fixture : test::ClientFixture
     }
 };
 
-using Act = void (*)(Fixture&);
-
 } // namespace
-
-Q_DECLARE_METATYPE(Act)
 
 class tst_SoftwareUpdateClient : public QObject
 {
@@ -91,61 +86,52 @@ private slots:
         QVERIFY(!timer->isActive());
     }
 
-    void startsWithTheChosenCheck_data()
-    {
-        test::columns<bool, int, int, bool>("automatic", "interval", "daysAgo", "checks");
-        test::row("automatic checks are off", false, 0, 100, false);
-        test::row("daily, checked just now", true, 1, 0, false);
-        test::row("daily, due", true, 1, 2, true);
-        test::row("an interval that is none", true, 7, 400, false);
-    }
     void startsWithTheChosenCheck()
     {
-        QFETCH(bool, automatic);
-        QFETCH(int, interval);
-        QFETCH(int, daysAgo);
-        QFETCH(bool, checks);
-        Fixture f;
-        f.settings.values[AppSettings::UpdateAutomaticCheck] = automatic;
-        f.settings.values[AppSettings::UpdateCheckInterval] = interval;
-        f.settings.values[AppSettings::UpdateLastCheck] =
-            QDateTime::currentDateTime().addDays(-daysAgo);
-        f.client->doInitialCheck(12345);
-        QVERIFY(!f.isChecking());
-        QCOMPARE(f.timer(12345) != nullptr, checks);
-        f.client->doInitialCheck(0);
-        QCOMPARE(f.isChecking(), checks);
-        QTRY_VERIFY(!f.isChecking());
+        const auto checks = [](bool automatic, int interval, int daysAgo) {
+            Fixture f;
+            f.settings.values[AppSettings::UpdateAutomaticCheck] = automatic;
+            f.settings.values[AppSettings::UpdateCheckInterval] = interval;
+            f.settings.values[AppSettings::UpdateLastCheck] =
+                QDateTime::currentDateTime().addDays(-daysAgo);
+            f.client->doInitialCheck(12345);
+            const bool isDelayed = !f.isChecking() && f.timer(12345);
+            f.client->doInitialCheck(0);
+            return int(isDelayed) + int(f.isChecking());
+        };
+        // At once and after a delay.
+        QCOMPARE(checks(true, 0, 0), 2);
+        QCOMPARE(checks(false, 0, 100), 0);
+        QCOMPARE(checks(true, 1, 0), 0);
+        QCOMPARE(checks(true, 1, 2), 2);
+        QCOMPARE(checks(true, 7, 400), 0); // an interval that is none
     }
 
-    void firesOnSchedule_data()
-    {
-        test::columns<int>("interval");
-        test::row("daily", 1);
-        test::row("weekly", 2);
-        test::row("monthly", 3);
-    }
     void firesOnSchedule()
     {
-        QFETCH(int, interval);
-        const test::LogCapture log;
-        Fixture f;
-        f.settings.values[AppSettings::UpdateCheckInterval] = interval;
-        // By the timer itself, as after an hour.
-        f.timer(hour)->start(0);
-        QTRY_COMPARE(f.server.requests().size(), 1);
-        f.client->disableSoftwareUpdate();
-        QVERIFY(log.has(Log::eInfo, QStringLiteral("queryLastUpdate] %1 update fired")
-                                        .arg(QLatin1String(QTest::currentDataTag()))));
-        QTRY_VERIFY(!f.isChecking());
-        // The time of this check counts from now on, or there would be one every hour.
-        QMetaObject::invokeMethod(f.client, "queryLastUpdate");
-        QVERIFY(!f.isChecking());
-        f.settings.values[AppSettings::UpdateLastCheck] =
-            f.client->getSettings().lastCheck.addDays(-1).addSecs(-100);
-        QMetaObject::invokeMethod(f.client, "queryLastUpdate");
-        QCOMPARE(f.isChecking(), interval == 1);
-        QTRY_VERIFY(!f.isChecking());
+        for (const char* name : {"daily", "weekly", "monthly"}) {
+            const bool isDaily = name[0] == 'd';
+            const test::LogCapture log;
+            Fixture f;
+            f.settings.values[AppSettings::UpdateCheckInterval] =
+                isDaily ? 1 : (name[0] == 'w' ? 2 : 3);
+            // By the timer itself, as after an hour.
+            f.timer(hour)->start(0);
+            QTRY_COMPARE(f.server.requests().size(), 1);
+            f.client->disableSoftwareUpdate();
+            QVERIFY2(log.has(Log::eInfo, QStringLiteral("queryLastUpdate] %1 update fired")
+                                             .arg(QLatin1String(name))),
+                     name);
+            QTRY_VERIFY(!f.isChecking());
+            // The time of this check counts from now on, or there would be one every hour.
+            QMetaObject::invokeMethod(f.client, "queryLastUpdate");
+            QVERIFY(!f.isChecking());
+            f.settings.values[AppSettings::UpdateLastCheck] =
+                f.client->getSettings().lastCheck.addDays(-1).addSecs(-100);
+            QMetaObject::invokeMethod(f.client, "queryLastUpdate");
+            QCOMPARE(f.isChecking(), isDaily);
+            QTRY_VERIFY(!f.isChecking());
+        }
     }
 
     void worksWithoutASettingsStore()
@@ -186,8 +172,9 @@ private slots:
         QTRY_VERIFY(!dialog);
     }
 
-    void survivesWhatHappensUnderTheSettingsDialog_data()
+    void survivesWhatHappensUnderTheSettingsDialog()
     {
+        using Act = void (*)(Fixture&);
         const Act askAgain = [](Fixture& f) {
             QVERIFY(f.settingsDialog()->isModal());
             // Back at once: the first call is the one that waits.
@@ -202,23 +189,17 @@ private slots:
             SoftwareUpdateClient::deleteInstance();
             f.parent.reset();
         };
-        test::columns<Act>("act");
-        test::row("asked for again", askAgain);
-        test::row("client deleted", deleteClient);
-        test::row("client and parent deleted", deleteBoth);
-    }
-    void survivesWhatHappensUnderTheSettingsDialog()
-    {
-        QFETCH(Act, act);
-        Fixture f;
-        bool isDone = false;
-        QTimer::singleShot(0, f.parent.get(), [&] {
-            act(f);
-            isDone = true;
-        });
-        f.showSettings(true);
-        QVERIFY(isDone);
-        QTRY_VERIFY(!f.settingsDialog() || !SoftwareUpdateClient::instance());
+        for (const Act act : {askAgain, deleteClient, deleteBoth}) {
+            Fixture f;
+            bool isDone = false;
+            QTimer::singleShot(0, f.parent.get(), [&] {
+                act(f);
+                isDone = true;
+            });
+            f.showSettings(true);
+            QVERIFY(isDone);
+            QTRY_VERIFY(!f.settingsDialog() || !SoftwareUpdateClient::instance());
+        }
     }
 
     void isNotInterruptedByBackgroundChecks()
