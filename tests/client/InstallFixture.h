@@ -15,6 +15,7 @@
 #include <QTest>
 
 namespace zk::test {
+
 /** A client that shows two packages, with a temporary folder and a user of its own. */
 struct InstallFixture : ClientFixture
 {

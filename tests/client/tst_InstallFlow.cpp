@@ -17,6 +17,7 @@ using Act = void (*)(Fixture&);
 Q_DECLARE_METATYPE(Act)
 
 namespace {
+
 constexpr int half = 120;
 const auto question = QStringLiteral("ask you to restart");
 

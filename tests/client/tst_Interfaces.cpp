@@ -14,6 +14,7 @@
 using namespace zk;
 
 namespace {
+
 /** "type name(type,...)" with what kind it is in front. */
 QString described(const QMetaMethod& method)
 {

@@ -17,19 +17,14 @@ const auto ours = QStringLiteral("ours");
 const auto other = QStringLiteral("other");
 const auto comment = QStringLiteral("timestamp:1\tfile:setup.exe\trelease:4.3");
 
-QByteArray withLine(const QByteArray& text, int line, const QByteArray& replacement)
+/** With one bit turned over in the middle of the base64 in line @p line. */
+QByteArray damaged(const QByteArray& text, int line)
 {
     QList<QByteArray> lines = text.split('\n');
-    lines[line] = replacement;
+    QByteArray bytes = QByteArray::fromBase64(lines[line]);
+    bytes[bytes.size() / 2] = char(bytes.at(bytes.size() / 2) ^ 1);
+    lines[line] = bytes.toBase64();
     return lines.join('\n');
-}
-
-/** With the byte at @p position of the base64 in line @p line turned into another. */
-QByteArray damaged(const QByteArray& text, int line, int position)
-{
-    QByteArray bytes = QByteArray::fromBase64(text.split('\n').at(line));
-    bytes[position] = char(bytes.at(position) ^ 1);
-    return withLine(text, line, bytes.toBase64());
 }
 
 } // namespace
@@ -92,10 +87,8 @@ private slots:
         test::row("of another release",
                   sign("package", QStringLiteral("file:setup.exe\trelease:4.2")),
                   "made for release '4.2'");
-        test::row("another comment", withLine(good, 2, "trusted comment: file:setup.exe"),
-                  "comment is not signed");
-        test::row("damaged", damaged(good, 1, 40), "comment is not signed");
-        test::row("damaged global signature", damaged(good, 3, 40), "comment is not signed");
+        test::row("damaged", damaged(good, 1), "comment is not signed");
+        test::row("damaged global signature", damaged(good, 3), "comment is not signed");
         test::row("cut off", good.left(good.size() - 10), "cannot be decoded");
         test::row("a megabyte", good + QByteArray(1'000'000, '\n'), "no signature file");
     }

@@ -9,6 +9,7 @@
 using namespace zk;
 
 namespace {
+
 constexpr int hour = 3600000;
 
 struct Fixture : test::ClientFixture

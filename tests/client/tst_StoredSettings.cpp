@@ -12,6 +12,7 @@ using namespace zk;
 using SoftwareUpdate::SoftwareUpdateSettings;
 
 namespace {
+
 SoftwareUpdateSettings example(const QString& product)
 {
     SoftwareUpdateSettings settings;
@@ -83,29 +84,27 @@ private slots:
 
     void readsNonsense_data()
     {
-        test::columns<QByteArray, QString>("ini", "read");
-        const auto row = [](const char* name, const char* line, const char* read) {
-            test::row(name, QByteArray(line), read);
-        };
-        row("flags that are off", "UpdateAutomaticCheck=false\nUpdateIncludeBeta=0", "44 false");
-        row("flags that are on", "UpdateAutomaticCheck=1\nUpdateIncludeBeta=true", "45 true");
-        row("words", "UpdateCheckInterval=abc\nUpdateLastCheck=abc", "");
-        row("lists that nobody quoted", "UpdatePlatforms=Win32, Win64\nUpdateProductName=a,b",
-            "39 a,b | 48 Win32,Win64");
-        row("lists with holes", "UpdatePackageSuffixes=\",exe,,zip,\"", "49 exe,zip");
-        row("cameras with and without versions", "UpdateCameraVersions=\"a:1,b,c:2:3,:4\"",
-            "51 a:1,b:,c:2,:4");
-        row("maps",
-            "UpdateServerUrl=@Variant(\\0\\0\\0\\b\\0\\0\\0\\0)\n"
-            "UpdateAutomaticCheck=@Variant(\\0\\0\\0\\b\\0\\0\\0\\0)",
-            "");
+        test::columns<QString, QString>("ini", "read");
+        test::row("flags that are off", "UpdateAutomaticCheck=false\nUpdateIncludeBeta=0",
+                  "44 false");
+        test::row("flags that are on", "UpdateAutomaticCheck=1\nUpdateIncludeBeta=true", "45 true");
+        test::row("words", "UpdateCheckInterval=abc\nUpdateLastCheck=abc", "");
+        test::row("lists that nobody quoted", "UpdatePlatforms=Win32, Win64\nUpdateProductName=a,b",
+                  "39 a,b | 48 Win32,Win64");
+        test::row("lists with holes", "UpdatePackageSuffixes=\",exe,,zip,\"", "49 exe,zip");
+        test::row("cameras with and without versions", "UpdateCameraVersions=\"a:1,b,c:2:3,:4\"",
+                  "51 a:1,b:,c:2,:4");
+        test::row("maps",
+                  "UpdateServerUrl=@Variant(\\0\\0\\0\\b\\0\\0\\0\\0)\n"
+                  "UpdateAutomaticCheck=@Variant(\\0\\0\\0\\b\\0\\0\\0\\0)",
+                  "");
     }
     void readsNonsense()
     {
-        QFETCH(QByteArray, ini);
+        QFETCH(QString, ini);
         QTemporaryFile file;
         QVERIFY(file.open());
-        file.write("[SoftwareUpdateGroup]\n" + ini + "\n");
+        file.write("[SoftwareUpdateGroup]\n" + ini.toUtf8());
         file.close();
         AppSettings store(file.fileName());
         test::RecordingSettings empty;

@@ -11,6 +11,7 @@ using namespace zk;
 using test::Answer;
 
 namespace {
+
 QByteArray newer()
 {
     return test::document(test::packageElement("4.3", "a.exe"));

@@ -12,6 +12,7 @@ using namespace zk;
 using test::StandIn;
 
 namespace {
+
 const auto restart = QStringLiteral("Please restart");
 const auto now = QStringLiteral("Restart now");
 const auto later = QStringLiteral("Restart later");

@@ -12,6 +12,7 @@ using namespace zk;
 using test::Answer;
 
 namespace {
+
 /** A downloader with a server, and everything it says, in order. */
 struct Fixture
 {
