@@ -62,8 +62,6 @@ private slots:
         test::row("not found", test::http(404), failed);
         test::row("server error with a document", test::http(500, newer()), failed);
         test::row("reset", Answer{{}, Answer::eReset}, closed);
-        test::row("cut in the middle", test::partial(QByteArray(2000, 'x'), 1000, Answer::eClose),
-                  closed);
         test::row("relative redirect", test::redirect(302, "other.xml"),
                   "state 1>1, message , last check, state 1>6, message Protocol \"\" is unknown");
     }
