@@ -189,7 +189,6 @@ private slots:
         const QByteArray slow = Host::archive("new program", 50'000'000);
         const char* const bad = "tst_ZipInstall: Downloaded file could not be unpacked:";
         const Act deleteClient = [](Host&) { SoftwareUpdateClient::deleteInstance(); };
-        const Act closeParent = [](Host& host) { host.ClientFixture::parent.reset(); };
         const Act stopWaiting = [](Host& host) {
             QCOMPARE(host.waiting->labelText(), QStringLiteral("Unpacking 'update.zip'"));
             host.waiting->findChild<QPushButton*>()->click();
@@ -198,8 +197,6 @@ private slots:
         test::row("later, stopping to wait", slow, now, true, stopWaiting, "new program");
         test::row("client gone at the question", slow, now, false, deleteClient, "");
         test::row("client gone while unpacking", slow, now, true, deleteClient, "");
-        test::row("parent gone at the question", slow, now, false, closeParent, "new program");
-        test::row("parent gone while unpacking", slow, now, true, closeParent, "new program");
         test::row("no archive", QByteArray("<html>404</html>"), now, false, Act(nullptr), bad);
         test::row("an empty file", QByteArray(), later, false, Act(nullptr), bad);
     }

@@ -19,7 +19,6 @@ private slots:
             return PackagePresentation::row(info).join(QLatin1Char('|'));
         };
         PackageInfo info;
-        QCOMPARE(cells(info), QStringLiteral(" |0.0 MB||Multilingual|"));
         info.publicName = QStringLiteral("Camera Viewer");
         info.release = QStringLiteral("4.3.0");
         info.status = QStringLiteral("BETA");
@@ -94,7 +93,6 @@ private slots:
     {
         test::columns<QString, QString>("path", "name");
         test::row("trailing slashes", "a/setup//", "setup");
-        test::row("blanks and accents", "a/my Prøve.exe", "my Prøve.exe");
         test::row("query", "get?file=a.exe", "get_file=a.exe");
         test::row("folder above", "a/..", "package.exe");
         test::row("encoded separators", "..%2F..%5Ca.exe", "..%2F..%5Ca.exe");
