@@ -133,6 +133,7 @@ private slots:
         test::row("tunnel", "good", true, "tinyproxy", "", 0);
         test::row("HTTP proxy with a password", "", true, "tinyproxy", "secret", 0);
         test::row("tunnel with a password", "good", true, "tinyproxy", "secret", 0);
+        test::row("HTTP proxy missing a password", "", true, "tinyproxy", "missing", 105);
         test::row("tunnel missing a password", "good", true, "tinyproxy", "missing", 105);
         test::row("SOCKS 5 tunnel", "good", true, "microsocks", "", 0);
         test::row("proxy that is gone", "", true, "gone", "", 1);

@@ -114,15 +114,20 @@ private slots:
         test::InstallFixture f;
         f.robot.press(QStringLiteral("Installation process failed"), QStringLiteral("OK"));
         f.client->setPackagePublicKeys({m_otherKey, m_key});
-        // A signature without an end.
-        f.server.answer("/setup.exe.minisig",
-                        test::partial(QByteArray(50'000'000, 'x'), 900, Answer::eSilence));
-        f.install();
-        QTRY_COMPARE(f.robot.seen().mid(1),
-                     QStringList{QStringLiteral("Installation failed: Installation process failed. "
-                                                "If problem persists try manual install.")});
-        QTRY_VERIFY2(f.end().startsWith(QLatin1String("window, ")), qPrintable(f.end()));
-        QVERIFY2(f.end().contains(QStringLiteral("could not be downloaded")), qPrintable(f.end()));
+        const Answer endless = test::partial(QByteArray(50'000'000, 'x'), 900, Answer::eSilence);
+        for (const Answer& answer : {test::http(404), endless}) {
+            f.server.answer("/setup.exe.minisig", answer);
+            const int boxes = f.robot.seen().size();
+            f.install();
+            QTRY_COMPARE(f.robot.seen().size(), boxes + 2);
+            QCOMPARE(f.robot.seen().last(),
+                     QStringLiteral("Installation failed: Installation process failed. If problem "
+                                    "persists try manual install."));
+            QTRY_VERIFY2(f.end().startsWith(QLatin1String("window, ")), qPrintable(f.end()));
+            QVERIFY2(
+                f.log.lines(Log::eError).last().contains(QStringLiteral("could not be downloaded")),
+                qPrintable(f.end()));
+        }
         f.server.answer("/setup.exe.minisig", {test::redirect(302, "/elsewhere"), test::http(404)});
         f.server.answer("/elsewhere", test::http(200, sign(f.program)));
         f.install();
