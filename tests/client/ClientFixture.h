@@ -6,6 +6,7 @@
 #include "client/SoftwareUpdateClient.h"
 
 #include <QNetworkProxy>
+#include <QTest>
 #include <QTimer>
 #include <QWidget>
 
@@ -87,6 +88,13 @@ struct ClientFixture
     }
 
     void check() const { client->performUpdateCheck(server.url("/doc.xml")); }
+    /** Checks with a document of these packages, to the end. */
+    void checkFor(const QByteArray& packages)
+    {
+        server.answer("/doc.xml", http(200, document(packages)));
+        check();
+        QTRY_VERIFY(!isChecking());
+    }
     [[nodiscard]] bool isChecking() const { return client->state() == SoftwareUpdate::eChecking; }
 };
 

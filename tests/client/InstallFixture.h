@@ -26,28 +26,25 @@ struct InstallFixture : ClientFixture
     /** Notes that it has been started, in a file beside itself. */
     QByteArray program = StandIn::bytes();
 
-    explicit InstallFixture(const QByteArray& url = "setup.exe")
+    explicit InstallFixture(const QByteArray& name = "setup.exe")
     {
         QDir(temporary.path()).mkdir(QStringLiteral("tmp"));
         robot.press(QStringLiteral("ask you to restart"), QStringLiteral("Proceed"));
         robot.press(QStringLiteral("Error code"), QStringLiteral("OK"));
-        offer(url);
-        showOffer();
+        offer(name);
     }
 
-    void offer(const QByteArray& url)
+    /** Shows a package that lies on the server. */
+    void offer(const QByteArray& name)
     {
-        server.answer(
-            "/doc.xml",
-            http(200, document(packageElement("4.3", server.url("/" + url).toEncoded()))));
-        server.answer("/" + url, http(200, program));
+        server.answer("/" + name, http(200, program));
+        show(server.url("/" + name));
     }
-    void showOffer()
+    void show(const QUrl& url)
     {
         // All kinds of packages are taken for a candidate, as a host may have it.
         settings.values[AppSettings::UpdatePackageSuffixes] = QString();
-        check();
-        QTRY_VERIFY(!isChecking());
+        checkFor(packageElement("4.3", url.toEncoded()));
         QCOMPARE(client->state(), SoftwareUpdate::eUpdateAvailable);
     }
     void install(int row = 0)

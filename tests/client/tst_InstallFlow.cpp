@@ -41,21 +41,14 @@ void cancelBehindTheLastByte(Fixture& f)
                      });
 }
 
-void checkAgain(Fixture& f, const QByteArray& packages)
-{
-    f.server.answer("/doc.xml", test::http(200, test::document(packages)));
-    f.check();
-    QTRY_VERIFY(!f.isChecking());
-}
-
 void findAnother(Fixture& f)
 {
-    checkAgain(f, test::packageElement("5.0", "http://127.0.0.1:1/other.msi"));
+    f.checkFor(test::packageElement("5.0", "http://127.0.0.1:1/other.msi"));
 }
 
 void findNothing(Fixture& f)
 {
-    checkAgain(f, {});
+    f.checkFor({});
 }
 
 void deleteClient(Fixture& /*f*/)
@@ -118,7 +111,7 @@ private slots:
         test::row("no length", Answer{"HTTP/1.1 200 OK\r\n\r\n" + program, Answer::eClose},
                   Act(keepStill), started);
         const Act installAgain = [](Fixture& f) {
-            f.offer("setup.exe");
+            f.server.answer("/setup.exe", test::http(200, f.program));
             f.install();
         };
         const Act reject = [](Fixture& f) {
@@ -170,7 +163,7 @@ private slots:
         QTRY_VERIFY(!finished.isEmpty() || !f.errorBoxes().isEmpty());
         QTRY_COMPARE(f.end(), end);
         if (end.startsWith(QLatin1String("window"))) {
-            f.offer("setup.exe");
+            f.server.answer("/setup.exe", test::http(200, test::StandIn::bytes()));
             f.install();
             QTRY_COMPARE(f.end(),
                          end.replace(QLatin1String("window"), QLatin1String("started, setup.exe")));
@@ -242,9 +235,9 @@ private slots:
     void followsTheSelection()
     {
         Fixture f;
-        checkAgain(f, "<package release=\"4.3\"><file url=\"http://h/a.exe\"/>"
-                      "<release-notes url=\"http://h/n\"/></package>" +
-                          test::packageElement("4.3", "http://h/b.zip"));
+        f.checkFor("<package release=\"4.3\"><file url=\"http://h/a.exe\"/>"
+                   "<release-notes url=\"http://h/n\"/></package>" +
+                   test::packageElement("4.3", "http://h/b.zip"));
         const auto shown = [&f](const QList<int>& rows) {
             QMetaObject::invokeMethod(f.client, "manageUpdateAvailableDialog",
                                       Q_ARG(SoftwareUpdate::SoftUpIndexList, rows));
@@ -266,11 +259,11 @@ private slots:
     void opensSafePagesOnly()
     {
         Fixture f;
-        checkAgain(f, "<package release=\"4.3\"><file url=\"http://h/a.exe\"/>"
-                      "<release-notes url=\"notes.html\"/>"
-                      "<release-notes language=\"de\" url=\"http://h/de\"/></package>"
-                      "<package release=\"4.3\"><file url=\"javascript:b.exe\"/>"
-                      "<release-notes url=\"file://host/share\"/></package>");
+        f.checkFor("<package release=\"4.3\"><file url=\"http://h/a.exe\"/>"
+                   "<release-notes url=\"notes.html\"/>"
+                   "<release-notes language=\"de\" url=\"http://h/de\"/></package>"
+                   "<package release=\"4.3\"><file url=\"javascript:b.exe\"/>"
+                   "<release-notes url=\"file://host/share\"/></package>");
         const QStringList schemes{QStringLiteral("http"), QStringLiteral("javascript"),
                                   QStringLiteral("file")};
         catchPages(schemes);

@@ -161,10 +161,7 @@ private slots:
         const RunningNginx server(certificate.isEmpty() ? QString()
                                                         : m_certificates.filePath(certificate));
         test::InstallFixture f;
-        const QByteArray url = server.url("latest/store/setup.exe").toEncoded();
-        f.server.answer("/doc.xml",
-                        test::http(200, test::document(test::packageElement("4.3", url))));
-        f.showOffer();
+        f.show(server.url("latest/store/setup.exe"));
         QNetworkProxy used =
             running.proxy(proxy == QLatin1String("microsocks") ? QNetworkProxy::Socks5Proxy
                                                                : QNetworkProxy::HttpProxy);

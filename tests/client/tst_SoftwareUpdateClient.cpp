@@ -228,10 +228,8 @@ private slots:
     {
         Fixture f;
         f.showSettings();
-        f.server.answer("/doc.xml",
-                        test::http(200, test::document(test::packageElement("4.3", "a.exe"))));
-        f.check();
-        QTRY_COMPARE(f.client->state(), SoftwareUpdate::eUpdateAvailable);
+        f.checkFor(test::packageElement("4.3", "a.exe"));
+        QCOMPARE(f.client->state(), SoftwareUpdate::eUpdateAvailable);
         const QPointer<SoftwareUpdateAvailableDialog> available =
             f.dialog<SoftwareUpdateAvailableDialog>();
         QCOMPARE(available->parentWidget(), f.settingsDialog());

@@ -57,7 +57,6 @@ struct Host : QObject, test::InstallFixture
     {
         program = zip;
         offer("update.zip");
-        showOffer();
         const int boxes = robot.seen().size();
         install();
         QTRY_VERIFY(robot.seen().size() >= boxes + 2);
