@@ -190,11 +190,11 @@ private slots:
         QCOMPARE(standIn.arguments(), QStringList{program});
 
         // From the folders in PATH, not from the one we are in.
-        const QString workingFolder = QDir::currentPath();
-        const StandIn trap(place.path("msiexec.exe"));
-        QDir::setCurrent(place.top);
         const QString installer = QDir::toNativeSeparators(place.path("bin/msiexec.exe"));
         const StandIn msiExec(installer);
+        const StandIn trap(place.path("msiexec.exe"));
+        const QString workingFolder = QDir::currentPath();
+        QDir::setCurrent(place.top);
         DownloadManager().runInstaller(place.path("a b.MSI"));
         QCOMPARE(msiExec.arguments(),
                  (QStringList{installer, QStringLiteral("/i"),
