@@ -189,16 +189,17 @@ private slots:
         DownloadManager().runInstaller(place.path("set up.EXE"));
         QCOMPARE(standIn.arguments(), QStringList{program});
 
-        // From the folders in PATH, not from the one we are in.
         const QString installer = QDir::toNativeSeparators(place.path("bin/msiexec.exe"));
         const StandIn msiExec(installer);
-        const StandIn trap(place.path("msiexec.exe"));
-        const QString workingFolder = QDir::currentPath();
-        QDir::setCurrent(place.top);
         DownloadManager().runInstaller(place.path("a b.MSI"));
         QCOMPARE(msiExec.arguments(),
                  (QStringList{installer, QStringLiteral("/i"),
                               QDir::toNativeSeparators(place.path("a b.MSI"))}));
+        // Never from the folder we are in.
+        const auto name = QStringLiteral("msiexec.exe");
+        const QString workingFolder = QDir::currentPath();
+        QDir::setCurrent(place.path("bin"));
+        QCOMPARE(FileUtils::nativePath(name, SearchPath{QStringLiteral(".")}), name);
         QDir::setCurrent(workingFolder);
 
         for (const char* file : {"update.ZIP", "a.tar.gz", "a.exe.txt", ""}) {
