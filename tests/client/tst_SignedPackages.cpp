@@ -124,9 +124,10 @@ private slots:
                      QStringLiteral("Installation failed: Installation process failed. If problem "
                                     "persists try manual install."));
             QTRY_VERIFY2(f.end().startsWith(QLatin1String("window, ")), qPrintable(f.end()));
-            QVERIFY2(
-                f.log.lines(Log::eError).last().contains(QStringLiteral("could not be downloaded")),
-                qPrintable(f.end()));
+            QVERIFY2(f.log.lines(Log::eError)
+                         .constLast()
+                         .contains(QStringLiteral("could not be downloaded")),
+                     qPrintable(f.end()));
         }
         f.server.answer("/setup.exe.minisig", {test::redirect(302, "/elsewhere"), test::http(404)});
         f.server.answer("/elsewhere", test::http(200, sign(f.program)));
