@@ -4,6 +4,7 @@
 #include "ui/MessageBox.h"
 
 #include "install/DownloadTarget.h"
+#include "install/LinkRule.h"
 #include "install/ProcessStart.h"
 #include "install/ProgressScale.h"
 #include "support/DialogFlags.h"
@@ -58,6 +59,13 @@ bool SoftwareUpdateClient::confirmInstallation()
 
 void SoftwareUpdateClient::startDownload(const PackageInfo& package)
 {
+    if (!isOpenableLink(package.url)) {
+        SOFTWAREUPDATE_LOG(Log::eError, "zk::SoftwareUpdateClient::installPackage",
+                           "package is not downloaded: ", logText(package.url));
+        showErrorBox(tr("Download Error"),
+                     tr("Error code %1").arg(int(QNetworkReply::ProtocolUnknownError)));
+        return;
+    }
     const QString folder = FileUtils::createTempDir();
     if (folder.isEmpty()) {
         SOFTWAREUPDATE_LOG(Log::eError, "zk::SoftwareUpdateClient::installPackage",

@@ -11,6 +11,7 @@
 #include "ui/SoftwareUpdateDialog.h"
 #include "ui/SoftwareUpdateWidget.h"
 
+#include <QCoreApplication>
 #include <QNetworkRequest>
 #include <QTimer>
 
@@ -238,6 +239,14 @@ bool SoftwareUpdateClient::followRedirect(const QNetworkReply& reply)
         return false;
     }
     SOFTWAREUPDATE_LOG(Log::eInfo, function, "redirect url ", logText(target));
+    if (target.scheme() == QLatin1String("file") && !isOpenableLink(target)) {
+        // Windows would offer the user's credentials to the host that the server names; elsewhere
+        // Qt refuses it with this text.
+        requestError(QCoreApplication::translate("QNetworkAccessFileBackend",
+                                                 "Request for opening non-local file %1")
+                         .arg(target.toString()));
+        return true;
+    }
     performUpdateCheck(target);
     return true;
 }

@@ -196,23 +196,30 @@ bool FileDownloader::followRedirect(QNetworkReply* reply)
     if (target == reply->url()) {
         return false;
     }
-    if (++m_redirects > maximumRedirects) {
-        const QPointer<FileDownloader> self(this);
-        const Result result{QNetworkReply::TooManyRedirectsError, httpStatus(*reply), false,
-                            m_reply != reply};
-        reply->deleteLater();
-        m_isDelivering = true;
-        emit error(result.error);
-        if (self) {
-            complete(result);
-        }
-        if (self) {
-            m_isDelivering = false;
-        }
-        return true;
+    if (!isOpenableLink(target)) {
+        refuse(reply, QNetworkReply::ProtocolUnknownError);
+    } else if (++m_redirects > maximumRedirects) {
+        refuse(reply, QNetworkReply::TooManyRedirectsError);
+    } else {
+        get(target);
     }
-    get(target);
     return true;
+}
+
+/** Ends the download with @p reply, of which nothing is written. */
+void FileDownloader::refuse(QNetworkReply* reply, QNetworkReply::NetworkError code)
+{
+    const QPointer<FileDownloader> self(this);
+    const Result result{code, httpStatus(*reply), false, m_reply != reply};
+    reply->deleteLater();
+    m_isDelivering = true;
+    emit error(result.error);
+    if (self) {
+        complete(result);
+    }
+    if (self) {
+        m_isDelivering = false;
+    }
 }
 
 void FileDownloader::complete(const Result& result)

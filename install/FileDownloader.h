@@ -53,8 +53,9 @@ public:
     /** Told how each download ended. */
     using CompletionCallback = std::function<void(const Result& result)>;
 
-    /** More hops than this in one download end in error(TooManyRedirectsError); nothing is written.
-     */
+    /** More hops than this in one download end in error(TooManyRedirectsError), and one that leads
+     * to anything but http, https, ftp or a file of this machine in error(ProtocolUnknownError);
+     * nothing is written. */
     static constexpr int maximumRedirects = 50;
 
     /** Owned by @p parent, if there is one. */
@@ -101,6 +102,7 @@ private:
     void get(const QUrl& url);
     void stopOversized(QNetworkReply* reply, qint64 received, qint64 total);
     bool followRedirect(QNetworkReply* reply);
+    void refuse(QNetworkReply* reply, QNetworkReply::NetworkError code);
     void complete(const Result& result);
 };
 

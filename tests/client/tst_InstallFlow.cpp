@@ -99,6 +99,7 @@ private slots:
         fails("no content", test::http(204), 204);
         fails("redirect without target", test::http(302, "page"), 302);
         fails("redirect to another kind of place", test::redirect(302, "gopher://127.0.0.1/"), 301);
+        fails("redirect to a share", test::redirect(302, "file://127.0.0.1/share/a.exe"), 301);
 
         const auto goesOn = [&program](const char* name, Act act, const char* end) {
             test::row(name, test::partial(program, half, Answer::eSilence), act, end);

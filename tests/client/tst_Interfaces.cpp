@@ -2,6 +2,7 @@
 #include "install/DownloadManager.h"
 #include "install/FileDownloader.h"
 #include "ui/SoftwareUpdateAvailableDialog.h"
+#include "ui/SoftwareUpdateDialog.h"
 #include "ui/SoftwareUpdateWidget.h"
 
 #include "RecordingSettings.h"
@@ -15,20 +16,27 @@ using namespace zk;
 
 namespace {
 
-/** "type name(type,...)" with what kind it is in front. */
+/** "type name(type name, ...)" with what kind it is in front. */
 QString described(const QMetaMethod& method)
 {
     const QString kind = method.methodType() == QMetaMethod::Signal ? QStringLiteral("signal ")
                          : method.access() == QMetaMethod::Private  ? QStringLiteral("private ")
                                                                     : QString();
+    QStringList parameters;
+    for (int i = 0; i < method.parameterCount(); ++i) {
+        const QByteArray name = method.parameterNames().at(i);
+        parameters << QLatin1String(method.parameterTypes().at(i) +
+                                    (name.isEmpty() ? name : ' ' + name));
+    }
     return kind + QLatin1String(method.typeName()) + QLatin1Char(' ') +
-           QString::fromLatin1(method.methodSignature());
+           QLatin1String(method.name()) + QLatin1Char('(') + parameters.join(QStringLiteral(", ")) +
+           QLatin1Char(')');
 }
 
 const QMetaObject* const classes[] = {
     &SoftwareUpdateClient::staticMetaObject, &FileDownloader::staticMetaObject,
-    &DownloadManager::staticMetaObject, &SoftwareUpdateWidget::staticMetaObject,
-    &SoftwareUpdateAvailableDialog::staticMetaObject};
+    &DownloadManager::staticMetaObject,      &SoftwareUpdateWidget::staticMetaObject,
+    &SoftwareUpdateDialog::staticMetaObject, &SoftwareUpdateAvailableDialog::staticMetaObject};
 
 } // namespace
 
@@ -83,6 +91,9 @@ private slots:
     void registersEveryType()
     {
         for (const QMetaObject* meta : classes) {
+            if (meta == &SoftwareUpdateDialog::staticMetaObject) {
+                continue; // its one slot is for a button of its own
+            }
             for (int i = meta->methodOffset(); i < meta->methodCount(); ++i) {
                 const QMetaMethod method = meta->method(i);
                 const QList<QByteArray> types = method.parameterTypes() << method.typeName();

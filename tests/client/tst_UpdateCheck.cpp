@@ -68,6 +68,9 @@ private slots:
         leads("relative redirect", "other.xml", QStringLiteral("Protocol \"\" is unknown"));
         leads("redirect to an unknown kind of place", "gopher://127.0.0.1/",
               QStringLiteral("Protocol \"gopher\" is unknown"));
+        test::row("redirect to a share", test::redirect(302, "file://127.0.0.1/share/doc.xml"),
+                  "state 1>6, message Request for opening non-local file "
+                  "file://127.0.0.1/share/doc.xml");
         leads("redirect to nobody", "http://127.0.0.1:1/", QStringLiteral("Connection refused"));
         test::row("reset", Answer{{}, Answer::eReset}, closed);
     }
