@@ -46,20 +46,6 @@ void writeEntryFields(QDataStream& stream, const QByteArray& name, const QByteAr
 
 } // namespace
 
-QByteArray gzip(const QByteArray& data)
-{
-    // qCompress() writes a length of its own (4 bytes), then a zlib stream: 2 bytes, deflate, 4
-    // bytes.
-    const QByteArray compressed = qCompress(data);
-    QByteArray result("\x1f\x8b\x08\x00\x00\x00\x00\x00\x00\xff", 10);
-    result += compressed.mid(6, compressed.size() - 10);
-    QByteArray trailer;
-    QDataStream stream(&trailer, QIODevice::WriteOnly);
-    stream.setByteOrder(QDataStream::LittleEndian);
-    stream << crc32(data) << quint32(data.size());
-    return result + trailer;
-}
-
 QByteArray storedZip(const QList<ArchiveFile>& files)
 {
     QByteArray archive;

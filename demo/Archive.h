@@ -6,9 +6,6 @@
 
 namespace demo {
 
-/** @p data as one gzip member. */
-QByteArray gzip(const QByteArray& data);
-
 /** A file in an archive. */
 struct ArchiveFile
 {

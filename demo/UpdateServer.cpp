@@ -1,6 +1,5 @@
 #include "demo/UpdateServer.h"
 
-#include "demo/Archive.h"
 #include "demo/StoppableServer.h"
 
 #include <algorithm>
@@ -13,32 +12,11 @@
 namespace demo {
 
 using Answer = UpdateServer::Answer;
-using Request = UpdateServer::Request;
 
 namespace {
 
 // Idle connections hold a worker each, and browsers and QNetworkAccessManager open six at a time.
 constexpr std::size_t workers = 24;
-
-// What httplib adds to the headers of a request to tell a handler who is asking.
-bool isOwnAddition(const std::string& name)
-{
-    return name.rfind("REMOTE_", 0) == 0 || name.rfind("LOCAL_", 0) == 0;
-}
-
-Request recorded(const httplib::Request& request)
-{
-    Request result;
-    result.method = QByteArray::fromStdString(request.method);
-    result.path = QByteArray::fromStdString(request.target);
-    for (const auto& header : request.headers) {
-        if (!isOwnAddition(header.first)) {
-            result.headers.append({QByteArray::fromStdString(header.first),
-                                   QByteArray::fromStdString(header.second)});
-        }
-    }
-    return result;
-}
 
 } // namespace
 
@@ -99,18 +77,6 @@ public:
         return found == m_answers.end() ? notFound : found->second;
     }
 
-    QList<Request> requests() const
-    {
-        const std::lock_guard<std::mutex> lock(m_mutex);
-        return m_requests;
-    }
-
-    void clearRequests()
-    {
-        const std::lock_guard<std::mutex> lock(m_mutex);
-        m_requests.clear();
-    }
-
 private:
     StoppableServer m_server;
     int m_port = 0;
@@ -119,14 +85,9 @@ private:
     std::condition_variable m_stopping;
     bool m_isStopping = false;
     std::map<std::string, std::shared_ptr<const Answer>> m_answers;
-    QList<Request> m_requests;
 
     void respond(const httplib::Request& request, httplib::Response& response)
     {
-        {
-            const std::lock_guard<std::mutex> lock(m_mutex);
-            m_requests.append(recorded(request));
-        }
         const auto given = answer(request.path);
         if (given->hang) {
             pause(std::chrono::hours(24));
@@ -134,9 +95,6 @@ private:
             return;
         }
         response.status = given->status;
-        for (const Header& header : given->headers) {
-            response.set_header(header.first.toStdString(), header.second.toStdString());
-        }
         send(given, response);
     }
 
@@ -166,16 +124,6 @@ private:
         return !m_stopping.wait_for(lock, duration, [this] { return m_isStopping; });
     }
 };
-
-QByteArray UpdateServer::Request::header(const QByteArray& name) const
-{
-    for (const Header& header : headers) {
-        if (header.first.compare(name, Qt::CaseInsensitive) == 0) {
-            return header.second;
-        }
-    }
-    return QByteArray();
-}
 
 UpdateServer::UpdateServer()
     : d(std::make_unique<Private>())
@@ -224,39 +172,11 @@ Answer UpdateServer::answer(const QString& path) const
     return *d->answer(path.toStdString());
 }
 
-QList<Request> UpdateServer::requests() const
-{
-    return d->requests();
-}
-
-void UpdateServer::clearRequests()
-{
-    d->clearRequests();
-}
-
 Answer UpdateServer::page(const QByteArray& contentType, const QByteArray& body)
 {
     Answer answer;
     answer.contentType = contentType;
     answer.body = body;
-    return answer;
-}
-
-Answer UpdateServer::redirect(int status, const QByteArray& target)
-{
-    Answer answer =
-        page(QByteArrayLiteral("text/plain"), QByteArrayLiteral("The page has moved.\n"));
-    answer.status = status;
-    if (!target.isEmpty()) {
-        answer.headers.append({QByteArrayLiteral("Location"), target});
-    }
-    return answer;
-}
-
-Answer UpdateServer::gzipped(const QByteArray& contentType, const QByteArray& body)
-{
-    Answer answer = page(contentType, gzip(body));
-    answer.headers.append({QByteArrayLiteral("Content-Encoding"), QByteArrayLiteral("gzip")});
     return answer;
 }
 

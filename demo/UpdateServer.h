@@ -1,8 +1,6 @@
 #pragma once
 
 #include <QByteArray>
-#include <QList>
-#include <QPair>
 #include <QString>
 #include <QUrl>
 
@@ -20,8 +18,6 @@ namespace demo {
 class UpdateServer
 {
 public:
-    using Header = QPair<QByteArray, QByteArray>;
-
     /** What is sent for a path. */
     struct Answer
     {
@@ -29,25 +25,12 @@ public:
         QByteArray contentType;
         /** Sent as it stands: nothing is compressed on the way. */
         QByteArray body;
-        QList<Header> headers;
         /** The body goes out in pieces of this many bytes ... */
         int pieceSize = 64 * 1024;
         /** ... with a pause of this many milliseconds before each. */
         int pause = 0;
         /** Say nothing at all until the server stops, which ends the connection. */
         bool hang = false;
-    };
-
-    /** What a client asked for. */
-    struct Request
-    {
-        QByteArray method;
-        /** With the query, as it was sent. */
-        QByteArray path;
-        QList<Header> headers;
-
-        /** The value of the first header called @p name, in any case; null when there is none. */
-        [[nodiscard]] QByteArray header(const QByteArray& name) const;
     };
 
     UpdateServer();
@@ -71,15 +54,7 @@ public:
     /** The answer for @p path; a 404 for a path never set. */
     [[nodiscard]] Answer answer(const QString& path) const;
 
-    /** All requests so far, in the order in which they arrived. */
-    [[nodiscard]] QList<Request> requests() const;
-    void clearRequests();
-
     [[nodiscard]] static Answer page(const QByteArray& contentType, const QByteArray& body);
-    /** A redirect with @p status to @p target, absolute or relative; an empty one is not sent. */
-    [[nodiscard]] static Answer redirect(int status, const QByteArray& target);
-    /** @p body compressed with gzip, whether the client accepts it or not. */
-    [[nodiscard]] static Answer gzipped(const QByteArray& contentType, const QByteArray& body);
     [[nodiscard]] static Answer failure(int status);
     [[nodiscard]] static Answer hanging();
 
