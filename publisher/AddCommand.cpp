@@ -1,6 +1,7 @@
 #include "publisher/Addition.h"
 #include "publisher/CommandLine.h"
 #include "publisher/Commands.h"
+#include "publisher/Files.h"
 #include "publisher/FindingReport.h"
 #include "publisher/Lint.h"
 
@@ -9,7 +10,6 @@
 
 #include <QFile>
 #include <QFileInfo>
-#include <QSaveFile>
 #include <QUrl>
 
 namespace publisher {
@@ -123,13 +123,29 @@ QString readFiles(const CommandLine& line, NewRelease& release)
     return QString();
 }
 
-bool write(const QString& path, const QByteArray& bytes, QString& error)
+/** What the document becomes on the disk, and what is wrong with it then. */
+int addTo(const QString& path, const NewRelease& release, Console& console)
 {
-    QSaveFile file(path);
-    const bool isWritten =
-        file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size() && file.commit();
-    error = file.errorString();
-    return isWritten;
+    std::optional<QByteArray> before = QByteArray();
+    if (QFile::exists(path)) {
+        before = readFile(path, console);
+    }
+    if (!before) {
+        return eFailed;
+    }
+    const Addition addition = addRelease(*before, release);
+    if (const auto* const refusal = std::get_if<QString>(&addition)) {
+        console.complain(QStringLiteral("%1: nothing was added: %2").arg(path, *refusal));
+        return eHasErrors;
+    }
+    const QByteArray& bytes = std::get<QByteArray>(addition);
+    if (!writeFile(path, bytes, console)) {
+        return eFailed;
+    }
+    console.print(QStringLiteral("%1: packages added: %2").arg(path).arg(release.files.size()));
+    const Findings findings = lint(bytes, QFileInfo(path).absolutePath());
+    printFindings(findings, path, console);
+    return exitCode(findings);
 }
 
 } // namespace
@@ -158,27 +174,7 @@ int addCommand(const QStringList& arguments, Console& console)
         console.complain(QStringLiteral("softwareupdate-publish add: ") + complaint);
         return eUsage;
     }
-    const QString path = line.positionalArguments().constFirst();
-    QFile file(path);
-    if (file.exists() && !file.open(QIODevice::ReadOnly)) {
-        console.complain(QStringLiteral("%1: %2").arg(path, file.errorString()));
-        return eFailed;
-    }
-    const Addition addition = addRelease(file.isOpen() ? file.readAll() : QByteArray(), release);
-    file.close();
-    if (const auto* const refusal = std::get_if<QString>(&addition)) {
-        console.complain(QStringLiteral("%1: nothing was added: %2").arg(path, *refusal));
-        return eHasErrors;
-    }
-    const QByteArray& bytes = std::get<QByteArray>(addition);
-    if (!write(path, bytes, complaint)) {
-        console.complain(QStringLiteral("%1: %2").arg(path, complaint));
-        return eFailed;
-    }
-    console.print(QStringLiteral("%1: packages added: %2").arg(path).arg(release.files.size()));
-    const Findings findings = lint(bytes, QFileInfo(path).absolutePath());
-    printFindings(findings, path, console);
-    return exitCode(findings);
+    return addTo(line.positionalArguments().constFirst(), release, console);
 }
 
 } // namespace publisher

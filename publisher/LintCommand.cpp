@@ -1,6 +1,6 @@
 #include "publisher/CommandLine.h"
 #include "publisher/Commands.h"
-#include "publisher/DocumentFile.h"
+#include "publisher/Files.h"
 #include "publisher/FindingReport.h"
 #include "publisher/Lint.h"
 
@@ -20,12 +20,11 @@ int lintCommand(const QStringList& arguments, Console& console)
         return *code;
     }
     const QString place = line.positionalArguments().constFirst();
-    const DocumentFile document = readDocument(place);
-    if (!document.error.isEmpty()) {
-        console.complain(QStringLiteral("%1: %2").arg(place, document.error));
+    const DocumentFile document = readDocument(place, console);
+    if (!document.bytes) {
         return eFailed;
     }
-    const Findings findings = lint(document.bytes, document.folder);
+    const Findings findings = lint(*document.bytes, document.folder);
     if (line.isSet(json)) {
         console.print(QString::fromUtf8(toJson(findings, place)));
     } else {

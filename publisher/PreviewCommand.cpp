@@ -1,6 +1,6 @@
 #include "publisher/CommandLine.h"
 #include "publisher/Commands.h"
-#include "publisher/DocumentFile.h"
+#include "publisher/Files.h"
 #include "publisher/Lint.h"
 #include "publisher/PackageSource.h"
 #include "publisher/PreviewReport.h"
@@ -9,7 +9,6 @@
 #include "ui/SoftwareUpdateTranslator.h"
 
 #include <QCoreApplication>
-#include <QSaveFile>
 
 namespace publisher {
 
@@ -84,16 +83,23 @@ std::optional<Audience> readAudience(const CommandLine& line, const Options& opt
     return std::nullopt;
 }
 
-bool writePage(const PreviewReport& report, const QString& path, const Console& console)
+int show(const PreviewReport& report, const CommandLine& line, const Options& options,
+         const Console& console)
 {
-    QSaveFile file(path);
-    const QByteArray page = toHtml(report);
-    if (file.open(QIODevice::WriteOnly) && file.write(page) == page.size() && file.commit()) {
-        console.print(QStringLiteral("written: ") + path);
-        return true;
+    const QString page = line.value(options.html);
+    if (!page.isEmpty()) {
+        const bool isWritten = writeFile(page, toHtml(report), console);
+        if (isWritten) {
+            console.print(QStringLiteral("written: ") + page);
+        }
+        return isWritten ? eFine : eFailed;
     }
-    console.complain(QStringLiteral("%1: %2").arg(path, file.errorString()));
-    return false;
+    if (line.isSet(options.json)) {
+        console.print(QString::fromUtf8(toJson(report)));
+    } else {
+        printPreview(report, console);
+    }
+    return eFine;
 }
 
 } // namespace
@@ -119,28 +125,21 @@ int previewCommand(const QStringList& arguments, Console& console)
         return eUsage;
     }
     const QString place = line.positionalArguments().constFirst();
-    const DocumentFile document = readDocument(place);
-    if (!document.error.isEmpty()) {
-        console.complain(QStringLiteral("%1: %2").arg(place, document.error));
+    const DocumentFile document = readDocument(place, console);
+    if (!document.bytes) {
         return eFailed;
     }
     zk::SoftwareUpdateTranslator translator;
     if (translator.load(audience->locale)) {
         QCoreApplication::installTranslator(&translator);
     }
-    const zk::PackageInfoList packages = parsePackages(document.bytes);
+    const zk::PackageInfoList packages = parsePackages(*document.bytes);
     PreviewReport report{place, *audience, preview(packages, *audience), {}, {}};
     if (line.isSet(options.html)) {
-        report.findings = lint(document.bytes, document.folder);
+        report.findings = lint(*document.bytes, document.folder);
         report.matrix = audienceMatrix(packages, audience->locale);
-        return writePage(report, line.value(options.html), console) ? eFine : eFailed;
     }
-    if (line.isSet(options.json)) {
-        console.print(QString::fromUtf8(toJson(report)));
-    } else {
-        printPreview(report, console);
-    }
-    return eFine;
+    return show(report, line, options, console);
 }
 
 } // namespace publisher

@@ -1,0 +1,75 @@
+#include "publisher/Files.h"
+
+#include "publisher/Console.h"
+
+#include <QEventLoop>
+#include <QFile>
+#include <QFileInfo>
+#include <QNetworkAccessManager>
+#include <QNetworkReply>
+#include <QNetworkRequest>
+#include <QSaveFile>
+#include <QUrl>
+
+namespace publisher {
+
+namespace {
+
+constexpr int timeoutMs = 15'000;
+
+/** Nothing when there is no answer, which is said. */
+std::optional<QByteArray> fetch(const QUrl& url, const Console& console)
+{
+    QNetworkAccessManager manager;
+    QNetworkRequest request(url);
+    request.setTransferTimeout(timeoutMs);
+    request.setAttribute(QNetworkRequest::RedirectPolicyAttribute,
+                         QNetworkRequest::NoLessSafeRedirectPolicy);
+    QNetworkReply* const reply = manager.get(request);
+    QEventLoop loop;
+    QObject::connect(reply, &QNetworkReply::finished, &loop, &QEventLoop::quit);
+    loop.exec();
+    if (reply->error() != QNetworkReply::NoError) {
+        console.complain(QStringLiteral("%1: %2").arg(url.toString(), reply->errorString()));
+        return std::nullopt;
+    }
+    return reply->readAll();
+}
+
+} // namespace
+
+DocumentFile readDocument(const QString& place, const Console& console)
+{
+    const QUrl url(place);
+    if (url.scheme() == QLatin1String("http") || url.scheme() == QLatin1String("https")) {
+        return {fetch(url, console), QString()};
+    }
+    const QString path = url.isLocalFile() ? url.toLocalFile() : place;
+    return {readFile(path, console), QFileInfo(path).absolutePath()};
+}
+
+std::optional<QByteArray> readFile(const QString& path, const Console& console)
+{
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly)) {
+        console.complain(QStringLiteral("%1: %2").arg(path, file.errorString()));
+        return std::nullopt;
+    }
+    return file.readAll();
+}
+
+bool writeFile(const QString& path, const QByteArray& bytes, const Console& console,
+               Readers readers)
+{
+    QSaveFile file(path);
+    const bool isOpen = file.open(QIODevice::WriteOnly);
+    const auto owner = QFileDevice::ReadOwner | QFileDevice::WriteOwner;
+    if (!isOpen || (readers == Readers::eOwner && !file.setPermissions(owner)) ||
+        file.write(bytes) != bytes.size() || !file.commit()) {
+        console.complain(QStringLiteral("%1: %2").arg(path, file.errorString()));
+        return false;
+    }
+    return true;
+}
+
+} // namespace publisher
