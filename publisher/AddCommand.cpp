@@ -138,7 +138,7 @@ int addTo(const QString& path, const NewRelease& release, Console& console)
         console.complain(QStringLiteral("%1: nothing was added: %2").arg(path, *refusal));
         return eHasErrors;
     }
-    const QByteArray& bytes = std::get<QByteArray>(addition);
+    const auto& bytes = std::get<QByteArray>(addition);
     if (!writeFile(path, bytes, console)) {
         return eFailed;
     }

@@ -67,7 +67,8 @@ QString Console::coloured(const QString& text, Colour colour) const
 
 void Console::progress(const QString& label, qint64 done, qint64 total)
 {
-    const int percent = total > 0 ? int(100 * done / total) : int(done / (1024 * 1024));
+    constexpr qint64 mebibyte = 1024LL * 1024;
+    const int percent = int(total > 0 ? 100 * done / total : done / mebibyte);
     if (!m_isErrorTerminal || percent == m_shown) {
         return;
     }

@@ -22,7 +22,7 @@ std::optional<QByteArray> readPassword(const CommandLine& line, const QString& q
 {
     const QString path = line.value(QStringLiteral("password-file"));
     if (path.isEmpty()) {
-        const auto password = askPassword(question);
+        auto password = askPassword(question);
         if (!password) {
             console.complain(QStringLiteral("there is no terminal to ask for the password: use "
                                             "--password-file"));
