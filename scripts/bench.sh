@@ -5,7 +5,7 @@ set -euo pipefail
 build=$1
 name=${2:-}
 [ $# -gt 1 ] && shift 2 || shift
-export QT_QPA_PLATFORM=offscreen LC_ALL=C.UTF-8
+export QT_QPA_PLATFORM=offscreen LC_ALL=C.UTF-8 XDG_RUNTIME_DIR=$build/runtime
 figures=$(mktemp)
 copy=$(mktemp)
 trap 'rm -f "$figures" "$copy"' EXIT

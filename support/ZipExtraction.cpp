@@ -8,9 +8,12 @@
 #include <libdeflate.h>
 #include <zip.h>
 
+#include <algorithm>
 #include <array>
+#include <deque>
 #include <limits>
 #include <new>
+#include <thread>
 #include <utility>
 
 namespace zk {
@@ -108,15 +111,19 @@ void ZipExtraction::DecompressorCloser::operator()(libdeflate_decompressor* deco
     libdeflate_free_decompressor(decompressor);
 }
 
+ZipExtraction::Inflater::Inflater()
+    : decompressor(libdeflate_alloc_decompressor())
+{
+    if (!decompressor) {
+        throw std::bad_alloc();
+    }
+}
+
 ZipExtraction::ZipExtraction(const ZipArchive& archive, Progress progress, IsAborted isAborted)
     : m_archive(archive)
     , m_progress(std::move(progress))
     , m_isAborted(std::move(isAborted))
-    , m_decompressor(libdeflate_alloc_decompressor())
 {
-    if (!m_decompressor) {
-        throw std::bad_alloc();
-    }
 }
 
 ZipExtraction::~ZipExtraction() = default;
@@ -174,24 +181,39 @@ void ZipExtraction::checkSpace(const std::vector<Job>& jobs, const QString& targ
 
 bool ZipExtraction::extractAll(const Jobs& jobs, ZipTargetTree& tree)
 {
-    Batch* batch = &m_batches[0];
-    Batch* next = &m_batches[1];
-    plan(*next, jobs, 0);
-    std::future<void> loading = startLoading(*next, jobs);
-    while (next->first < jobs.size()) {
-        if (loading.valid()) {
-            loading.get();
+    // Loading is inflating, for the most part, which is what all the cores are for.
+    const std::size_t cores = std::max(std::thread::hardware_concurrency(), 1U);
+    const std::size_t ahead = std::min(cores, m_batches.size() - 1);
+    struct Loading
+    {
+        Batch* batch;
+        std::future<void> done; // waits when it is dropped
+    };
+    std::deque<Loading> queue;
+    std::size_t next = 0;
+    std::size_t planned = 0;
+    // An entry of its own takes the memory that there is for all: it is loaded when it is written,
+    // and nothing beside it.
+    const auto loadAhead = [&] {
+        while (planned < jobs.size() && queue.size() < ahead &&
+               (queue.empty() || !queue.back().batch->alone)) {
+            Batch& batch = m_batches[next++ % m_batches.size()];
+            plan(batch, jobs, planned);
+            planned = batch.end;
+            queue.push_back({&batch, startLoading(batch, jobs)});
         }
-        std::swap(batch, next);
-        plan(*next, jobs, batch->end);
-        if (!batch->alone) {
-            loading = startLoading(*next, jobs);
+    };
+    for (loadAhead(); !queue.empty(); loadAhead()) {
+        Batch& batch = *queue.front().batch;
+        if (queue.front().done.valid()) {
+            queue.front().done.get();
         }
-        if (!write(*batch, jobs, tree)) {
+        queue.pop_front();
+        if (!batch.alone) {
+            loadAhead();
+        }
+        if (!write(batch, jobs, tree)) {
             return false;
-        }
-        if (batch->alone) {
-            loading = startLoading(*next, jobs);
         }
     }
     return true;
@@ -234,7 +256,7 @@ void ZipExtraction::load(Batch& batch, const Jobs& jobs)
         const ZipEntry& entry = m_archive.entries()[jobs[i].index];
         try {
             if (!entry.isFolder()) {
-                unpack(jobs[i].index, entry, data);
+                unpack(jobs[i].index, entry, data, batch.inflater);
             }
         } catch (const IOException& error) {
             batch.failedAt = i;
@@ -245,7 +267,7 @@ void ZipExtraction::load(Batch& batch, const Jobs& jobs)
     }
 }
 
-bool ZipExtraction::write(const Batch& batch, const Jobs& jobs, ZipTargetTree& tree)
+bool ZipExtraction::write(Batch& batch, const Jobs& jobs, ZipTargetTree& tree)
 {
     const char* data = batch.data.data.get();
     for (std::size_t i = batch.first; i < batch.end; ++i) {
@@ -258,7 +280,8 @@ bool ZipExtraction::write(const Batch& batch, const Jobs& jobs, ZipTargetTree& t
         if (i == batch.failedAt) {
             throw IOException(batch.failure);
         }
-        if (!(batch.alone ? writeAlone(job, entry, tree) : writeLoaded(job, entry, data, tree))) {
+        if (!(batch.alone ? writeAlone(job, entry, batch, tree)
+                          : writeLoaded(job, entry, data, tree))) {
             return false;
         }
         data += batch.alone ? 0 : entry.size;
@@ -266,15 +289,20 @@ bool ZipExtraction::write(const Batch& batch, const Jobs& jobs, ZipTargetTree& t
     return true;
 }
 
-bool ZipExtraction::writeAlone(const Job& job, const ZipEntry& entry, ZipTargetTree& tree)
+bool ZipExtraction::writeAlone(const Job& job, const ZipEntry& entry, Batch& batch,
+                               ZipTargetTree& tree)
 {
     if (entry.method != ZIP_CM_DEFLATE || entry.size > MaxInflatedAtOnce ||
         entry.compressedSize > MaxPackedAtOnce) {
         return writeStreamed(job, entry, tree);
     }
-    char* const unpacked = m_unpacked.atLeast(entry.size);
-    unpack(job.index, entry, unpacked);
-    return writeLoaded(job, entry, unpacked, tree);
+    char* const unpacked = batch.data.atLeast(entry.size);
+    unpack(job.index, entry, unpacked, batch.inflater);
+    const bool isWritten = writeLoaded(job, entry, unpacked, tree);
+    // Not one such entry in each of the batches.
+    batch.data = Buffer();
+    batch.inflater.packed = Buffer();
+    return isWritten;
 }
 
 bool ZipExtraction::writeLoaded(const Job& job, const ZipEntry& entry, const char* data,
@@ -292,19 +320,23 @@ bool ZipExtraction::writeLoaded(const Job& job, const ZipEntry& entry, const cha
     return entry.size > 0 || announce(0);
 }
 
-void ZipExtraction::unpack(std::size_t index, const ZipEntry& entry, char* unpacked)
+void ZipExtraction::unpack(std::size_t index, const ZipEntry& entry, char* unpacked,
+                           Inflater& inflater)
 {
-    ZipArchive::Stream stream = m_archive.stream(index, ZipArchive::Form::Raw);
-    if (entry.method == ZIP_CM_STORE) {
-        stream.readFully(unpacked, qint64(entry.size));
+    const bool isStored = entry.method == ZIP_CM_STORE;
+    char* const packed = isStored ? unpacked : inflater.packed.atLeast(entry.compressedSize);
+    {
+        const std::lock_guard<std::mutex> lock(m_reading);
+        ZipArchive::Stream stream = m_archive.stream(index, ZipArchive::Form::Raw);
+        stream.readFully(packed, qint64(isStored ? entry.size : entry.compressedSize));
+    }
+    if (isStored) {
         return checkCrc(libdeflate_crc32(0, unpacked, std::size_t(entry.size)), entry);
     }
-    char* const packed = m_packed.atLeast(entry.compressedSize);
-    stream.readFully(packed, qint64(entry.compressedSize));
     std::size_t used = 0;
     std::size_t made = 0;
     const libdeflate_result result = libdeflate_deflate_decompress_ex(
-        m_decompressor.get(), packed, std::size_t(entry.compressedSize), unpacked,
+        inflater.decompressor.get(), packed, std::size_t(entry.compressedSize), unpacked,
         std::size_t(entry.size), &used, &made);
     if (result == LIBDEFLATE_INSUFFICIENT_SPACE) {
         throw wrongSize();

@@ -6,9 +6,11 @@
 #include <QFile>
 #include <QString>
 
+#include <array>
 #include <functional>
 #include <future>
 #include <memory>
+#include <mutex>
 #include <vector>
 
 struct libdeflate_decompressor;
@@ -62,9 +64,19 @@ private:
         void operator()(libdeflate_decompressor* decompressor) const;
     };
 
+    /** What inflating takes, for one thread at a time. */
+    struct Inflater
+    {
+        Inflater();
+
+        std::unique_ptr<libdeflate_decompressor, DecompressorCloser> decompressor;
+        Buffer packed;
+    };
+
     /** Jobs in a row, from first to before end. */
     struct Batch
     {
+        Inflater inflater;
         std::size_t first = 0;
         std::size_t end = 0;
         /** One entry that is not loaded ahead. */
@@ -76,29 +88,28 @@ private:
         QString failure;
     };
     using Jobs = std::vector<Job>;
+    /** Batches of which one is written while the others are being loaded. */
+    using Batches = std::array<Batch, 4>;
 
     void checkSpace(const Jobs& jobs, const QString& targetDir) const;
     bool extractAll(const Jobs& jobs, ZipTargetTree& tree);
     void plan(Batch& batch, const Jobs& jobs, std::size_t first) const;
     [[nodiscard]] std::future<void> startLoading(Batch& batch, const Jobs& jobs);
     void load(Batch& batch, const Jobs& jobs);
-    bool write(const Batch& batch, const Jobs& jobs, ZipTargetTree& tree);
-    bool writeAlone(const Job& job, const ZipEntry& entry, ZipTargetTree& tree);
+    bool write(Batch& batch, const Jobs& jobs, ZipTargetTree& tree);
+    bool writeAlone(const Job& job, const ZipEntry& entry, Batch& batch, ZipTargetTree& tree);
     bool writeLoaded(const Job& job, const ZipEntry& entry, const char* data, ZipTargetTree& tree);
     bool writeStreamed(const Job& job, const ZipEntry& entry, ZipTargetTree& tree);
-    void unpack(std::size_t index, const ZipEntry& entry, char* unpacked);
+    void unpack(std::size_t index, const ZipEntry& entry, char* unpacked, Inflater& inflater);
     bool writePieces(QFile& file, const char* data, qint64 size);
     bool announce(qint64 bytes);
 
     const ZipArchive& m_archive;
     Progress m_progress;
     IsAborted m_isAborted;
-    std::unique_ptr<libdeflate_decompressor, DecompressorCloser> m_decompressor;
-    // The archive, the decompressor and these serve one thread at a time: nothing is loaded ahead
-    // while an entry of its own is written.
-    Buffer m_packed;
-    Buffer m_unpacked;
-    Batch m_batches[2];
+    /** The archive serves one thread at a time. */
+    std::mutex m_reading;
+    Batches m_batches;
     const ZipEntry* m_current = nullptr;
     qint64 m_written = 0;
 };
