@@ -9,8 +9,8 @@ namespace publisher {
 
 namespace {
 
-constexpr QLatin1String secretSuffix(".key");
-constexpr QLatin1String publicSuffix(".pub");
+constexpr char secretSuffix[] = ".key";
+constexpr char publicSuffix[] = ".pub";
 
 int makeKeys(const QString& name, const QByteArray& password, const Console& console)
 {
@@ -20,12 +20,13 @@ int makeKeys(const QString& name, const QByteArray& password, const Console& con
         console.complain(QStringLiteral("there is not enough memory to protect it"));
         return eFailed;
     }
-    if (!writeFile(name + secretSuffix, secret, console, Readers::eOwner) ||
-        !writeFile(name + publicSuffix, key.publicKeyFile(), console)) {
+    const QString secretPath = name + QLatin1String(secretSuffix);
+    const QString publicPath = name + QLatin1String(publicSuffix);
+    if (!writeFile(secretPath, secret, console, Readers::eOwner) ||
+        !writeFile(publicPath, key.publicKeyFile(), console)) {
         return eFailed;
     }
-    console.print(
-        QStringLiteral("written: %1 and %2").arg(name + secretSuffix, name + publicSuffix));
+    console.print(QStringLiteral("written: %1 and %2").arg(secretPath, publicPath));
     console.print(QStringLiteral("for setPackagePublicKeys(): ") +
                   QString::fromLatin1(key.publicKey()));
     return eFine;
@@ -47,7 +48,7 @@ int keysCommand(const QStringList& arguments, Console& console)
         return *code;
     }
     const QString name = line.positionalArguments().constFirst();
-    const QString secretPath = name + secretSuffix;
+    const QString secretPath = name + QLatin1String(secretSuffix);
     if (QFile::exists(secretPath)) {
         console.complain(QStringLiteral("%1 exists: whoever loses a key can sign nothing that "
                                         "hosts accept")

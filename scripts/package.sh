@@ -20,7 +20,7 @@ mkdir -p build/packages/check/{TGZ,DEB,ZIP}
 
 configure release
 say "building (release)"
-cmake --build --preset release --target SoftwareUpdateClient softwareupdate_installer
+cmake --build --preset release --target SoftwareUpdateClient softwareupdate_installer softwareupdate_publish
 say "packing for Linux"
 cpack --config build/release/CPackConfig.cmake -B "$PWD/build/packages"
 tar -C build/packages/check/TGZ -xzf build/packages/*.tar.gz
