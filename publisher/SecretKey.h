@@ -39,10 +39,10 @@ public:
     [[nodiscard]] QByteArray publicKeyFile() const;
 
     /**
-     * The text of a signature file for what has the BLAKE2b-512 @p hash, 64 bytes. The comment is
-     * signed too.
+     * The text of a signature file for what has the BLAKE2b-512 hash @p digest, 64 bytes. The
+     * comment is signed too.
      */
-    [[nodiscard]] QByteArray sign(const QByteArray& hash, const QByteArray& trustedComment) const;
+    [[nodiscard]] QByteArray sign(const QByteArray& digest, const QByteArray& trustedComment) const;
 
 private:
     QByteArray m_id;
