@@ -66,7 +66,8 @@ QString refusal(const PackageInfoList& before, const PackageInfoList& more,
         if (!isWhatWasWanted(package, release, release.files.at(i))) {
             return QStringLiteral("values that stand above it in the document would change it");
         }
-        for (const PackageInfo& other : before + more.mid(0, i)) {
+        const PackageInfoList others = before + more.mid(0, i);
+        for (const PackageInfo& other : others) {
             const bool isTwin = other == package && other.platforms.intersects(package.platforms);
             if (other.url == package.url || isTwin) {
                 return QStringLiteral("%1 is in the document already%2")

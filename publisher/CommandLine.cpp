@@ -25,7 +25,7 @@ std::optional<int> CommandLine::read(const QStringList& arguments, int fewest, i
         console.print(QStringLiteral("Usage: softwareupdate-publish %1 %2")
                           .arg(arguments.first(), text.mid(text.indexOf(QLatin1Char(' ')) + 1)));
         console.print(QStringLiteral("\nExamples:"));
-        for (const QString& example : m_examples) {
+        for (const QString& example : qAsConst(m_examples)) {
             console.print(QStringLiteral("  softwareupdate-publish ") + example);
         }
         return eFine;

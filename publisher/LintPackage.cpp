@@ -17,8 +17,6 @@ namespace {
 
 using namespace zk;
 
-const QStringList hostPlatforms{QStringLiteral("Win32"), QStringLiteral("Win64")};
-
 bool isFirmware(const PackageInfo& info)
 {
     return info.type == QLatin1String(Vocabulary::typeCameraFirmware);
@@ -187,7 +185,7 @@ void checkPlatforms(const PackageSource& package, Report& report)
     if (!isFirmware(package.info)) {
         return;
     }
-    for (const QString& platform : hostPlatforms) {
+    for (const QString& platform : {QStringLiteral("Win32"), QStringLiteral("Win64")}) {
         if (package.info.platforms.contains(platform)) {
             report.add(Finding::eError, package.offset(Vocabulary::platform), "firmware-platform",
                        QStringLiteral("firmware is for camera models: \"%1\" never matches one")

@@ -21,10 +21,9 @@ NewRelease firmware(const char* release, const char* platforms, qint64 size)
     return result;
 }
 
-const QByteArray set = "<package-set type=\"Camera Firmware\" status=\"STABLE\" language=\"en\">";
-const QByteArray old =
-    "<package name=\"F\" platform=\"P\" release=\"1\" release-date=\"2026-01-01\" "
-    "url=\"f.bin\" file-size=\"9\"/>";
+const char set[] = "<package-set type=\"Camera Firmware\" status=\"STABLE\" language=\"en\">";
+const char old[] = "<package name=\"F\" platform=\"P\" release=\"1\" release-date=\"2026-01-01\" "
+                   "url=\"f.bin\" file-size=\"9\"/>";
 
 } // namespace
 
@@ -43,8 +42,8 @@ private slots:
         const QByteArray name = " name=\"Firmware &lt;&quot;&amp;&gt;\"";
         const QByteArray date = " release-date=\"2026-11-20 10:00:00\">";
         row("behind what is there, which stays as it is written",
-            "<!-- a -->\n<softwareList base-url='http://h/'><!-- b -->\n  " + set + "\n    " + old +
-                "<!-- c -->\n|  </package-set>\n</softwareList>\n<!-- d -->",
+            QByteArray("<!-- a -->\n<softwareList base-url='http://h/'><!-- b -->\n  ") + set +
+                "\n    " + old + "<!-- c -->\n|  </package-set>\n</softwareList>\n<!-- d -->",
             "    <package" + name + " release=\"2\" platform=\"Q\"" + date +
                 "\n      <file url=\"new.bin\" file-size=\"77\"/>\n    </package>\n");
         row("with the line ends that are there",
