@@ -32,7 +32,7 @@ QList<MatrixRow> audienceMatrix(const zk::PackageInfoList& packages, const QLoca
                 audience.host.productName = QStringLiteral("\n");
                 audience.host.cameraVersions = {{platform, zk::VersionNumber(L"0")}};
                 cameras.insert(platform, audience);
-            } else {
+            } else if (!package.name.isEmpty()) {
                 audience.host.productName = package.name;
                 audience.host.platforms = QStringList{platform};
                 audience.host.version = zk::VersionNumber(L"0");

@@ -257,6 +257,17 @@ private slots:
         QCOMPARE(shown({0, 1}), QStringLiteral("download "));
     }
 
+    void downloadsFromSafePlacesOnly()
+    {
+        Fixture f;
+        f.checkFor(test::packageElement("5.0", "file://127.0.0.1/share/a.exe"));
+        f.install();
+        QTRY_COMPARE(f.end(),
+                     QStringLiteral("window, Download Error: Error code 301, "
+                                    "[zk::SoftwareUpdateClient::installPackage] package is not "
+                                    "downloaded: file://127.0.0.1/share/a.exe"));
+    }
+
     void opensSafePagesOnly()
     {
         Fixture f;
