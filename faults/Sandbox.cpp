@@ -9,6 +9,7 @@
 #include <QDirIterator>
 #include <QStorageInfo>
 
+#include <algorithm>
 #include <csignal>
 #include <linux/capability.h>
 #include <sched.h>
@@ -30,10 +31,22 @@ const QByteArray settings = "[SoftwareUpdateGroup]\n"
                             "Geometry=@Rect(1 2 3 4)\n"
                             "Recent=one, two, three\n";
 
+// In a chroot it is not, and with a mount table of its own the program would not find itself there.
+bool isRootMounted()
+{
+    QFile table(QStringLiteral("/proc/self/mountinfo"));
+    (void)table.open(QIODevice::ReadOnly);
+    const QList<QByteArray> lines = table.readAll().split('\n');
+    constexpr int mountPoint = 4;
+    return std::any_of(lines.cbegin(), lines.cend(), [](const QByteArray& line) {
+        return line.split(' ').value(mountPoint) == "/";
+    });
+}
+
 // In a mount table of our own, which goes with this process.
 bool mountSmallDisk(const QByteArray& folder)
 {
-    return unshare(CLONE_NEWNS) == 0 &&
+    return isRootMounted() && unshare(CLONE_NEWNS) == 0 &&
            mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0 &&
            mount("faults", folder.constData(), "tmpfs", MS_NOSUID | MS_NODEV, "size=512k") == 0;
 }
