@@ -84,6 +84,11 @@ PackageInfoList findCandidates(PackageInfoList& packages, const PackageInfo& pro
     return candidates;
 }
 
+bool isCameraFirmware(const PackageInfo& package)
+{
+    return package.type == QLatin1String(Vocabulary::typeCameraFirmware);
+}
+
 QString wantedStatus(bool includeBeta)
 {
     // No status at all for those who want beta versions: they are to see the stable ones too.

@@ -12,6 +12,9 @@ namespace zk::PackageSelection {
 PackageInfoList findCandidates(PackageInfoList& packages, const PackageInfo& product,
                                const QString& type, const QStringList& suffixes);
 
+/** Whether a package is for cameras, and not for the host. */
+bool isCameraFirmware(const PackageInfo& package);
+
 /** The status that packages must have: none in particular for users who want beta releases too. */
 QString wantedStatus(bool includeBeta);
 

@@ -1,5 +1,6 @@
 #include "install/PackagePresentation.h"
 
+#include "catalogue/PackageSelection.h"
 #include "catalogue/UpdateDocument.h"
 #include "install/LinkRule.h"
 
@@ -7,17 +8,14 @@
 
 namespace zk::PackagePresentation {
 
+using PackageSelection::isCameraFirmware;
+
 namespace {
 
 // The texts belong to the client, in whose name they are looked up.
 QString translate(const char* text)
 {
     return QCoreApplication::translate("zk::SoftwareUpdateClient", text);
-}
-
-bool isCameraFirmware(const PackageInfo& package)
-{
-    return package.type == QLatin1String(Vocabulary::typeCameraFirmware);
 }
 
 // In the set's own order, so that a table shows the same text again and again within one run.

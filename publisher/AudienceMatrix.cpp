@@ -1,6 +1,6 @@
 #include "publisher/AudienceMatrix.h"
 
-#include "catalogue/UpdateDocument.h"
+#include "catalogue/PackageSelection.h"
 
 #include <QMap>
 
@@ -23,7 +23,7 @@ QList<MatrixRow> audienceMatrix(const zk::PackageInfoList& packages, const QLoca
     QMap<QString, Audience> products;
     QMap<QString, Audience> cameras;
     for (const zk::PackageInfo& package : packages) {
-        const bool isFirmware = package.type == QLatin1String(zk::Vocabulary::typeCameraFirmware);
+        const bool isFirmware = zk::PackageSelection::isCameraFirmware(package);
         for (const QString& platform : package.platforms) {
             Audience audience;
             audience.locale = locale;

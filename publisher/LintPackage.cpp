@@ -3,6 +3,7 @@
 #include "publisher/LintRules.h"
 
 #include "catalogue/DocumentValues.h"
+#include "catalogue/PackageSelection.h"
 #include "catalogue/UpdateDocument.h"
 #include "install/LinkRule.h"
 #include "support/StringUtils.h"
@@ -16,11 +17,7 @@ namespace publisher {
 namespace {
 
 using namespace zk;
-
-bool isFirmware(const PackageInfo& info)
-{
-    return info.type == QLatin1String(Vocabulary::typeCameraFirmware);
-}
+using PackageSelection::isCameraFirmware;
 
 void checkPresence(const PackageSource& package, Report& report)
 {
@@ -49,7 +46,7 @@ void checkPresence(const PackageSource& package, Report& report)
         const bool isFirmwareOnly = need.key == Vocabulary::language;
         const bool isMissing = need.key == Vocabulary::platform ? package.info.platforms.isEmpty()
                                                                 : !value || value->text.isEmpty();
-        if (isMissing && (!isFirmwareOnly || isFirmware(package.info))) {
+        if (isMissing && (!isFirmwareOnly || isCameraFirmware(package.info))) {
             report.add(need.level, value ? value->offset : package.element->offset, "missing",
                        QStringLiteral("the package has no \"%1\": %2")
                            .arg(QLatin1String(need.key), QLatin1String(need.consequence)));
@@ -182,7 +179,7 @@ void checkUrl(const PackageSource& package, Report& report)
 
 void checkPlatforms(const PackageSource& package, Report& report)
 {
-    if (!isFirmware(package.info)) {
+    if (!isCameraFirmware(package.info)) {
         return;
     }
     for (const QString& platform : {QStringLiteral("Win32"), QStringLiteral("Win64")}) {

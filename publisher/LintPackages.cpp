@@ -2,6 +2,7 @@
 
 #include "publisher/LintRules.h"
 
+#include "catalogue/PackageSelection.h"
 #include "catalogue/UpdateDocument.h"
 #include "support/VersionNumber.h"
 
@@ -16,11 +17,7 @@ namespace publisher {
 namespace {
 
 using namespace zk;
-
-bool isFirmware(const PackageSource& package)
-{
-    return package.info.type == QLatin1String(Vocabulary::typeCameraFirmware);
-}
+using PackageSelection::isCameraFirmware;
 
 void checkTwins(const std::vector<PackageSource>& packages, Report& report)
 {
@@ -36,7 +33,7 @@ void checkTwins(const std::vector<PackageSource>& packages, Report& report)
             first.insert(identity, &package);
             continue;
         }
-        const bool isCounted = isFirmware(package) && isFirmware(*twin);
+        const bool isCounted = isCameraFirmware(package.info) && isCameraFirmware(twin->info);
         report.add(isCounted ? Finding::eError : Finding::eWarning, package.element->offset,
                    "counts-as-one",
                    (isCounted ? QStringLiteral("date and size are those of \"%1\": a camera that "
