@@ -7,6 +7,7 @@
 #include "install/LinkRule.h"
 #include "install/ProcessStart.h"
 #include "install/ProgressScale.h"
+#include "install/SignatureCheck.h"
 #include "support/DialogFlags.h"
 #include "support/FileUtils.h"
 #include "support/Log.h"
@@ -192,6 +193,7 @@ void SoftwareUpdateClient::abortDownload()
     m_downloader->abortDownload();
     deleteProgressDialog();
     eraseDownload();
+    m_signatureCheck.reset();
     m_isAborting = false;
 }
 
@@ -199,6 +201,10 @@ void SoftwareUpdateClient::eraseDownload()
 {
     if (m_downloadPath.isEmpty()) {
         return;
+    }
+    if (m_signatureCheck) {
+        // Of bytes that nobody wants any more.
+        m_signatureCheck->cancel();
     }
     for (const QString& path : {m_downloadPath, signaturePath()}) {
         const QFileInfo file(path);
@@ -221,10 +227,14 @@ void SoftwareUpdateClient::downloadFinished()
             downloadSignature();
             return;
         }
-        if (!acceptSignature()) {
-            return;
-        }
+        checkSignature();
+        return;
     }
+    installDownload();
+}
+
+void SoftwareUpdateClient::installDownload()
+{
     m_download.state = Download::eNone;
     deleteProgressDialog();
     deleteUpdateAvailableDialog();

@@ -3,11 +3,13 @@
 #include "client/SoftwareUpdateClient.h"
 
 #include "install/PackageSignature.h"
+#include "install/SignatureCheck.h"
 #include "support/FileUtils.h"
 #include "support/Log.h"
 #include "support/Minisign.h"
 
 #include <QFile>
+#include <QProgressDialog>
 
 namespace zk {
 
@@ -34,21 +36,34 @@ void SoftwareUpdateClient::downloadSignature()
     m_downloader->downloadFile(signatureUrl(m_download.package.url), signaturePath());
 }
 
-/** Whether the package may be started; if not, the user has been told, and nothing is left of it.
- */
-bool SoftwareUpdateClient::acceptSignature()
+void SoftwareUpdateClient::checkSignature()
 {
+    m_download.state = Download::eChecking;
+    if (m_progressDialog) {
+        m_progressDialog->setRange(0, 0);
+    }
     QFile file(signaturePath());
     const QByteArray signature = file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-    file.close();
-    const QString complaint =
-        signatureComplaint(m_downloadPath, m_download.package, signature, m_publicKeys);
+    m_signatureCheck = std::make_unique<SignatureCheck>(m_downloadPath, m_download.package,
+                                                        signature, m_publicKeys);
+    connect(m_signatureCheck.get(), &SignatureCheck::checked, this,
+            &SoftwareUpdateClient::signatureChecked);
+}
+
+void SoftwareUpdateClient::signatureChecked(const QString& complaint)
+{
+    // The sender is still at work.
+    m_signatureCheck.release()->deleteLater();
+    if (!m_parentWidget) {
+        abortDownload();
+        return;
+    }
     if (!complaint.isEmpty()) {
         rejectPackage(complaint);
-        return false;
+        return;
     }
     (void)FileUtils::erase(signaturePath()); // in a folder of our own, where it does no harm
-    return true;
+    installDownload();
 }
 
 void SoftwareUpdateClient::rejectPackage(const QString& reason)

@@ -2,6 +2,7 @@
 
 #include "client/StoredSettings.h"
 #include "client/SystemProxy.h"
+#include "install/SignatureCheck.h"
 #include "support/Connect.h"
 #include "support/DialogFlags.h"
 #include "support/Log.h"

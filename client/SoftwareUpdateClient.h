@@ -15,6 +15,8 @@
 #include <QSettings>
 #include <QUrl>
 
+#include <memory>
+
 class QEventLoop;
 class QProgressDialog;
 class QTimer;
@@ -24,6 +26,7 @@ namespace zk {
 
 class AppSettings;
 class DownloadManager;
+class SignatureCheck;
 class SoftwareUpdateAvailableDialog;
 class SoftwareUpdateDialog;
 
@@ -178,8 +181,8 @@ private:
     /** The download that runs or ran last. */
     struct Download
     {
-        /** eFailed: not yet reported; eComplete: not yet dispatched. */
-        enum State { eNone, eRunning, eFailed, eComplete };
+        /** eFailed: not yet reported; eComplete: not yet dispatched; eChecking: the signature. */
+        enum State { eNone, eRunning, eFailed, eComplete, eChecking };
         /** A copy: a check may replace the package list meanwhile. */
         PackageInfo package;
         State state = eNone;
@@ -222,6 +225,7 @@ private:
     AppSettings* m_settings;
     SoftwareUpdate::EState m_state = SoftwareUpdate::eIdle;
     Download m_download;
+    std::unique_ptr<SignatureCheck> m_signatureCheck;
     Unpacking m_unpacking;
     bool m_isAborting = false;
     bool m_isSettingsDialogExecuting = false;
@@ -265,7 +269,9 @@ private:
     void installZIPPackage();
     [[nodiscard]] QString signaturePath() const;
     void downloadSignature();
-    bool acceptSignature();
+    void checkSignature();
+    void signatureChecked(const QString& complaint);
+    void installDownload();
     void rejectPackage(const QString& reason);
     void showInstallationFailed();
     void startUnpacking();

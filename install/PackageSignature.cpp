@@ -1,6 +1,5 @@
 #include "install/PackageSignature.h"
 
-#include "support/Minisign.h"
 #include "support/VersionNumber.h"
 
 namespace zk {
@@ -24,7 +23,8 @@ QUrl signatureUrl(const QUrl& url)
 }
 
 QString signatureComplaint(const QString& file, const PackageInfo& package,
-                           const QByteArray& signature, const QStringList& publicKeys)
+                           const QByteArray& signature, const QStringList& publicKeys,
+                           const Minisign::Progress& progress)
 {
     std::vector<Minisign::PublicKey> keys;
     for (const QString& text : publicKeys) {
@@ -37,7 +37,7 @@ QString signatureComplaint(const QString& file, const PackageInfo& package,
         return *error;
     }
     const auto& valid = std::get<Minisign::Signature>(parsed);
-    QString error = Minisign::verify(file, valid, keys);
+    QString error = Minisign::verify(file, valid, keys, progress);
     if (!error.isEmpty()) {
         return error;
     }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "catalogue/PackageInfo.h"
+#include "support/Minisign.h"
 
 #include <QStringList>
 
@@ -14,9 +15,11 @@ QUrl signatureUrl(const QUrl& url);
  * file and the public keys that the host trusts; empty when nothing speaks against it.
  *
  * The signature's trusted comment must name the file as the package's URL does, and may name its
- * release: an old package cannot be published again under a new name.
+ * release: an old package cannot be published again under a new name. Callable from any thread;
+ * interrupted by @p progress, it complains.
  */
 QString signatureComplaint(const QString& file, const PackageInfo& package,
-                           const QByteArray& signature, const QStringList& publicKeys);
+                           const QByteArray& signature, const QStringList& publicKeys,
+                           const Minisign::Progress& progress = {});
 
 } // namespace zk

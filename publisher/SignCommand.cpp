@@ -50,6 +50,7 @@ bool signFile(const QString& path, const QString& release, const SecretKey& key,
     if (file.open(QIODevice::ReadOnly)) {
         hash = zk::Minisign::hashOf(file, [&](qint64 done) {
             console.progress(QFileInfo(path).fileName(), done, file.size());
+            return true;
         });
         console.endProgress();
     }

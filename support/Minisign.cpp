@@ -34,14 +34,15 @@ const unsigned char* bytesOf(const QByteArray& bytes)
 
 /** What was signed in the first place: the file's hash, or the file. Nothing when it cannot be
  * read. */
-std::optional<QByteArray> signedBytes(QFile& file, Signature::Algorithm algorithm)
+std::optional<QByteArray> signedBytes(QFile& file, Signature::Algorithm algorithm,
+                                      const Progress& progress)
 {
     if (algorithm == Signature::eLegacy) {
         const QByteArray all = file.readAll();
         return file.error() == QFile::NoError && all.size() == file.size() ? std::optional(all)
                                                                            : std::nullopt;
     }
-    const auto hash = hashOf(file);
+    const auto hash = hashOf(file, progress);
     return hash && file.error() == QFile::NoError ? hash : std::nullopt;
 }
 
@@ -55,7 +56,7 @@ bool isSignedBy(const PublicKey& key, const std::array<unsigned char, 64>& signa
 
 } // namespace
 
-std::optional<QByteArray> hashOf(QIODevice& device, const std::function<void(qint64)>& progress)
+std::optional<QByteArray> hashOf(QIODevice& device, const Progress& progress)
 {
     constexpr qint64 pieceSize = 1024LL * 1024;
     QByteArray piece(int(pieceSize), Qt::Uninitialized);
@@ -66,8 +67,8 @@ std::optional<QByteArray> hashOf(QIODevice& device, const std::function<void(qin
     while ((size = device.read(piece.data(), pieceSize)) > 0) {
         crypto_generichash_update(&state, bytesOf(piece), static_cast<unsigned long long>(size));
         done += size;
-        if (progress) {
-            progress(done);
+        if (progress && !progress(done)) {
+            return std::nullopt;
         }
     }
     QByteArray hash(crypto_generichash_BYTES_MAX, Qt::Uninitialized);
@@ -119,7 +120,8 @@ std::variant<Signature, QString> parseSignature(const QByteArray& text)
     return signature;
 }
 
-QString verify(const QString& path, const Signature& signature, const std::vector<PublicKey>& keys)
+QString verify(const QString& path, const Signature& signature, const std::vector<PublicKey>& keys,
+               const Progress& progress)
 {
     if (sodium_init() < 0) {
         return QStringLiteral("cryptography is not available");
@@ -143,7 +145,7 @@ QString verify(const QString& path, const Signature& signature, const std::vecto
     if (signature.algorithm == Signature::eLegacy && file.size() > maximumLegacyFileSize) {
         return QStringLiteral("the file is too large for a signature that is not prehashed");
     }
-    const auto bytes = signedBytes(file, signature.algorithm);
+    const auto bytes = signedBytes(file, signature.algorithm, progress);
     if (!bytes) {
         return QStringLiteral("the file cannot be read: ") + file.errorString();
     }

@@ -46,9 +46,12 @@ struct Signature
 /** No signature file is larger: two comments and two lines of base64. */
 constexpr int maximumSignatureSize = 16 * 1024;
 
-/** The largest file with a legacy signature: hashing it keeps the caller waiting for about a
- * second. */
+/** The largest file with a legacy signature: it is read and hashed as one, which nothing can
+ * interrupt. */
 constexpr qint64 maximumLegacyFileSize = 512LL * 1024 * 1024;
+
+/** Is told every megabyte how many bytes have been read, and says whether to go on. */
+using Progress = std::function<bool(qint64)>;
 
 /** A public key as minisign prints it, or the whole text of a key file; nothing for anything else.
  */
@@ -62,15 +65,14 @@ std::variant<Signature, QString> parseSignature(const QByteArray& text);
  * is.
  *
  * Only then its trusted comment may be believed. Keeps the caller waiting for as long as reading
- * the file and hashing it takes.
+ * the file and hashing it takes; one that is not legacy is interrupted by @p progress.
  */
-QString verify(const QString& path, const Signature& signature, const std::vector<PublicKey>& keys);
+QString verify(const QString& path, const Signature& signature, const std::vector<PublicKey>& keys,
+               const Progress& progress = {});
 
 /** The BLAKE2b-512 hash of all that @p device has left to read, 64 bytes; nothing when reading
- * fails.
- * @p progress is told how much has been read. */
-std::optional<QByteArray> hashOf(QIODevice& device,
-                                 const std::function<void(qint64)>& progress = {});
+ * fails or is interrupted. */
+std::optional<QByteArray> hashOf(QIODevice& device, const Progress& progress = {});
 
 /** The value of "name:value" among the tab-separated fields of a trusted comment, if there is one.
  */

@@ -5,7 +5,9 @@
 #include "ZipBuilder.h"
 
 #include "install/PackageSignature.h"
+#include "install/SignatureCheck.h"
 
+#include <QSignalSpy>
 #include <QStandardPaths>
 
 using namespace zk;
@@ -107,6 +109,41 @@ private slots:
                  qPrintable(found));
         // No key at all accepts nothing.
         QVERIFY(!signatureComplaint(file, package, signature, {}).isEmpty());
+    }
+
+    void complainsOfWhatIsWrittenOver()
+    {
+        const QString file = m_folder.filePath(QStringLiteral("x"));
+        test::writeFile(file, "package");
+        PackageInfo package;
+        package.url = QUrl(QStringLiteral("http://h/setup.exe"));
+        package.release = QStringLiteral("4.3");
+        SignatureCheck check(file, package, sign("package"), {m_key});
+        const QSignalSpy spy(&check, &SignatureCheck::checked);
+        check.cancel();
+        QTRY_COMPARE(spy.size(), 1);
+        QVERIFY(!spy.at(0).at(0).toString().isEmpty());
+    }
+
+    void letsTheUserCancelWhileItIsChecked()
+    {
+        test::InstallFixture f;
+        f.client->setPackagePublicKeys({m_key});
+        const QByteArray large(64 * 1024 * 1024, 'x');
+        f.server.answer("/setup.exe", test::http(200, large));
+        f.server.answer("/setup.exe.minisig", test::http(200, sign(large)));
+        int downloads = 0;
+        connect(f.client->findChild<FileDownloader*>(), &FileDownloader::finished, this, [&] {
+            if (++downloads == 2) {
+                // After the client's own slot, which is queued, and long before the check ends.
+                QTimer::singleShot(0, f.progress(), &QProgressDialog::canceled);
+            }
+        });
+        f.install();
+        QTRY_COMPARE(downloads, 2);
+        QTRY_COMPARE(f.end(), QStringLiteral("window"));
+        QTest::qWait(0);
+        QCOMPARE(f.end(), QStringLiteral("window"));
     }
 
     void installsWhatIsSigned()
