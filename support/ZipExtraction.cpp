@@ -1,9 +1,9 @@
 #include "support/ZipExtraction.h"
 
+#include "support/DiskSpace.h"
+
 #include <QDateTime>
 #include <QDir>
-#include <QFileInfo>
-#include <QStorageInfo>
 
 #include <libdeflate.h>
 #include <zip.h>
@@ -13,6 +13,7 @@
 #include <deque>
 #include <limits>
 #include <new>
+#include <optional>
 #include <thread>
 #include <utility>
 
@@ -77,19 +78,6 @@ void finishFile(QFile& file, const ZipEntry& entry)
 bool isLoadedAhead(const ZipEntry& entry)
 {
     return entry.size <= MaxLoadedAhead && entry.compressedSize <= MaxLoadedAhead;
-}
-
-QString existingFolder(const QString& path)
-{
-    QString folder = QDir::cleanPath(path);
-    while (!QFileInfo::exists(folder)) {
-        const QString parent = QFileInfo(folder).path();
-        if (parent == folder) {
-            break;
-        }
-        folder = parent;
-    }
-    return folder;
 }
 
 } // namespace
@@ -157,23 +145,20 @@ bool ZipExtraction::run(const std::vector<Job>& jobs, const QString& targetDir,
 
 void ZipExtraction::checkSpace(const std::vector<Job>& jobs, const QString& targetDir) const
 {
-    const QStorageInfo storage(existingFolder(targetDir));
-    const qint64 available = storage.bytesAvailable();
-    if (!storage.isValid() || available < 0) {
+    const std::optional<DiskSpace> space = diskSpaceAt(targetDir);
+    if (!space) {
         return;
     }
-    // Every file takes whole blocks.
-    const quint64 block = quint64(qMax(storage.blockSize(), 512));
-    auto left = quint64(available);
+    quint64 left = space->available;
     for (const Job& job : jobs) {
         const ZipEntry& entry = m_archive.entries()[job.index];
         // At most 2^63, so rounding up does not overflow.
-        const quint64 needed = (entry.size + block - 1) / block * block;
+        const quint64 needed = (entry.size + space->block - 1) / space->block * space->block;
         if (needed > left) {
             throw m_archive.refusal(
                 entry.name,
                 QStringLiteral("does not fit on the disk any more: only %1 bytes are free")
-                    .arg(available));
+                    .arg(space->available));
         }
         left -= needed;
     }

@@ -33,6 +33,12 @@ struct InstallFixture : ClientFixture
         robot.press(QStringLiteral("Error code"), QStringLiteral("OK"));
         offer(name);
     }
+    ~InstallFixture()
+    {
+        // Windows keeps the file of a program that has written its note and is about to end.
+        QDir folder(temporary.filePath(QStringLiteral("tmp")));
+        (void)QTest::qWaitFor([&folder] { return folder.removeRecursively(); });
+    }
 
     /** Shows a package that lies on the server. */
     void offer(const QByteArray& name)

@@ -1,0 +1,36 @@
+#include "support/DiskSpace.h"
+
+#include <QDir>
+#include <QFileInfo>
+#include <QStorageInfo>
+
+namespace zk {
+
+namespace {
+
+QString existingFolder(const QString& path)
+{
+    QString folder = QDir::cleanPath(path);
+    while (!QFileInfo::exists(folder)) {
+        const QString parent = QFileInfo(folder).path();
+        if (parent == folder) {
+            break;
+        }
+        folder = parent;
+    }
+    return folder;
+}
+
+} // namespace
+
+std::optional<DiskSpace> diskSpaceAt(const QString& path)
+{
+    const QStorageInfo storage(existingFolder(path));
+    const qint64 available = storage.bytesAvailable();
+    if (!storage.isValid() || available < 0) {
+        return std::nullopt;
+    }
+    return DiskSpace{quint64(available), quint64(qMax(storage.blockSize(), 512))};
+}
+
+} // namespace zk
