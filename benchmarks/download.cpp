@@ -15,6 +15,7 @@
 #include <QTcpServer>
 #include <QTemporaryDir>
 #include <QThread>
+#include <QTimer>
 
 #include <algorithm>
 #include <vector>
@@ -26,7 +27,8 @@ namespace {
 
 constexpr int rounds = 5;
 
-/** This is the program that is measured: prints milliseconds to the last byte and to the end. */
+/** This is the program that is measured: prints milliseconds to the last byte, to the end, and the
+ * longest that nothing else could be done meanwhile. */
 int download(const QUrl& url, const QString& target)
 {
     zk::FileDownloader downloader;
@@ -44,10 +46,18 @@ int download(const QUrl& url, const QString& target)
         isWhole = result.isWholeFile();
         QCoreApplication::quit();
     });
+    QTimer turns;
+    QElapsedTimer turn;
+    qint64 longest = 0;
+    QObject::connect(&turns, &QTimer::timeout,
+                     [&] { longest = std::max(longest, turn.restart()); });
+    turns.start(10);
+    turn.start();
     clock.start();
     downloader.downloadFile(url, target);
     QCoreApplication::exec();
-    std::printf("%lld %lld", lastByte, clock.elapsed());
+    longest = std::max(longest, turn.elapsed());
+    std::printf("%lld %lld %lld", lastByte, clock.elapsed(), longest);
     return isWhole ? 0 : 1;
 }
 
@@ -99,6 +109,7 @@ struct Run
 {
     double milliseconds = 0;
     double lastByte = 0;
+    double longestTurn = 0;
     long memoryMiB = 0;
 };
 
@@ -127,11 +138,12 @@ Run measured(const QStringList& command)
     rusage usage{};
     int status = 0;
     ::wait4(child, &status, 0, &usage);
-    Run run{double(clock.elapsed()), 0, usage.ru_maxrss / 1024};
+    Run run{double(clock.elapsed()), 0, 0, usage.ru_maxrss / 1024};
     char text[64] = "";
     (void)!::read(output[0], text, sizeof text - 1);
     ::close(output[0]);
-    std::sscanf(text, "%lf", &run.lastByte); // NOLINT: nothing is no time
+    std::sscanf(text, "%lf %*f %lf", &run.lastByte, // NOLINT: nothing is no time
+                &run.longestTurn);
     if (status != 0) {
         std::fprintf(stderr, "%s failed\n", qUtf8Printable(command.first()));
         std::exit(1);
@@ -162,6 +174,7 @@ int compare(int megabytes)
     std::vector<double> curls;
     std::vector<double> writing;
     std::vector<double> ratios;
+    double longestTurn = 0;
     Run own;
     Run curl;
     for (int round = 0; round < rounds; ++round) {
@@ -172,6 +185,7 @@ int compare(int megabytes)
             {QCoreApplication::applicationFilePath(), QStringLiteral("--download"), url, target});
         ours.push_back(own.lastByte);
         curls.push_back(curl.milliseconds);
+        longestTurn = std::max(longestTurn, own.longestTurn);
         writing.push_back(own.milliseconds - own.lastByte);
         ratios.push_back(own.lastByte / curl.milliseconds);
     }
@@ -180,6 +194,7 @@ int compare(int megabytes)
                 QStringLiteral("%1 of curl's").arg(median(ratios), 0, 'f', 2));
     printFigure(QStringLiteral("... writing it to the file, and the process"),
                 milliseconds(median(writing)));
+    printFigure(QStringLiteral("... longest turn of the event loop"), milliseconds(longestTurn));
     printFigure(QStringLiteral("... most memory"), QStringLiteral("%1 MiB").arg(own.memoryMiB),
                 QStringLiteral("curl %1 MiB").arg(curl.memoryMiB));
     return 0;

@@ -120,6 +120,7 @@ SoftwareUpdateClient::~SoftwareUpdateClient()
 {
     if (m_download.state != Download::eNone) {
         // Nobody else knows of it. What has been dispatched is no download any more.
+        delete m_downloader; // it may still be writing the file
         eraseDownload();
     }
 }

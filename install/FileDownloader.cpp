@@ -1,14 +1,13 @@
 #include "install/FileDownloader.h"
 
+#include "install/BodyWriter.h"
 #include "install/LinkRule.h"
 #include "support/Log.h"
 
-#include <QDir>
-#include <QFile>
-#include <QFileInfo>
 #include <QNetworkAccessManager>
 #include <QNetworkProxy>
 #include <QNetworkRequest>
+#include <QTimer>
 
 #include <limits>
 #include <utility>
@@ -41,46 +40,6 @@ QUrl redirectTarget(const QNetworkReply& reply, const QVariant& attribute)
     return target.isRelative() ? reply.url().resolved(target) : target;
 }
 
-// In pieces: readAll() delivers 2 GiB at the most and says nothing of the rest. An aborted reply is
-// no longer open.
-bool copyBody(QNetworkReply& reply, QFile& file)
-{
-    constexpr int pieceSize = 1024 * 1024;
-    QByteArray piece(pieceSize, Qt::Uninitialized);
-    while (reply.isOpen() && reply.bytesAvailable() > 0) {
-        const qint64 size = reply.read(piece.data(), pieceSize);
-        if (size <= 0 || file.write(piece.constData(), size) != size) {
-            return false;
-        }
-    }
-    return file.flush();
-}
-
-/** What became of the file. */
-struct Written
-{
-    bool opened = false;
-    bool whole = false;
-};
-
-Written writeBody(QNetworkReply& reply, const QString& filePath)
-{
-    Written written;
-    // The whole path at once: stepping up from a folder that does not exist leads nowhere.
-    if (!QDir().mkpath(QFileInfo(filePath).absolutePath())) {
-        return written;
-    }
-    // Not truncated: a longer file that is there already keeps its tail.
-    QFile file(filePath);
-    written.opened = file.open(QIODevice::ReadWrite);
-    if (written.opened) {
-        written.whole = copyBody(reply, file);
-        file.close();
-        written.whole = written.whole && file.error() == QFile::NoError;
-    }
-    return written;
-}
-
 } // namespace
 
 FileDownloader::FileDownloader(QObject* parent)
@@ -109,7 +68,11 @@ void FileDownloader::downloadFile(const QUrl& url, const QString& filePath)
 
 void FileDownloader::abortDownload()
 {
-    if (m_reply) {
+    if (m_writer) {
+        // The reply has ended, and cannot be aborted any more.
+        m_writer->close();
+        deliver(m_writer, {QNetworkReply::OperationCanceledError, httpStatus(*m_reply)}, true);
+    } else if (m_reply) {
         m_reply->abort();
     }
 }
@@ -126,6 +89,7 @@ void FileDownloader::setCompletionCallback(CompletionCallback callback)
 
 void FileDownloader::get(const QUrl& url)
 {
+    m_writer = nullptr; // of an earlier reply, it goes on
     m_reply = m_manager->get(QNetworkRequest(url));
     QNetworkReply* const reply = m_reply;
     connect(reply, &QNetworkReply::downloadProgress, this, &FileDownloader::progress);
@@ -167,20 +131,47 @@ void FileDownloader::fileDownloaded(QNetworkReply* pReply)
     if (isRedirect(result.httpStatus) && followRedirect(pReply)) {
         return;
     }
-    const Written written = writeBody(*pReply, m_filePath);
-    result.allWritten = written.whole;
-    result.isOutdated = m_reply != pReply;
-    pReply->deleteLater();
+    auto* const writer = new BodyWriter(pReply, m_filePath, this);
+    if (m_reply == pReply) {
+        m_writer = writer;
+    }
+    write(writer, result);
+}
 
+void FileDownloader::write(BodyWriter* writer, const Result& result)
+{
+    if (writer->writeMore()) {
+        QTimer::singleShot(0, writer, [this, writer, result] { write(writer, result); });
+    } else {
+        deliver(writer, result, false);
+    }
+}
+
+void FileDownloader::deliver(BodyWriter* writer, Result result, bool isErrorNew)
+{
+    result.allWritten = writer->isWhole();
+    result.isOutdated = m_reply != writer->reply();
+    const QString path = writer->isOpened() ? writer->path() : QString();
+    writer->reply()->deleteLater();
+    delete writer;
+    conclude(result, isErrorNew, path);
+}
+
+void FileDownloader::conclude(const Result& result, bool isErrorNew, const QString& path)
+{
     const QPointer<FileDownloader> self(this);
-    const QString filePath = m_filePath;
-    m_isDelivering = true;
-    complete(result);
-    if (self && written.opened) {
-        emit finished(filePath);
+    const bool wasDelivering = std::exchange(m_isDelivering, true);
+    if (isErrorNew) {
+        emit error(result.error);
     }
     if (self) {
-        m_isDelivering = false;
+        complete(result);
+    }
+    if (self && !path.isEmpty()) {
+        emit finished(path);
+    }
+    if (self) {
+        m_isDelivering = wasDelivering;
     }
 }
 
@@ -209,17 +200,9 @@ bool FileDownloader::followRedirect(QNetworkReply* reply)
 /** Ends the download with @p reply, of which nothing is written. */
 void FileDownloader::refuse(QNetworkReply* reply, QNetworkReply::NetworkError code)
 {
-    const QPointer<FileDownloader> self(this);
     const Result result{code, httpStatus(*reply), false, m_reply != reply};
     reply->deleteLater();
-    m_isDelivering = true;
-    emit error(result.error);
-    if (self) {
-        complete(result);
-    }
-    if (self) {
-        m_isDelivering = false;
-    }
+    conclude(result, true, QString());
 }
 
 void FileDownloader::complete(const Result& result)

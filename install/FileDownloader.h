@@ -15,11 +15,14 @@ class QUrl;
 
 namespace zk {
 
+class BodyWriter;
+
 /**
  * Fetches one file at a time over HTTP(S), follows redirects and writes the whole body to a local
  * file.
  *
- * The body is written whatever the status: an error page or what an aborted transfer left, too. Who
+ * The body is kept in memory and written at its end, a large one in several turns of the event
+ * loop. It is written whatever the status: an error page or what an aborted transfer left, too. Who
  * wants to know whether the file is the one that was asked for takes the completion callback, or
  * listens to error(), which always comes before finished().
  *
@@ -68,7 +71,8 @@ public:
      */
     void downloadFile(const QUrl& url, const QString& filePath);
 
-    /** Aborts the running reply, if any: error(5) and finished() follow before the call returns. */
+    /** Aborts the running reply, if any, or the writing of its body: error(5) and finished() follow
+     * before the call returns. */
     void abortDownload();
 
     /** The proxy of all later requests. */
@@ -94,6 +98,8 @@ private slots:
 private:
     QNetworkAccessManager* m_manager;
     QPointer<QNetworkReply> m_reply;
+    /** Of the body of m_reply, while it is written. */
+    QPointer<BodyWriter> m_writer;
     QString m_filePath;
     int m_redirects = 0;
     bool m_isDelivering = false;
@@ -103,6 +109,9 @@ private:
     void stopOversized(QNetworkReply* reply, qint64 received, qint64 total);
     bool followRedirect(QNetworkReply* reply);
     void refuse(QNetworkReply* reply, QNetworkReply::NetworkError code);
+    void write(BodyWriter* writer, const Result& result);
+    void deliver(BodyWriter* writer, Result result, bool isErrorNew);
+    void conclude(const Result& result, bool isErrorNew, const QString& path);
     void complete(const Result& result);
 };
 

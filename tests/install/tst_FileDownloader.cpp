@@ -5,6 +5,7 @@
 #include "install/FileDownloader.h"
 
 #include <QDir>
+#include <QNetworkAccessManager>
 #include <QSignalSpy>
 #include <QTemporaryDir>
 
@@ -118,6 +119,40 @@ private slots:
         QCOMPARE(f.said(), QStringLiteral("error 5, not whole 200, finished"));
         f.downloader->abortDownload();
         QCOMPARE(f.events.size(), 3);
+    }
+
+    void writesLargeBodiesInTurns_data()
+    {
+        test::columns<QString, QString>("meanwhile", "events");
+        test::row("it goes on", "", "whole 200, finished");
+        test::row("aborted", "abort", "error 5, not whole 200 unwritten, finished");
+        test::row("deleted", "delete", "");
+    }
+    void writesLargeBodiesInTurns()
+    {
+        QFETCH(QString, meanwhile);
+        QFETCH(QString, events);
+        Fixture f;
+        const QByteArray body = QByteArray("0123456789").repeated(4'000'000);
+        f.server.answer("/a", test::http(200, body));
+        bool isWriting = false;
+        auto* const manager = f.downloader->findChild<QNetworkAccessManager*>();
+        // After the downloader's own slot, which has begun to write.
+        connect(manager, &QNetworkAccessManager::finished, this, [&] {
+            isWriting = f.events.isEmpty() && QFileInfo(f.path).size() < body.size();
+            if (meanwhile == QLatin1String("abort")) {
+                f.downloader->abortDownload();
+            } else if (meanwhile == QLatin1String("delete")) {
+                f.downloader->deleteLater();
+                f.downloader = nullptr;
+            }
+        });
+        f.start("/a");
+        QTRY_VERIFY(isWriting);
+        QTRY_COMPARE(f.said(), events);
+        QTest::qWait(20); // whatever should not happen
+        QCOMPARE(f.said(), events);
+        QVERIFY(meanwhile.isEmpty() ? test::readFile(f.path) == body : QFile::remove(f.path));
     }
 
     void tellsOutdatedRepliesApart()
