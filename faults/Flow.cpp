@@ -97,8 +97,10 @@ void Flow::start()
     m_client->setParent(m_parent.get());
     m_client->setNetworkProxy(QNetworkProxy(QNetworkProxy::NoProxy));
     m_client->setPackagePublicKeys(m_peer.keys());
-    connect(m_client->findChild<FileDownloader*>(), &FileDownloader::finished, this,
-            [this] { reach(Act::eWhole); });
+    auto* const downloader = m_client->findChild<FileDownloader*>();
+    connect(downloader->findChild<QNetworkAccessManager*>(), &QNetworkAccessManager::finished, this,
+            [this] { reach(Act::eReceived); });
+    connect(downloader, &FileDownloader::finished, this, [this] { reach(Act::eWhole); });
     reach(Act::eCheck);
     m_client->performUpdateCheck(m_peer.documentUrl());
 }

@@ -81,7 +81,7 @@ Act drawAct(Dice& dice)
     Act act;
     act.kind = Act::Kind(dice.between(Act::eCancel, Act::eRemoveTemporaryFolder));
     act.stage = Act::Stage(dice.between(Act::eCheck, Act::eWhole));
-    act.events = dice.logarithmic(act.stage == Act::eWhole ? 60 : 250);
+    act.events = dice.logarithmic(act.stage >= Act::eReceived ? 60 : 250);
     return act;
 }
 
@@ -120,6 +120,9 @@ void drawTrouble(Dice& dice, Plan& plan)
         break;
     default:
         plan.act = drawAct(dice);
+        if (plan.act.stage == Act::eReceived && !plan.isArchive) {
+            plan.size += 9'000'000; // which takes more than one turn of the event loop to write
+        }
         break;
     }
 }
@@ -131,7 +134,8 @@ const char* const kinds[] = {"in order",      "delayed by ms",  "dripping by",  
 const char* const acts[] = {
     "nothing",     "cancel",        "close the parent", "delete client",
     "check again", "install again", "abort update",     "remove the temporary folder"};
-const char* const stages[] = {"the check", "the install", "the download", "the whole file"};
+const char* const stages[] = {"the check", "the install", "the download", "the writing",
+                              "the whole file"};
 const char* const contents[] = {"", "changed meanwhile", "climbing archive", "damaged archive"};
 const char* const forgeries[] = {"",           "other key",     "other bytes",
                                  "other name", "other release", "damaged signature"};

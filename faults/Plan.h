@@ -64,7 +64,7 @@ struct Act
         eRemoveTemporaryFolder,
     };
     /** Since when @ref events are counted. */
-    enum Stage { eCheck, eInstall, eDownload, eWhole };
+    enum Stage { eCheck, eInstall, eDownload, eReceived, eWhole };
 
     Kind kind = eNothing;
     Stage stage = eCheck;

@@ -59,6 +59,12 @@ QStringList Resources::beyond(const Resources& before) const
     return more;
 }
 
+void returnLargeBlocks()
+{
+    // Setting it at all ends its growing.
+    mallopt(M_MMAP_THRESHOLD, 128 * 1024);
+}
+
 long residentKb()
 {
     malloc_trim(0);

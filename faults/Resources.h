@@ -19,6 +19,9 @@ struct Resources
     [[nodiscard]] QStringList beyond(const Resources& before) const;
 };
 
+/** Makes the heap give large blocks back at once: what it keeps for later looks like a leak. */
+void returnLargeBlocks();
+
 /** Resident memory in KiB, after what is free has been given back. */
 long residentKb();
 

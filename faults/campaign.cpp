@@ -210,6 +210,7 @@ int main(int argc, char* argv[])
                                              : arguments.takeFirst().toUInt();
     std::printf("seed %u\n", seed);
 
+    returnLargeBlocks();
     Campaign campaign(seed);
     const QApplication application(argc, argv);
     qInstallMessageHandler(collect);
