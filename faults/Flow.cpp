@@ -243,8 +243,9 @@ bool Flow::eventFilter(QObject* object, QEvent* event)
     if (event->type() == QEvent::Show && qobject_cast<QProgressDialog*>(object)) {
         reach(Act::eDownload);
     }
-    // Not our own ticks, which time alone decides on.
-    const bool counts = event->type() != QEvent::Timer && object != this;
+    // Not timers, which time alone decides on, except where they are the turns of the work itself.
+    const bool isTurn = m_plan.act.stage == Act::eReceived && object != &m_tick;
+    const bool counts = (event->type() != QEvent::Timer || isTurn) && object != this;
     if (counts && !m_hasActed && m_plan.act.kind != Act::eNothing &&
         m_stages.contains(m_plan.act.stage) && ++m_events > m_plan.act.events) {
         m_hasActed = true;

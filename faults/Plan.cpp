@@ -81,7 +81,9 @@ Act drawAct(Dice& dice)
     Act act;
     act.kind = Act::Kind(dice.between(Act::eCancel, Act::eRemoveTemporaryFolder));
     act.stage = Act::Stage(dice.between(Act::eCheck, Act::eWhole));
-    act.events = dice.logarithmic(act.stage >= Act::eReceived ? 60 : 250);
+    act.events = act.stage == Act::eReceived
+                     ? dice.below(6)
+                     : dice.logarithmic(act.stage == Act::eWhole ? 60 : 250);
     return act;
 }
 
@@ -121,7 +123,7 @@ void drawTrouble(Dice& dice, Plan& plan)
     default:
         plan.act = drawAct(dice);
         if (plan.act.stage == Act::eReceived && !plan.isArchive) {
-            plan.size += 9'000'000; // which takes more than one turn of the event loop to write
+            plan.size += 30'000'000; // which takes several turns of the event loop to write
         }
         break;
     }
