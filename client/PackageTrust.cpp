@@ -8,6 +8,7 @@
 #include "support/Log.h"
 #include "support/Minisign.h"
 
+#include <QCoreApplication>
 #include <QFile>
 #include <QProgressDialog>
 
@@ -48,6 +49,7 @@ void SoftwareUpdateClient::checkSignature()
                                                         signature, m_publicKeys);
     connect(m_signatureCheck.get(), &SignatureCheck::checked, this,
             &SoftwareUpdateClient::signatureChecked);
+    connect(qApp, &QCoreApplication::aboutToQuit, m_signatureCheck.get(), &SignatureCheck::cancel);
 }
 
 void SoftwareUpdateClient::signatureChecked(const QString& complaint)

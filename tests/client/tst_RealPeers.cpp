@@ -73,6 +73,7 @@ private:
                " root www;\n"
                "location /latest/ { rewrite ^/latest/(.*) /hop/$1 permanent; }\n"
                "location /hop/ { rewrite ^/hop/(.*) /$1 redirect; }\n"
+               "location /back { return 302 $args; }\n"
                "} }\n";
     }
 };
@@ -101,6 +102,12 @@ private:
         openssl("req -new -newkey rsa:2048 -nodes -keyout " + name + ".key -out csr -subj /CN=us");
         openssl("x509 -req -in csr -CA ca.pem -CAkey ca.key -CAcreateserial -extfile ext -out " +
                 name + ".pem -days " + days);
+    }
+    void trustOurAuthority() const
+    {
+        QSslConfiguration trust = m_systemTrust;
+        trust.addCaCertificates(m_certificates.filePath(QStringLiteral("ca.pem")));
+        QSslConfiguration::setDefaultConfiguration(trust);
     }
 
 private slots:
@@ -154,9 +161,7 @@ private slots:
             QSKIP(qPrintable(proxy + QStringLiteral(" is not installed")));
         }
         if (isTrusted) {
-            QSslConfiguration trust = m_systemTrust;
-            trust.addCaCertificates(m_certificates.filePath(QStringLiteral("ca.pem")));
-            QSslConfiguration::setDefaultConfiguration(trust);
+            trustOurAuthority();
         }
         const RunningNginx server(certificate.isEmpty() ? QString()
                                                         : m_certificates.filePath(certificate));
@@ -189,6 +194,22 @@ private slots:
             line += isNamed ? QStringLiteral(" tinyproxy") : QStringLiteral(" -");
         }
         QTRY_COMPARE(server.requests(), expected);
+    }
+
+    void followsToTlsAndBack()
+    {
+        if (!m_missing.isEmpty()) {
+            QSKIP(qPrintable(m_missing));
+        }
+        trustOurAuthority();
+        const RunningNginx server(m_certificates.filePath(QStringLiteral("good")));
+        test::InstallFixture f;
+        f.server.answer("/program", test::http(200, f.program));
+        const QByteArray back = "back?" + f.server.url("/program").toEncoded();
+        f.server.answer("/setup.exe",
+                        test::redirect(302, server.url(back.constData()).toEncoded()));
+        f.install();
+        QTRY_COMPARE(f.end(), QStringLiteral("started, setup.exe"));
     }
 
     void takesTheFirstOfTheSystem()
