@@ -133,7 +133,8 @@ private slots:
         f.server.answer("/setup.exe", test::http(200, large));
         f.server.answer("/setup.exe.minisig", test::http(200, sign(large)));
         int downloads = 0;
-        connect(f.client->findChild<FileDownloader*>(), &FileDownloader::finished, this, [&] {
+        const QObject context;
+        connect(f.client->findChild<FileDownloader*>(), &FileDownloader::finished, &context, [&] {
             if (++downloads == 2) {
                 // After the client's own slot, which is queued, and long before the check ends.
                 QTimer::singleShot(0, f.progress(), &QProgressDialog::canceled);

@@ -136,17 +136,18 @@ private slots:
         const QByteArray body = QByteArray("0123456789").repeated(4'000'000);
         f.server.answer("/a", test::http(200, body));
         bool isWriting = false;
-        auto* const manager = f.downloader->findChild<QNetworkAccessManager*>();
+        const QObject context;
         // After the downloader's own slot, which has begun to write.
-        connect(manager, &QNetworkAccessManager::finished, this, [&] {
-            isWriting = f.events.isEmpty() && QFileInfo(f.path).size() < body.size();
-            if (meanwhile == QLatin1String("abort")) {
-                f.downloader->abortDownload();
-            } else if (meanwhile == QLatin1String("delete")) {
-                f.downloader->deleteLater();
-                f.downloader = nullptr;
-            }
-        });
+        connect(f.downloader->findChild<QNetworkAccessManager*>(), &QNetworkAccessManager::finished,
+                &context, [&] {
+                    isWriting = f.events.isEmpty() && QFileInfo(f.path).size() < body.size();
+                    if (meanwhile == QLatin1String("abort")) {
+                        f.downloader->abortDownload();
+                    } else if (meanwhile == QLatin1String("delete")) {
+                        f.downloader->deleteLater();
+                        f.downloader = nullptr;
+                    }
+                });
         f.start("/a");
         QTRY_VERIFY(isWriting);
         QTRY_COMPARE(f.said(), events);
