@@ -136,15 +136,20 @@ ZipArchive::~ZipArchive() = default;
 void ZipArchive::open()
 {
     ZipError error;
-    zip_source_t* source = makeZipFileSource(m_path, &error.value);
+    // libzip keeps the whole directory in memory, several times its size.
+    constexpr quint64 maxDirectorySize = 32ULL * 1024 * 1024;
+    const auto mayRead = std::make_shared<quint64>(maxDirectorySize);
+    zip_source_t* source = makeZipFileSource(m_path, mayRead, &error.value);
     if (!source) {
         throw refusal(textOf(&error.value));
     }
     m_zip.reset(zip_open_from_source(source, ZIP_RDONLY, &error.value));
     if (!m_zip) {
         zip_source_free(source);
-        throw refusal(textOf(&error.value));
+        throw refusal(*mayRead == 0 ? QStringLiteral("its directory is too large")
+                                    : textOf(&error.value));
     }
+    *mayRead = std::numeric_limits<quint64>::max();
     zip_stat_t stat;
     zip_stat_init(&stat);
     if (zip_source_stat(source, &stat) != 0) {
@@ -159,7 +164,11 @@ void ZipArchive::open()
 
 void ZipArchive::readDirectory()
 {
+    constexpr zip_int64_t maxEntries = 200'000;
     const zip_int64_t count = zip_get_num_entries(m_zip.get(), 0);
+    if (count > maxEntries) {
+        throw refusal(QStringLiteral("it has more than %1 entries").arg(maxEntries));
+    }
     m_entries.reserve(std::size_t(count));
     quint64 compressed = 0;
     for (zip_int64_t i = 0; i < count; ++i) {

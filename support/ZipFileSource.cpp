@@ -7,6 +7,7 @@
 
 #include <cerrno>
 #include <memory>
+#include <utility>
 
 namespace zk {
 
@@ -14,8 +15,9 @@ namespace {
 
 struct FileSource
 {
-    explicit FileSource(const QString& path)
+    FileSource(const QString& path, std::shared_ptr<quint64> bytes)
         : file(path)
+        , mayRead(std::move(bytes))
     {
         zip_error_init(&error);
     }
@@ -32,6 +34,7 @@ struct FileSource
     // Not mapped into memory: a file that another process cuts short would end this one with a
     // signal.
     QFile file;
+    std::shared_ptr<quint64> mayRead;
     zip_error_t error{};
 };
 
@@ -60,7 +63,12 @@ zip_int64_t describe(FileSource& source, void* data, zip_uint64_t length)
 
 zip_int64_t readFile(FileSource& source, void* data, zip_uint64_t length)
 {
+    if (length > *source.mayRead) {
+        *source.mayRead = 0;
+        return source.fail(ZIP_ER_READ);
+    }
     const qint64 got = source.file.read(static_cast<char*>(data), qint64(length));
+    *source.mayRead -= quint64(qMax<qint64>(got, 0));
     return got < 0 ? source.fail(ZIP_ER_READ) : got;
 }
 
@@ -94,9 +102,10 @@ zip_int64_t answer(void* context, void* data, zip_uint64_t length, zip_source_cm
 
 } // namespace
 
-zip_source* makeZipFileSource(const QString& path, zip_error* error)
+zip_source* makeZipFileSource(const QString& path, std::shared_ptr<quint64> mayRead,
+                              zip_error* error)
 {
-    auto source = std::make_unique<FileSource>(path);
+    auto source = std::make_unique<FileSource>(path, std::move(mayRead));
     // isFile() first: opening a pipe would wait for its other end.
     if (!QFileInfo(path).isFile() || !source->file.open(QIODevice::ReadOnly)) {
         zip_error_set(error, QFileInfo::exists(path) ? ZIP_ER_OPEN : ZIP_ER_NOENT, 0);

@@ -167,6 +167,16 @@ private slots:
         row("cut in the directory", whole.left(whole.size() - 30), QStringList());
         row("start is missing", whole.mid(500), QStringList());
         row("garbage behind the end", whole + QByteArray(100'000, 'x'), QStringList());
+        ZipBuilder crowd;
+        for (int i = 0; i < 200'001; ++i) {
+            crowd.add(item(QByteArray::number(i), "", false));
+        }
+        row("200,001 entries", crowd.bytes(), QStringList(QStringLiteral("more than 200000")));
+        ZipBuilder wordy;
+        for (int i = 0; i < 560; ++i) {
+            wordy.add(item(QByteArray::number(i).leftJustified(60'000, 'x'), "", false));
+        }
+        row("a directory of 33 MB", wordy.bytes(), QStringList(QStringLiteral("too large")));
         builder.claimedEntries = 4'000'000'000;
         row("claims four thousand million entries", builder.bytes(), QStringList());
     }
