@@ -128,13 +128,14 @@ void Flow::tick()
     hurry();
     if (isBusy()) {
         m_idleTicks = 0;
-        m_sinceBusy.start();
+        m_ticksSinceBusy = 0;
         return;
     }
     // Qt keeps connections on which it need not ask for anything any more.
-    constexpr qint64 longestAnswerMs = 500;
-    if (m_peer.isConnected() && m_sinceBusy.isValid() &&
-        m_sinceBusy.elapsed() < longestAnswerMs * slowness()) {
+    // In ticks, not in time: while the machine stands still, no answer comes either.
+    constexpr int longestAnswer = 500;
+    if (m_peer.isConnected() && m_ticksSinceBusy >= 0 &&
+        ++m_ticksSinceBusy < longestAnswer * slowness()) {
         m_idleTicks = 0;
         return;
     }

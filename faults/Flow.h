@@ -60,7 +60,8 @@ private:
     QTimer m_tick;
     QElapsedTimer m_clock;
     QElapsedTimer m_sinceTick;
-    QElapsedTimer m_sinceBusy;
+    /** -1: never busy yet. */
+    int m_ticksSinceBusy = -1;
     qint64 m_waitingSince = -1;
     QObjectList m_managers;
     QSet<int> m_stages;
