@@ -67,7 +67,8 @@ public:
 
     /**
      * Starts to download @p url to @p filePath, making the folders above it. A download that is
-     * running goes on, but ends in the new file too; abort it first.
+     * running goes on, but ends in the new file too, unless its body is being written already;
+     * abort it first.
      */
     void downloadFile(const QUrl& url, const QString& filePath);
 
