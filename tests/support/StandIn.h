@@ -12,7 +12,7 @@ class StandIn
 {
 public:
     explicit StandIn(const QString& path)
-        : m_record(path + QStringLiteral(".arguments"))
+        : m_path(path)
     {
         QDir().mkpath(QFileInfo(path).absolutePath());
         if (!QFile::copy(QStringLiteral(ARGUMENT_RECORDER), path)) {
@@ -33,20 +33,27 @@ public:
         return name.endsWith(QLatin1String(".arguments")) || name.endsWith(QLatin1String(".part"));
     }
 
-    [[nodiscard]] bool wasStarted() const { return QFile::exists(m_record); }
-
-    /** What it was started with, itself first; waits for the start. */
-    [[nodiscard]] QStringList arguments() const
+    /** What the one at @p path was started with, itself first; waits for the start and the end. */
+    static QStringList arguments(const QString& path)
     {
-        (void)QTest::qWaitFor([this] { return wasStarted(); }, 10'000);
-        QFile file(m_record);
-        return file.open(QIODevice::ReadOnly)
-                   ? QString::fromUtf8(file.readAll()).chopped(1).split(QLatin1Char('\n'))
-                   : QStringList{QStringLiteral("not started")};
+        QFile file(recordOf(path));
+        // That it exists is not enough: while it is being renamed, Windows lets nobody in.
+        if (!QTest::qWaitFor([&file] { return file.open(QIODevice::ReadOnly); }, 20'000)) {
+            return {QStringLiteral("not started")};
+        }
+        // Nor can its folder be removed before it has ended.
+        QFile program(path);
+        (void)QTest::qWaitFor([&program] { return program.open(QIODevice::ReadWrite); });
+        return QString::fromUtf8(file.readAll()).chopped(1).split(QLatin1Char('\n'));
     }
 
+    [[nodiscard]] bool wasStarted() const { return QFile::exists(recordOf(m_path)); }
+    [[nodiscard]] QStringList arguments() const { return arguments(m_path); }
+
 private:
-    QString m_record;
+    static QString recordOf(const QString& path) { return path + QStringLiteral(".arguments"); }
+
+    QString m_path;
 };
 
 } // namespace zk::test
