@@ -17,6 +17,15 @@
 
 namespace zk {
 
+namespace {
+
+bool isTreeIntact(const DownloadManager* manager)
+{
+    return manager && manager->unzipper() && manager->unzipper()->isIntact();
+}
+
+} // namespace
+
 void SoftwareUpdateClient::installZIPPackage()
 {
     if (!m_parentWidget) {
@@ -140,9 +149,9 @@ void SoftwareUpdateClient::startZipInstall()
                            "  to ", applicationDir, " and restarting ", program);
         if (!QFile::exists(target) && !QFile::copy(source, target)) {
             SOFTWAREUPDATE_LOG(Log::eError, function, "could not copy file to ", target);
-        } else if (!m_unpacking.folder.isEmpty() && QDir(m_unpacking.folder).isEmpty()) {
-            // Somebody has tidied up meanwhile; the application must not end for nothing.
-            SOFTWAREUPDATE_LOG(Log::eError, function, "the unpacked files are gone from ",
+        } else if (!m_unpacking.folder.isEmpty() && !isTreeIntact(m_unpacking.manager)) {
+            // Somebody has tidied up meanwhile: what is left must not become the application.
+            SOFTWAREUPDATE_LOG(Log::eError, function, "unpacked files are gone from ",
                                m_unpacking.folder);
         } else if (!m_unpacking.folder.isEmpty()) {
             DownloadManager::startUpdate(target, applicationDir, m_unpacking.folder,

@@ -5,9 +5,11 @@
 #include "support/Log.h"
 #include "support/ZipReader.h"
 
+#include <QDirIterator>
 #include <QFile>
 #include <QRegExp>
 
+#include <algorithm>
 #include <exception>
 
 namespace zk {
@@ -49,6 +51,20 @@ void Unzipper::removeZipFile()
     }
 }
 
+bool Unzipper::isIntact() const
+{
+    qint64 files = 0;
+    qint64 bytes = 0;
+    QDirIterator it(m_targetDir, QDir::Files | QDir::Hidden | QDir::System | QDir::NoSymLinks,
+                    QDirIterator::Subdirectories);
+    while (it.hasNext()) {
+        it.next();
+        ++files;
+        bytes += it.fileInfo().size();
+    }
+    return m_succeeded && files >= m_files && bytes >= m_bytes;
+}
+
 void Unzipper::run()
 {
     try {
@@ -76,7 +92,11 @@ bool Unzipper::extract()
     Q_UNUSED(forget)
     if (!reader.isAborted()) {
         reader.open(QIODevice::NotOpen);
-        reader.extractFiles(m_targetDir, QRegExp(), QString(), true, reader.fileList());
+        const QStringList entries = reader.fileList();
+        m_bytes = reader.extractFiles(m_targetDir, QRegExp(), QString(), true, entries);
+        m_files = std::count_if(entries.cbegin(), entries.cend(), [](const QString& entry) {
+            return !entry.endsWith(QLatin1Char('/'));
+        });
     }
     // Not isAborted(): a cancel that comes after the last file changes nothing any more.
     return reader.isComplete();

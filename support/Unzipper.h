@@ -41,6 +41,13 @@ public:
      */
     void removeZipFile();
 
+    /**
+     * Whether nothing that was unpacked has been removed since, judged by the number of files and
+     * bytes: temporary folders are tidied up by others too. False before unzippingDone(). Looks at
+     * each file below the folder; call it in the object's thread.
+     */
+    [[nodiscard]] bool isIntact() const;
+
 signals:
     /** Everything is extracted to @p targetDir, the folder that was given to the constructor. */
     void unzippingDone(const QString& targetDir);
@@ -61,6 +68,9 @@ private:
     const QString m_targetDir;
     const bool m_deleteArchive;
     bool m_succeeded = false;
+    /** Of the archive; written by the thread before it posts its result. */
+    qint64 m_files = 0;
+    qint64 m_bytes = 0;
 
     // Guards what follows. Not a QMutex: ThreadSanitizer does not see into an uninstrumented Qt.
     std::mutex m_mutex;
