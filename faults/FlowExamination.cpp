@@ -87,6 +87,11 @@ bool Flow::mayStay(const QString& folder, const Tree& files) const
     if (m_peer.mayUnpack(files)) {
         return true;
     }
+    // While it was being unpacked: what is left may stay, but never be handed over.
+    if (m_hasActed && m_plan.act.kind == Act::eRemoveTemporaryFolder && !files.isEmpty() &&
+        m_peer.mayBePartOfTree(files)) {
+        return true;
+    }
     const QStringList started = startedPrograms();
     for (const QString& path : started) {
         if (path.section(QLatin1Char('/'), -2, -2) == folder) {

@@ -7,6 +7,8 @@
 #include <QBuffer>
 #include <QRandomGenerator>
 
+#include <algorithm>
+
 namespace zk::faults {
 
 using test::Answer;
@@ -104,6 +106,16 @@ bool Peer::mayDispatch() const
     default:
         return false;
     }
+}
+
+bool Peer::mayBePartOfTree(const Tree& files) const
+{
+    return std::any_of(m_trees.cbegin(), m_trees.cend(), [&files](const Tree& tree) {
+        const auto begin = files.constKeyValueBegin();
+        return std::all_of(begin, files.constKeyValueEnd(), [&tree](const auto& file) {
+            return tree.contains(file.first) && tree.value(file.first) == file.second;
+        });
+    });
 }
 
 QByteArray Peer::firstLines()

@@ -29,6 +29,8 @@ public:
     [[nodiscard]] bool mayDispatch() const;
     /** Whether these files may stand where an archive was unpacked. */
     [[nodiscard]] bool mayUnpack(const Tree& tree) const { return m_trees.contains(tree); }
+    /** Whether these files, and others that are missing, may. */
+    [[nodiscard]] bool mayBePartOfTree(const Tree& files) const;
 
     /** What each program that is sent does first: it leaves a note beside itself. */
     static QByteArray firstLines();

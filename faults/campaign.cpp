@@ -40,11 +40,13 @@ QStringList warnings;
 void collect(QtMsgType type, const QMessageLogContext& /*context*/, const QString& text)
 {
     // An offscreen window's size; a connection that is published and never made; a reply that is
-    // aborted between its error and its end, for which only a robot presses OK fast enough.
+    // aborted between its error and its end, for which only a robot presses OK fast enough; one
+    // that is aborted while its host is looked up.
     static const QStringList known{QStringLiteral("propagateSizeHints"),
                                    QStringLiteral("zk::SoftwareUpdateWidget::checkForUpdate()"),
                                    QStringLiteral("sender name:   'SoftwareUpdateGui'"),
-                                   QStringLiteral("this method must only be called once")};
+                                   QStringLiteral("this method must only be called once"),
+                                   QStringLiteral("failed to report HostNotFoundError")};
     const auto isKnown = [&text](const QString& part) { return text.contains(part); };
     if (type != QtDebugMsg && type != QtInfoMsg &&
         std::none_of(known.cbegin(), known.cend(), isKnown)) {
