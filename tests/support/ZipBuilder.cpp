@@ -1,7 +1,6 @@
 #include "ZipBuilder.h"
 
 #include <QDataStream>
-#include <QFile>
 
 namespace zk::test {
 
@@ -91,20 +90,6 @@ QByteArray ZipBuilder::bytes() const
 void ZipBuilder::write(const QString& path) const
 {
     writeFile(path, bytes());
-}
-
-void writeFile(const QString& path, const QByteArray& data)
-{
-    QFile file(path);
-    if (!file.open(QIODevice::WriteOnly) || file.write(data) != data.size()) {
-        qFatal("cannot write %s", qPrintable(path));
-    }
-}
-
-QByteArray readFile(const QString& path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
 }
 
 } // namespace zk::test

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "Files.h"
+
 #include <QByteArray>
 #include <QString>
 
@@ -46,9 +48,5 @@ private:
     QByteArray m_central;
     quint64 m_count = 0;
 };
-
-/** Writes a file, throwing the test away where it cannot. */
-void writeFile(const QString& path, const QByteArray& data);
-QByteArray readFile(const QString& path);
 
 } // namespace zk::test

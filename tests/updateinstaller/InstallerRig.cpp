@@ -1,5 +1,7 @@
 #include "InstallerRig.h"
 
+#include "tests/support/Files.h"
+
 #include <QCryptographicHash>
 #include <QDateTime>
 #include <QDir>
@@ -13,12 +15,6 @@ namespace {
 
 constexpr auto readOnly = QFile::ReadOwner | QFile::ReadGroup;
 constexpr auto allEntries = QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot;
-
-QByteArray contentsOf(const QString& path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-}
 
 void write(const QString& path, const QByteArray& contents)
 {
@@ -101,7 +97,7 @@ QByteArray InstallerRig::hashOf(const QString& folder)
         if (info.isFile()) {
             line += QStringLiteral(" %1 %2")
                         .arg(info.lastModified().toMSecsSinceEpoch())
-                        .arg(QString::fromLatin1(contentsOf(path).toHex()));
+                        .arg(QString::fromLatin1(zk::test::readFile(path).toHex()));
         }
         lines << line;
     }
@@ -177,7 +173,7 @@ QByteArray InstallerRig::started() const
     QElapsedTimer waiting;
     waiting.start();
     QByteArray report;
-    while (!(report = contentsOf(m_report)).contains('\n') && !waiting.hasExpired(20'000)) {
+    while (!(report = zk::test::readFile(m_report)).contains('\n') && !waiting.hasExpired(20'000)) {
         QThread::msleep(1);
     }
     return report.split('\n').first();
@@ -197,5 +193,5 @@ QStringList InstallerRig::leftovers() const
 
 QByteArray InstallerRig::logText() const
 {
-    return contentsOf(log());
+    return zk::test::readFile(log());
 }

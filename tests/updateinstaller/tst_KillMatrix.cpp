@@ -1,11 +1,15 @@
 #include "InstallerRig.h"
 
+#include "Files.h"
+#include "Rows.h"
+
 #include <QDir>
 #include <QFile>
 #include <QTest>
 
 #include <cerrno>
 
+using namespace zk::test;
 using Build = InstallerRig::Build;
 
 /**
@@ -20,50 +24,42 @@ class tst_KillMatrix : public QObject
 private slots:
     void everyCallInTurn_data()
     {
-        QTest::addColumn<QStringList>("environment");
-        QTest::addColumn<QByteArray>("version");
-        QTest::addColumn<QString>("subFolder");
-        QTest::addColumn<QByteArray>("killedAt");
-
+        columns<QStringList, QString, QString, QString>("environment", "version", "subFolder",
+                                                        "killedAt");
         const QStringList none;
         const QStringList renames{QStringLiteral("FAULT_NO_EXCHANGE=1")};
         const QStringList copies{QStringLiteral("FAULT_OTHER_VOLUME=") + m_rig.root() +
                                  QStringLiteral("/tmp")};
-        const QString sub = QStringLiteral("/Camera Desk 4.3");
-
-        QTest::newRow("exchange") << none << QByteArray("new") << QString() << QByteArray();
-        QTest::newRow("two renames") << renames << QByteArray("new") << QString() << QByteArray();
-        QTest::newRow("copy, exchange") << copies << QByteArray("new") << QString() << QByteArray();
-        QTest::newRow("copy, two renames")
-            << copies + renames << QByteArray("new") << sub << QByteArray();
-        QTest::newRow("new program does not start, exchange")
-            << none << QByteArray("broken") << sub << QByteArray();
-        QTest::newRow("new program does not start, two renames")
-            << renames << QByteArray("broken") << QString() << QByteArray();
-        QTest::newRow("after a kill in the middle of staging")
-            << none << QByteArray("new") << sub << QByteArray("/staged");
-        QTest::newRow("after a kill in the middle of copying")
-            << copies << QByteArray("new") << QString() << QByteArray("/copying/lib/deep/");
-        QTest::newRow("after a kill between the two renames")
-            << renames << QByteArray("new") << QString() << QByteArray("/backup");
-        QTest::newRow("after a kill right after the exchange")
-            << none << QByteArray("new") << sub << QByteArray("exchange ");
-        QTest::newRow("after a kill while tidying up")
-            << copies << QByteArray("new") << QString() << QByteArray("/tmp/unpack 1/lib/deep/");
+        const char* const sub = "/Camera Desk 4.3";
+        row("exchange", none, "new", "", "");
+        row("two renames", renames, "new", "", "");
+        row("copy, exchange", copies, "new", "", "");
+        row("copy, two renames", copies + renames, "new", sub, "");
+        row("new program does not start, exchange", none, "broken", sub, "");
+        row("new program does not start, two renames", renames, "broken", "", "");
+        row("after a kill in the middle of staging", none, "new", sub, "/staged");
+        row("after a kill in the middle of copying", copies, "new", "", "/copying/lib/deep/");
+        row("after a kill between the two renames", renames, "new", "", "/backup");
+        row("after a kill right after the exchange", none, "new", sub, "exchange ");
+        row("after a kill while tidying up", copies, "new", "", "/tmp/unpack 1/lib/deep/");
     }
 
     void everyCallInTurn()
     {
         QFETCH(QStringList, environment);
-        QFETCH(QByteArray, version);
+        QFETCH(QString, version);
         QFETCH(QString, subFolder);
-        QFETCH(QByteArray, killedAt);
-        const Scenario scenario{environment, version, m_rig.unpacked() + subFolder, killedAt};
+        QFETCH(QString, killedAt);
+        const Scenario scenario{environment, version.toLatin1(), m_rig.unpacked() + subFolder,
+                                killedAt.toLatin1()};
 
         prepare(scenario);
         const auto calls = trace(scenario);
         QVERIFY2(calls.size() > 20, calls.join('\n').constData());
-        QCOMPARE(m_rig.startedVersion(), version == "broken" ? QByteArray("old") : version);
+        const QByteArray expected = scenario.version == "broken" ? "old" : "new";
+        QCOMPARE(m_rig.startedVersion(), expected);
+        QCOMPARE(m_rig.treeIn(m_rig.application()), expected);
+        QCOMPARE(m_rig.leftovers(), QStringList());
         for (int point = 1; point <= calls.size(); point += stride) {
             for (const char* const kind : {"before", "after"}) {
                 checkKilled(scenario, point, kind);
@@ -134,9 +130,7 @@ private:
         QFile::remove(file);
         m_rig.run(Build::eWithFaults, m_rig.commandLine(),
                   scenario.environment + QStringList{QStringLiteral("FAULT_TRACE=") + file});
-        QFile trace(file);
-        return trace.open(QIODevice::ReadOnly) ? trace.readAll().trimmed().split('\n')
-                                               : QList<QByteArray>();
+        return readFile(file).trimmed().split('\n');
     }
 
     void checkKilled(const Scenario& scenario, int point, const char* kind)
