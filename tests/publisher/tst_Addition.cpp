@@ -1,23 +1,27 @@
+#include "Rows.h"
+
 #include "publisher/Addition.h"
 #include "publisher/PackageSource.h"
 
 #include <QTest>
 
 using namespace publisher;
+using zk::test::columns;
+using zk::test::row;
 
 namespace {
 
-NewRelease firmware(const char* release, const char* platforms, qint64 size)
+NewRelease firmware()
 {
     NewRelease result;
     result.values = {{"type", QStringLiteral("Camera Firmware")},
                      {"name", QStringLiteral("Firmware <\"&>")},
-                     {"release", QString::fromLatin1(release)},
+                     {"release", QStringLiteral("2")},
                      {"status", QStringLiteral("STABLE")}};
-    result.platforms = QString::fromLatin1(platforms).split(QLatin1Char(' '));
+    result.platforms = QStringList{QStringLiteral("Q")};
     result.languages = QStringList{QStringLiteral("en")};
     result.files = {
-        {QStringLiteral("new.bin"), size, QDateTime(QDate(2026, 11, 20), QTime(10, 0, 0))}};
+        {QStringLiteral("new.bin"), 77, QDateTime(QDate(2026, 11, 20), QTime(10, 0, 0))}};
     return result;
 }
 
@@ -34,35 +38,29 @@ class tst_Addition : public QObject
 private slots:
     void putsPackagesWhereTheyFit_data()
     {
-        QTest::addColumn<QByteArray>("before");
-        QTest::addColumn<QByteArray>("added"); // %: the lines of the package's file and end
-        const auto row = [](const char* name, const QByteArray& before, const QByteArray& added) {
-            QTest::newRow(name) << before << added;
-        };
+        columns<QByteArray, QByteArray>("before", "added");
         const QByteArray name = " name=\"Firmware &lt;&quot;&amp;&gt;\"";
         const QByteArray date = " release-date=\"2026-11-20 10:00:00\">";
         row("behind what is there, which stays as it is written",
             QByteArray("<!-- a -->\n<softwareList base-url='http://h/'><!-- b -->\n  ") + set +
                 "\n    " + old + "<!-- c -->\n|  </package-set>\n</softwareList>\n<!-- d -->",
-            "    <package" + name + " release=\"2\" platform=\"Q\"" + date +
-                "\n      <file url=\"new.bin\" file-size=\"77\"/>\n    </package>\n");
+            QByteArray("    <package" + name + " release=\"2\" platform=\"Q\"" + date +
+                       "\n      <file url=\"new.bin\" file-size=\"77\"/>\n    </package>\n"));
+        const QByteArray whole = "<package type=\"Camera Firmware\"" + name +
+                                 " release=\"2\" status=\"STABLE\" platform=\"Q\" "
+                                 "language=\"en\"" +
+                                 date;
+        const QByteArray file = "    <file url=\"new.bin\" file-size=\"77\"/>";
         row("with the line ends that are there",
-            "<softwareList base-url='http://h/'>\r\n|</softwareList>\r\n",
-            "  <package type=\"Camera Firmware\"" + name +
-                " release=\"2\" status=\"STABLE\" platform=\"Q\" language=\"en\"" + date +
-                "\r\n    <file url=\"new.bin\" file-size=\"77\"/>\r\n  </package>\r\n");
-        row("into a root that was empty", "<softwareList base-url='http://h/'|/>",
-            ">\n  <package type=\"Camera Firmware\"" + name +
-                " release=\"2\" status=\"STABLE\" platform=\"Q\" language=\"en\"" + date +
-                "\n    <file url=\"new.bin\" file-size=\"77\"/>\n  </package>\n</softwareList>");
+            QByteArray("<softwareList base-url='http://h/'>\r\n|</softwareList>\r\n"),
+            "  " + whole + "\r\n" + file + "\r\n  </package>\r\n");
+        row("into a root that was empty", QByteArray("<softwareList base-url='http://h/'|/>"),
+            ">\n  " + whole + "\n" + file + "\n  </package>\n</softwareList>");
         row("not where a list says too much, but around it",
-            "<softwareList base-url='http://h/'>\n<package-set type=\"Camera Firmware\" "
-            "platform=\"Other\" status=\"STABLE\" language=\"en\"/>\n|</softwareList>",
-            "  <package type=\"Camera Firmware\"" + name +
-                " release=\"2\" status=\"STABLE\" platform=\"Q\" language=\"en\"" + date +
-                "\n    <file url=\"new.bin\" file-size=\"77\"/>\n  </package>\n");
+            QByteArray("<softwareList base-url='http://h/'>\n<package-set type=\"Camera Firmware\" "
+                       "platform=\"Other\" status=\"STABLE\" language=\"en\"/>\n|</softwareList>"),
+            "  " + whole + "\n" + file + "\n  </package>\n");
     }
-
     void putsPackagesWhereTheyFit()
     {
         QFETCH(QByteArray, before);
@@ -70,8 +68,7 @@ private slots:
         QByteArray expected = before;
         const bool isEmptyTag = before.endsWith("|/>");
         expected.replace(isEmptyTag ? "|/>" : "|", added);
-        const Addition addition =
-            addRelease(QByteArray(before).replace('|', ""), firmware("2", "Q", 77));
+        const Addition addition = addRelease(QByteArray(before).replace('|', ""), firmware());
         const auto* const refusal = std::get_if<QString>(&addition);
         QVERIFY2(!refusal, refusal ? qPrintable(*refusal) : "");
         QCOMPARE(std::get<QByteArray>(addition), expected);
@@ -81,7 +78,7 @@ private slots:
     {
         const QByteArray before = "<?xml version=\"1.0\" encoding=\"ISO-8859-1\"?>\n<softwareList "
                                   "base-url=\"http://h/\" comment=\"\xe4\">\n</softwareList>";
-        NewRelease release = firmware("2", "Q", 77);
+        NewRelease release = firmware();
         release.values << NewValue{"comment", QStringLiteral("ä")};
         const Addition latin = addRelease(before, release);
         QCOMPARE(parsePackages(std::get<QByteArray>(latin)).value(0).comment, QStringLiteral("ä"));
@@ -91,30 +88,28 @@ private slots:
 
     void refuses_data()
     {
-        QTest::addColumn<QByteArray>("before");
-        QTest::addColumn<QString>("reason");
-        const QByteArray root = "<softwareList base-url=\"http://h/\">";
-        const auto row = [](const char* name, const QByteArray& before, const char* reason) {
-            QTest::newRow(name) << before << QString::fromLatin1(reason);
-        };
+        columns<QString, QString>("before", "reason");
+        const QString root = QStringLiteral("<softwareList base-url=\"http://h/\">");
         row("what is not XML", "<softwareList>", "line 1");
         row("a file that is there",
-            root + "<package platform=\"X\" url=\"new.bin\"/></softwareList>", "already");
+            root + QStringLiteral("<package platform=\"X\" url=\"new.bin\"/></softwareList>"),
+            "already");
         row("one of the same date and size for the same camera",
-            root + "<package platform=\"Q\" url=\"a\" release-date=\"2026-11-20 10:00:00\" "
-                   "file-size=\"77\"/></softwareList>",
+            root + QStringLiteral("<package platform=\"Q\" url=\"a\" file-size=\"77\" release-date="
+                                  "\"2026-11-20 10:00:00\"/></softwareList>"),
             "same date and size");
         row("an address that leads nowhere", "<softwareList/>", "base-url");
         row("a place where all is for others", "<softwareList platform=\"Other\"/>", "every set");
         row("what clients refuse anyway",
-            "<!DOCTYPE a [<!ENTITY b \"c\">]>" + root + "</softwareList>", "would not read");
+            QStringLiteral("<!DOCTYPE a [<!ENTITY b \"c\">]>") + root +
+                QStringLiteral("</softwareList>"),
+            "would not read");
     }
-
     void refuses()
     {
-        QFETCH(QByteArray, before);
+        QFETCH(QString, before);
         QFETCH(QString, reason);
-        const Addition addition = addRelease(before, firmware("2", "Q", 77));
+        const Addition addition = addRelease(before.toUtf8(), firmware());
         QVERIFY(std::holds_alternative<QString>(addition));
         QVERIFY2(std::get<QString>(addition).contains(reason),
                  qPrintable(std::get<QString>(addition)));
