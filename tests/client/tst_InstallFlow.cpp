@@ -155,7 +155,7 @@ private slots:
         }
         act(f);
         if (answer.end == Answer::eSilence) {
-            f.server.finishTo("/setup.exe", {f.program.mid(half), Answer::eClose});
+            f.server.finish("/setup.exe", {f.program.mid(half), Answer::eClose});
         }
         QTRY_VERIFY(!finished.isEmpty() || !f.errorBoxes().isEmpty());
         QTRY_COMPARE(f.end(), end);

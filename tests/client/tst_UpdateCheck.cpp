@@ -52,13 +52,11 @@ private slots:
         test::row("newer package", test::http(200, newer()), "state 1>2");
         test::row("newer package of another kind",
                   test::http(200, newer().replace("a.exe", "a.msi")), upToDate);
-        test::row("empty body", test::http(200), nothing);
         test::row("a good error page", test::http(200, "<html><br>"), nothing);
         test::row("truncated document", test::http(200, newer().chopped(20)), nothing);
         test::row("redirect without target", test::http(302), nothing);
         test::row("redirect without target, but a document", test::http(302, newer()), "state 1>2");
         test::row("a redirect that is not followed", test::redirect(308, "/other"), nothing);
-        test::row("not found", test::http(404), failed);
         test::row("server error with a document", test::http(500, newer()), failed);
         const auto leads = [](const char* name, const QByteArray& target, const QString& message) {
             test::row(name, test::redirect(302, target),
@@ -71,7 +69,6 @@ private slots:
         test::row("redirect to a share", test::redirect(302, "file://127.0.0.1/share/doc.xml"),
                   "state 1>6, message Request for opening non-local file "
                   "file://127.0.0.1/share/doc.xml");
-        leads("redirect to nobody", "http://127.0.0.1:1/", QStringLiteral("Connection refused"));
         test::row("reset", Answer{{}, Answer::eReset}, closed);
     }
     void endsInAState()
@@ -90,8 +87,9 @@ private slots:
               "end");
         QCOMPARE(f.server.requests()[0].path, path);
         QCOMPARE(f.server.requests()[0].header("Content-Type"), QByteArray("text/xml"));
-        QCOMPARE(log.has(Log::eError, QStringLiteral("timeout occurred requesting update server!")),
-                 f.client->state() == SoftwareUpdate::eError);
+        const auto record = QStringLiteral("timeout occurred requesting update server!");
+        QCOMPARE(log.lines(Log::eError).filter(record).size(),
+                 f.client->state() == SoftwareUpdate::eError ? 1 : 0);
         const auto* dialog = f.dialog<SoftwareUpdateAvailableDialog>();
         QCOMPARE(dialog != nullptr && dialog->isVisible(),
                  f.client->state() == SoftwareUpdate::eUpdateAvailable);
@@ -110,7 +108,7 @@ private slots:
         QCOMPARE(saidAfterStart(f), QStringLiteral("state 1>4, message Timeout error! Update "
                                                    "server unreachable!"));
         // An answer that comes after all is heard by nobody.
-        f.server.finish(test::http(200, newer()).bytes);
+        f.server.finish("/doc.xml", test::http(200, newer()));
         f.server.answer("/doc.xml", test::http(200));
         f.check();
         QCOMPARE(f.timer(15000), timer);

@@ -4,7 +4,6 @@
 
 #include <QStringList>
 
-#include <algorithm>
 #include <sstream>
 
 namespace zk::test {
@@ -43,14 +42,6 @@ public:
             result << line.mid(line.indexOf(QLatin1Char('[')));
         }
         return result;
-    }
-
-    /** Whether a line of @p level ends with @p text. */
-    [[nodiscard]] bool has(Log::ELevel level, const QString& text) const
-    {
-        const QStringList all = lines(level);
-        return std::any_of(all.cbegin(), all.cend(),
-                           [&text](const QString& line) { return line.endsWith(text); });
     }
 
 private:

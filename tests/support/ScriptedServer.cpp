@@ -87,7 +87,7 @@ void ScriptedServer::read(QTcpSocket* socket)
     socket->readAll();
     const QByteArray path = got.mid(got.indexOf(' ') + 1).split(' ').first();
     m_requests.append({path, got.left(end)});
-    m_last = m_sockets[path] = socket;
+    m_sockets[path] = socket;
     QList<Answer>& answers = m_answers[path];
     const Answer next = answers.value(0, http(404, "not here"));
     if (answers.size() > 1) {
@@ -127,22 +127,17 @@ void ScriptedServer::drip()
     }
 }
 
-void ScriptedServer::finish(const QByteArray& bytes, Answer::End end)
+void ScriptedServer::finish(const QByteArray& path, const Answer& rest)
 {
-    if (m_last && m_last == m_dripping) {
-        m_last->write(m_rest.bytes);
+    QTcpSocket* const socket = m_sockets.value(path);
+    if (socket && socket == m_dripping) {
+        socket->write(m_rest.bytes);
         m_dripping.clear();
     }
-    if (m_last) {
-        m_last->write(bytes);
-        endConnection(m_last, end);
+    if (socket) {
+        socket->write(rest.bytes);
+        endConnection(socket, rest.end);
     }
-}
-
-void ScriptedServer::finishTo(const QByteArray& path, const Answer& answer)
-{
-    m_last = m_sockets.value(path);
-    finish(answer.bytes, answer.end);
 }
 
 } // namespace zk::test

@@ -70,12 +70,8 @@ public:
     void answer(const QByteArray& path, const QList<Answer>& all) { m_answers[path] = all; }
     void answer(const QByteArray& path, const Answer& only) { m_answers[path] = {only}; }
 
-    /** Goes on where silence fell: sends @p bytes on the last connection and ends it. */
-    void finish(const QByteArray& bytes, Answer::End end = Answer::eClose);
-    /** The same for the last connection on which @p path was asked for. */
-    void finishTo(const QByteArray& path, const Answer& answer);
-    /** No connection is accepted any more. */
-    void stop() { m_server.close(); }
+    /** Goes on where silence fell, on the last connection on which @p path was asked for. */
+    void finish(const QByteArray& path, const Answer& rest);
 
     [[nodiscard]] QUrl url(const QByteArray& path) const;
     [[nodiscard]] quint16 port() const { return m_port; }
@@ -89,7 +85,6 @@ private:
     quint16 m_port = 0;
     QHash<QByteArray, QList<Answer>> m_answers;
     QList<Request> m_requests;
-    QPointer<QTcpSocket> m_last;
     QHash<QByteArray, QPointer<QTcpSocket>> m_sockets;
     QPointer<QTcpSocket> m_dripping;
     Answer m_rest;
