@@ -1,9 +1,9 @@
+#include "Files.h"
 #include "InstallFixture.h"
 #include "MessageFilter.h"
 #include "Rows.h"
 #include "RunningProgram.h"
 #include "ToolRun.h"
-#include "ZipBuilder.h"
 
 #include "client/SystemProxy.h"
 

@@ -1,8 +1,8 @@
+#include "Files.h"
 #include "InstallFixture.h"
 #include "MessageFilter.h"
 #include "Rows.h"
 #include "ToolRun.h"
-#include "ZipBuilder.h"
 
 #include "install/PackageSignature.h"
 

@@ -86,7 +86,7 @@ private slots:
         QTEST(saidAfterStart(f).replace(f.server.url(path).toString(), QStringLiteral("URL")),
               "end");
         QCOMPARE(f.server.requests()[0].path, path);
-        QCOMPARE(f.server.requests()[0].header("Content-Type"), QByteArray("text/xml"));
+        QVERIFY(f.server.requests()[0].head.contains("\nContent-Type: text/xml\r\n"));
         const auto record = QStringLiteral("timeout occurred requesting update server!");
         QCOMPARE(log.lines(Log::eError).filter(record).size(),
                  f.client->state() == SoftwareUpdate::eError ? 1 : 0);

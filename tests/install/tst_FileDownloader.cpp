@@ -1,12 +1,11 @@
+#include "Files.h"
 #include "Rows.h"
 #include "ScriptedServer.h"
-#include "ZipBuilder.h"
 
 #include "install/FileDownloader.h"
 
 #include <QDir>
 #include <QNetworkAccessManager>
-#include <QSignalSpy>
 #include <QTemporaryDir>
 
 using namespace zk;
@@ -106,19 +105,6 @@ private slots:
         QCoreApplication::processEvents();
         QTEST(f.said(), "events");
         QVERIFY(target != QLatin1String("file") || test::readFile(f.path) == "abc3456789");
-    }
-
-    void aborts()
-    {
-        Fixture f;
-        f.server.answer("/a", test::partial(QByteArray(1000, 'x'), 40, Answer::eSilence));
-        const QSignalSpy progress(f.downloader, &FileDownloader::progress);
-        f.start("/a");
-        QTRY_VERIFY(!progress.isEmpty());
-        f.downloader->abortDownload();
-        QCOMPARE(f.said(), QStringLiteral("error 5, not whole 200, finished"));
-        f.downloader->abortDownload();
-        QCOMPARE(f.events.size(), 3);
     }
 
     void writesLargeBodiesInTurns_data()

@@ -1,6 +1,7 @@
 #pragma once
 
-#include <QFile>
+#include "Files.h"
+
 #include <QNetworkProxy>
 #include <QProcess>
 #include <QStandardPaths>
@@ -56,9 +57,9 @@ protected:
     }
     [[nodiscard]] QString writeConfiguration(const QByteArray& text) const
     {
-        QFile file(m_folder.filePath(QStringLiteral("conf")));
-        return file.open(QIODevice::WriteOnly) && file.write(text) == text.size() ? file.fileName()
-                                                                                  : QString();
+        const QString path = m_folder.filePath(QStringLiteral("conf"));
+        writeFile(path, text);
+        return path;
     }
 
 private:

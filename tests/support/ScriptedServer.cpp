@@ -35,12 +35,6 @@ void endConnection(QTcpSocket* socket, Answer::End end)
 
 } // namespace
 
-QByteArray Request::header(const QByteArray& name) const
-{
-    const int at = head.toLower().indexOf('\n' + name.toLower() + ':');
-    return at < 0 ? QByteArray() : head.mid(at + name.size() + 2).split('\r').first().trimmed();
-}
-
 Answer http(int status, const QByteArray& body, const QByteArray& headers)
 {
     return {head(status, body.size(), headers) + body};

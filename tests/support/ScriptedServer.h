@@ -15,9 +15,6 @@ struct Request
     QByteArray path;
     /** Request line and header lines. */
     QByteArray head;
-
-    /** The value of a header, empty when there is none. */
-    [[nodiscard]] QByteArray header(const QByteArray& name) const;
 };
 
 /** What the server sends, byte by byte as it stands, and how it ends. */

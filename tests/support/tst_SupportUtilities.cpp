@@ -1,6 +1,6 @@
 #include "Environment.h"
+#include "Files.h"
 #include "LogCapture.h"
-#include "ZipBuilder.h"
 
 #include "support/FileUtils.h"
 #include "support/StringUtils.h"

@@ -1,4 +1,5 @@
 #include "Rows.h"
+#include "ToolRun.h"
 #include "ZipBuilder.h"
 
 #include "support/Exception.h"
@@ -10,7 +11,6 @@
 #include <QDateTime>
 #include <QDir>
 #include <QDirIterator>
-#include <QProcess>
 #include <QRandomGenerator>
 #include <QStandardPaths>
 #include <QTemporaryDir>
@@ -332,10 +332,7 @@ private slots:
         writeFile(tree.filePath(QStringLiteral("text.txt")), QByteArray("text ").repeated(50'000));
         writeFile(tree.filePath(QStringLiteral("none")), {});
         m_zip = m_folder + QStringLiteral("/tools.zip");
-        QProcess process;
-        process.setWorkingDirectory(tree.path());
-        process.start(QStringLiteral("sh"), {QStringLiteral("-c"), command});
-        QVERIFY(process.waitForFinished() && process.exitCode() == 0);
+        runTool(QStringLiteral("sh"), tree.path(), {QStringLiteral("-c"), command});
         extract();
         QCOMPARE(contents(m_out), contents(tree.path()));
     }

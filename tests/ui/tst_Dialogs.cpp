@@ -113,31 +113,25 @@ private slots:
         }
     }
 
-    void hidesCaptions_data()
-    {
-        test::columns<QString, QString, QString>("version", "lastCheck", "shown");
-        test::row("both", "4.3", "today", "1 4.3, 1 today");
-        test::row("null keeps the texts", QString(), QString(), "0 before, 0 before");
-        test::row("empty", "", "", "1 , 0 before");
-    }
     void hidesCaptions()
     {
-        QFETCH(QString, version);
-        QFETCH(QString, lastCheck);
-        SoftwareUpdateWidgetSettings settings;
-        settings.currentVersion = settings.lastCheck = QStringLiteral("before");
         SoftwareUpdateWidget widget(nullptr);
-        widget.setSettings(settings);
-        settings.currentVersion = version;
-        settings.lastCheck = lastCheck;
-        widget.setSettings(settings);
-        settings = widget.getSettings();
-        QTEST(QStringLiteral("%1 %2, %3 %4")
-                  .arg(!child(widget, "currentVersionLabel")->isHidden())
-                  .arg(settings.currentVersion)
-                  .arg(!child(widget, "lastCheckLabel")->isHidden())
-                  .arg(settings.lastCheck),
-              "shown");
+        const auto shown = [&widget](const QString& version, const QString& lastCheck) {
+            SoftwareUpdateWidgetSettings settings;
+            settings.currentVersion = version;
+            settings.lastCheck = lastCheck;
+            widget.setSettings(settings);
+            settings = widget.getSettings();
+            return QStringLiteral("%1 %2, %3 %4")
+                .arg(!child(widget, "currentVersionLabel")->isHidden())
+                .arg(settings.currentVersion)
+                .arg(!child(widget, "lastCheckLabel")->isHidden())
+                .arg(settings.lastCheck);
+        };
+        QCOMPARE(shown(QStringLiteral("4.3"), QStringLiteral("today")),
+                 QStringLiteral("1 4.3, 1 today"));
+        QCOMPARE(shown({}, {}), QStringLiteral("0 4.3, 0 today")); // null keeps the texts
+        QCOMPARE(shown(QLatin1String(""), QLatin1String("")), QStringLiteral("1 , 0 today"));
     }
 
     void followsTheClient()
@@ -176,35 +170,32 @@ private slots:
         QVERIFY(!dialog.isVisible());
     }
 
-    void fillsTheTableAnew_data()
-    {
-        test::columns<QList<QStringList>, QStringList>("entries", "log");
-        const QStringList row = test::lines("a\nb\nc");
-        test::row("some", QList<QStringList>{row, row + row, {QStringLiteral("w")}}, QStringList());
-        test::row("none", QList<QStringList>(),
-                  QStringList{QStringLiteral("[zk::SoftwareUpdateAvailableDialog::setTableEntries] "
-                                             "SoftwareUpdateAvailableDialog::setTableEntries() -> "
-                                             "no table entries set!")});
-    }
     void fillsTheTableAnew()
     {
-        QFETCH(QList<QStringList>, entries);
-        QFETCH(QStringList, log);
-        Updates u;
-        u.dialog.setTableHeaders(u.row);
-        u.click(1);
-        u.dialog.setHiddenEntries({0});
-        u.selections.clear();
-        const test::LogCapture capture;
-        u.dialog.setTableEntries(entries);
-        QCOMPARE(capture.lines(Log::eError), log);
-        QCOMPARE(u.selections.count(), 0);
-        QCOMPARE(u.table->rowCount(), entries.size());
-        QCOMPARE(u.table->columnCount(), entries.value(0).size());
-        QVERIFY(!u.table->item(2, 1));
-        QVERIFY(!u.table->horizontalHeaderItem(0)); // the client sets them anew
-        QVERIFY(!u.table->isRowHidden(0) && u.comment->isHidden());
-        QCOMPARE(u.selected(), QStringLiteral(" -> -1"));
+        const QStringList row = test::lines("a\nb\nc");
+        const QString record =
+            QStringLiteral("[zk::SoftwareUpdateAvailableDialog::setTableEntries] "
+                           "SoftwareUpdateAvailableDialog::setTableEntries() -> "
+                           "no table entries set!");
+        for (const QList<QStringList>& entries :
+             {{row, row + row, {QStringLiteral("w")}}, QList<QStringList>()}) {
+            Updates u;
+            u.dialog.setTableHeaders(u.row);
+            u.click(1);
+            u.dialog.setHiddenEntries({0});
+            u.selections.clear();
+            const test::LogCapture capture;
+            u.dialog.setTableEntries(entries);
+            QCOMPARE(capture.lines(Log::eError),
+                     entries.isEmpty() ? QStringList{record} : QStringList());
+            QCOMPARE(u.selections.count(), 0);
+            QCOMPARE(u.table->rowCount(), entries.size());
+            QCOMPARE(u.table->columnCount(), entries.value(0).size());
+            QVERIFY(!u.table->item(2, 1));
+            QVERIFY(!u.table->horizontalHeaderItem(0)); // the client sets them anew
+            QVERIFY(!u.table->isRowHidden(0) && u.comment->isHidden());
+            QCOMPARE(u.selected(), QStringLiteral(" -> -1"));
+        }
     }
 
     void installsWhatIsSelected()
