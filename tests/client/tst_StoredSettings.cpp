@@ -121,6 +121,7 @@ private slots:
         test::columns<int, QString, QString, bool>("interval", "lastCheck", "now", "due");
         test::row("daily, 24 hours ago", 1, "2026-05-01T10:00", "2026-05-02T10:00", false);
         test::row("daily, a moment more", 1, "2026-05-01T10:00", "2026-05-02T10:00:00.001", true);
+        test::row("weekly, to the second", 2, "2026-05-01T10:00", "2026-05-08T10:00", false);
         test::row("weekly, a second more", 2, "2026-05-01T10:00", "2026-05-08T10:00:01", true);
         test::row("monthly, end of January", 3, "2026-01-31T10:00", "2026-02-28T10:00", false);
         test::row("monthly, end of February", 3, "2026-01-31T10:00", "2026-02-28T10:00:01", true);

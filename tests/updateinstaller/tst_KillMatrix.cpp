@@ -78,8 +78,6 @@ private slots:
         }
     }
 
-    void cleanupTestCase() const { qInfo("%d faults, %d runs of the program", m_cases, m_runs); }
-
 private:
     static constexpr int stride = INSTALLER_MATRIX_STRIDE;
 
@@ -120,7 +118,6 @@ private:
     {
         const QStringList fault{QStringLiteral("FAULT_POINT=%1").arg(point),
                                 QStringLiteral("FAULT_KIND=") + QString::fromLatin1(kind)};
-        ++m_runs;
         return m_rig.run(Build::eWithFaults, m_rig.commandLine(), scenario.environment + fault);
     }
 
@@ -135,7 +132,6 @@ private:
 
     void checkKilled(const Scenario& scenario, int point, const char* kind)
     {
-        ++m_cases;
         prepare(scenario);
         QVERIFY(runWith(scenario, point, kind).wasKilled);
         checkRepairBySameRequest(scenario);
@@ -150,7 +146,6 @@ private:
     /** A run that could go on has left everything in order by itself, or leaves it to the next. */
     void checkFailed(const Scenario& scenario, int point, const char* kind)
     {
-        ++m_cases;
         prepare(scenario);
         const auto run = runWith(scenario, point, kind);
         QVERIFY(!run.wasKilled);
@@ -169,7 +164,6 @@ private:
 
     void checkRepairBySameRequest(const Scenario& scenario)
     {
-        ++m_runs;
         const bool wasPending = QFile::exists(m_rig.workFolder() + QStringLiteral("/journal"));
         const auto run = m_rig.run(Build::eReal, m_rig.commandLine());
         const QByteArray tree = m_rig.treeIn(m_rig.application());
@@ -189,7 +183,6 @@ private:
 
     void checkRepairByOtherRequest()
     {
-        ++m_runs;
         const QString other = m_rig.root() + QStringLiteral("/tmp/unpack 2");
         InstallerRig::makeTree(other, "third");
         const auto run =
@@ -203,8 +196,6 @@ private:
     }
 
     InstallerRig m_rig;
-    int m_cases = 0;
-    int m_runs = 0;
 };
 
 QTEST_GUILESS_MAIN(tst_KillMatrix)
