@@ -13,7 +13,10 @@ using namespace zk;
 
 namespace {
 
-/** An update server as they are run in the field; over TLS when it has a certificate. */
+/**
+ * An update server as they are run in the field; over TLS when it has a certificate. Its package
+ * lies there packed by gzip alone, behind two redirects.
+ */
 class RunningNginx : public test::RunningProgram
 {
 public:
@@ -42,11 +45,6 @@ public:
         return QUrl(QStringLiteral("%1://127.0.0.1:%2/%3")
                         .arg(m_scheme, QString::number(port()), QLatin1String(path)));
     }
-    /** A line a request: its path, status, the encoding of the answer, and the proxy's name. */
-    [[nodiscard]] QStringList requests() const
-    {
-        return test::lines(test::readFile(file("access.log")).constData());
-    }
 
 private:
     QString m_scheme;
@@ -62,9 +60,7 @@ private:
             text += QByteArray(kind) + "_temp_path temp_" + kind + ";\n";
         }
         return text +
-               "map $http_via $by { default -; ~tinyproxy tinyproxy; }\n"
-               "log_format ours '$uri $status $sent_http_content_encoding $by';\n"
-               "access_log access.log ours;\n"
+               "access_log off;\n"
                "types { text/xml xml; application/octet-stream exe; }\n"
                "gzip on; gzip_min_length 1; gzip_types text/xml; gzip_static on; gzip_proxied "
                "any;\n"
@@ -173,17 +169,6 @@ private slots:
         QTRY_VERIFY(!f.isChecking());
         QCOMPARE(f.client->state(),
                  error == 0 ? SoftwareUpdate::eUpdateAvailable : SoftwareUpdate::eError);
-        QStringList expected;
-        if (error == 0) {
-            expected = test::lines("/latest/store/setup.exe 301 -\n/hop/store/setup.exe 302 -\n"
-                                   "/store/setup.exe 200 gzip\n/latest/doc.xml 301 -\n"
-                                   "/hop/doc.xml 302 -\n/doc.xml 200 gzip");
-        }
-        const bool isNamed = proxy == QLatin1String("tinyproxy") && certificate.isEmpty();
-        for (QString& line : expected) {
-            line += isNamed ? QStringLiteral(" tinyproxy") : QStringLiteral(" -");
-        }
-        QTRY_COMPARE(server.requests(), expected);
     }
 
     void followsToTlsAndBack()
