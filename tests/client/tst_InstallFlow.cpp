@@ -23,15 +23,9 @@ const char* const nothingFound =
     "[zk::SoftwareUpdateClient::parseServerResponse] no update available";
 const auto question = QStringLiteral("ask you to restart");
 
-void keepStill(Fixture& /*f*/) {}
-
-void cancel(Fixture& f)
-{
-    f.progress()->findChild<QPushButton*>()->click();
-}
-
-void cancelBehindTheLastByte(Fixture& f)
-{
+constexpr Act keepStill = [](Fixture& /*f*/) {};
+constexpr Act cancel = [](Fixture& f) { f.progress()->findChild<QPushButton*>()->click(); };
+constexpr Act cancelBehindTheLastByte = [](Fixture& f) {
     // The last moment there is: the file is written, its installer not yet chosen.
     auto* const once = new QObject(f.client);
     QObject::connect(f.client->findChild<FileDownloader*>(), &FileDownloader::finished, once,
@@ -39,22 +33,12 @@ void cancelBehindTheLastByte(Fixture& f)
                          once->deleteLater();
                          cancel(f);
                      });
-}
-
-void findAnother(Fixture& f)
-{
+};
+constexpr Act findAnother = [](Fixture& f) {
     f.checkFor(test::packageElement("5.0", "http://127.0.0.1:1/other.msi"));
-}
-
-void findNothing(Fixture& f)
-{
-    f.checkFor({});
-}
-
-void deleteClient(Fixture& /*f*/)
-{
-    SoftwareUpdateClient::deleteInstance();
-}
+};
+constexpr Act findNothing = [](Fixture& f) { f.checkFor({}); };
+constexpr Act deleteClient = [](Fixture& /*f*/) { SoftwareUpdateClient::deleteInstance(); };
 
 } // namespace
 
@@ -85,7 +69,7 @@ private slots:
         const QByteArray program = test::StandIn::bytes();
         const auto fails = [](const char* name, const Answer& answer, int code) {
             const auto end = QStringLiteral("window, Download Error: Error code %1");
-            test::row(name, answer, Act(keepStill), end.arg(code));
+            test::row(name, answer, keepStill, end.arg(code));
         };
         const QByteArray body(2000, 'x');
         fails("part of a file", test::http(206, "part"), 206);
@@ -103,10 +87,10 @@ private slots:
         const char* const started = "started, setup.exe";
         for (const int status : {301, 302, 303, 307, 308}) {
             const QByteArray name = "redirect " + QByteArray::number(status);
-            test::row(name.constData(), test::redirect(status, "/moved"), Act(keepStill), started);
+            test::row(name.constData(), test::redirect(status, "/moved"), keepStill, started);
         }
         test::row("no length", Answer{"HTTP/1.1 200 OK\r\n\r\n" + program, Answer::eClose},
-                  Act(keepStill), started);
+                  keepStill, started);
         const Act installAgain = [](Fixture& f) {
             f.server.answer("/setup.exe", test::http(200, f.program));
             f.install();
@@ -130,10 +114,10 @@ private slots:
         const Act close = [](Fixture& f) { f.parent.reset(); };
         goesOn("parent gone", close, "setup.exe");
         goesOn("parent gone, then the connection", lose, "");
-        test::row("cancelled before the first byte", Answer{{}, Answer::eSilence}, Act(cancel),
+        test::row("cancelled before the first byte", Answer{{}, Answer::eSilence}, cancel,
                   "window");
         test::row("cancelled behind the last byte", test::http(200, program),
-                  Act(cancelBehindTheLastByte), "window");
+                  cancelBehindTheLastByte, "window");
     }
     void downloads()
     {
@@ -167,14 +151,14 @@ private slots:
     {
         test::columns<QString, Act, QString, QString>("box", "act", "button", "end");
         const auto proceed = QStringLiteral("Proceed");
-        test::row("cancelled", question, Act(keepStill), "Cancel Install", "window");
-        test::row("closed", question, Act(keepStill), "(closed)", "window");
-        test::row("another package is found", question, Act(findAnother), proceed,
+        test::row("cancelled", question, keepStill, "Cancel Install", "window");
+        test::row("closed", question, keepStill, "(closed)", "window");
+        test::row("another package is found", question, findAnother, proceed,
                   "window, Download Error: Error code 203");
         // The question goes with the list it was asked about.
-        test::row("no package is found", question, Act(findNothing), proceed, nothingFound);
-        test::row("client deleted", question, Act(deleteClient), proceed, "window");
-        test::row("client deleted when it fails", "Error code", Act(deleteClient), "OK",
+        test::row("no package is found", question, findNothing, proceed, nothingFound);
+        test::row("client deleted", question, deleteClient, proceed, "window");
+        test::row("client deleted when it fails", "Error code", deleteClient, "OK",
                   "progress, window, Download Error: Error code 203");
     }
     void asks()

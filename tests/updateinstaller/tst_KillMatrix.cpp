@@ -61,17 +61,13 @@ private slots:
         QCOMPARE(m_rig.treeIn(m_rig.application()), expected);
         QCOMPARE(m_rig.leftovers(), QStringList());
         for (int point = 1; point <= calls.size(); point += stride) {
-            for (const char* const kind : {"before", "after"}) {
-                checkKilled(scenario, point, kind);
+            for (const QByteArray& kind :
+                 {QByteArray("before"), QByteArray("after"), QByteArray::number(EACCES),
+                  QByteArray::number(ENOSPC), QByteArray::number(EXDEV)}) {
+                const bool isError = kind.toInt() != 0;
+                isError ? checkFailed(scenario, point, kind) : checkKilled(scenario, point, kind);
                 if (QTest::currentTestFailed()) {
-                    qInfo("killed %s %s", kind, calls[point - 1].constData());
-                    return;
-                }
-            }
-            for (const int error : {EACCES, ENOSPC, EXDEV}) {
-                checkFailed(scenario, point, QByteArray::number(error).constData());
-                if (QTest::currentTestFailed()) {
-                    qInfo("error %d in %s", error, calls[point - 1].constData());
+                    qInfo("%s: %s", kind.constData(), calls[point - 1].constData());
                     return;
                 }
             }
@@ -114,7 +110,7 @@ private:
         QVERIFY(runWith(first, points[key], "after").wasKilled);
     }
 
-    InstallerRig::Run runWith(const Scenario& scenario, int point, const char* kind)
+    InstallerRig::Run runWith(const Scenario& scenario, int point, const QByteArray& kind)
     {
         const QStringList fault{QStringLiteral("FAULT_POINT=%1").arg(point),
                                 QStringLiteral("FAULT_KIND=") + QString::fromLatin1(kind)};
@@ -130,7 +126,7 @@ private:
         return readFile(file).trimmed().split('\n');
     }
 
-    void checkKilled(const Scenario& scenario, int point, const char* kind)
+    void checkKilled(const Scenario& scenario, int point, const QByteArray& kind)
     {
         prepare(scenario);
         QVERIFY(runWith(scenario, point, kind).wasKilled);
@@ -144,7 +140,7 @@ private:
     }
 
     /** A run that could go on has left everything in order by itself, or leaves it to the next. */
-    void checkFailed(const Scenario& scenario, int point, const char* kind)
+    void checkFailed(const Scenario& scenario, int point, const QByteArray& kind)
     {
         prepare(scenario);
         const auto run = runWith(scenario, point, kind);
