@@ -57,7 +57,7 @@ protected:
     }
     [[nodiscard]] QString writeConfiguration(const QByteArray& text) const
     {
-        const QString path = m_folder.filePath(QStringLiteral("conf"));
+        QString path = m_folder.filePath(QStringLiteral("conf"));
         writeFile(path, text);
         return path;
     }
