@@ -9,6 +9,7 @@
 #include <QDomDocument>
 #include <QElapsedTimer>
 #include <QTest>
+#include <QTextCodec>
 
 using namespace zk;
 
@@ -145,6 +146,17 @@ private slots:
             QVERIFY2(byNode.contains(text(package)), qPrintable(byNode.join(QLatin1Char('\n'))));
         }
         QTEST(records.join(QLatin1Char('\n')), "expected");
+    }
+
+    void readsEncodings()
+    {
+        const QString xml = QStringLiteral("<?xml version='1.0' encoding='%1'?><package-set>"
+                                           "<package name='Prøve'/></package-set>");
+        for (const char* encoding : {"UTF-8", "ISO-8859-1", "UTF-16"}) {
+            const PackageInfoList packages = parse(QTextCodec::codecForName(encoding)->fromUnicode(
+                xml.arg(QString::fromLatin1(encoding))));
+            QVERIFY2(packages.value(0).name == QStringLiteral("Prøve"), encoding);
+        }
     }
 
     void answersHostileDocumentsAtOnce_data()

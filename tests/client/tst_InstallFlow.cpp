@@ -79,6 +79,9 @@ private slots:
         fails("no content", test::http(204), 204);
         fails("redirect without target", test::http(302, "page"), 302);
         fails("redirect to another kind of place", test::redirect(302, "gopher://127.0.0.1/"), 301);
+        fails("redirect loop", test::redirect(302, "/loop"), 10);
+        fails("redirect to TLS where there is none", test::redirect(302, "https://127.0.0.1:1"), 1);
+        fails("authentication wanted by no proxy", test::http(407), 105);
         fails("redirect to a share", test::redirect(302, "file://127.0.0.1/share/a.exe"), 301);
 
         const auto goesOn = [&program](const char* name, Act act, const char* end) {
@@ -89,6 +92,10 @@ private slots:
             const QByteArray name = "redirect " + QByteArray::number(status);
             test::row(name.constData(), test::redirect(status, "/moved"), keepStill, started);
         }
+        Answer drip = test::http(200, program);
+        drip.dripMs = 1;
+        drip.dropSize = drip.bytes.size() / 50;
+        test::row("slow drip", drip, keepStill, started);
         test::row("no length", Answer{"HTTP/1.1 200 OK\r\n\r\n" + program, Answer::eClose},
                   keepStill, started);
         const Act installAgain = [](Fixture& f) {
@@ -127,6 +134,7 @@ private slots:
         Fixture f;
         f.server.answer("/setup.exe", answer);
         f.server.answer("/moved", test::http(200, f.program));
+        f.server.answer("/loop", test::redirect(302, "/setup.exe"));
         QSignalSpy finished(f.client->findChild<FileDownloader*>(), &FileDownloader::finished);
         f.install();
         if (answer.end == Answer::eSilence) {
@@ -190,6 +198,7 @@ private slots:
                   "installDEBPackage] SoftwareUpdateClient::installDEBPackage() -> trying to run ",
                   0, "a.deb");
         test::row("a.pkg", "", 1, "a.pkg");
+        test::row("a%2F..%5Cb.pkg", "", 1, "a%2F..%5Cb.pkg");
         test::row("a.pkg/", "", 0,
                   "Download Error: Unknown package type! Installation cannot proceed!");
     }

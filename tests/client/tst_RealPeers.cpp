@@ -13,10 +13,7 @@ using namespace zk;
 
 namespace {
 
-/**
- * An update server as they are run in the field; over TLS when it has a certificate. Its package
- * lies there packed by gzip alone, behind two redirects.
- */
+/** An update server as they are run in the field; over TLS when it has a certificate. */
 class RunningNginx : public test::RunningProgram
 {
 public:
@@ -45,6 +42,11 @@ public:
         return QUrl(QStringLiteral("%1://127.0.0.1:%2/%3")
                         .arg(m_scheme, QString::number(port()), QLatin1String(path)));
     }
+    /** A line a request: its path, status, the encoding of the answer, and the proxy's name. */
+    [[nodiscard]] QStringList requests() const
+    {
+        return test::lines(test::readFile(file("access.log")).constData());
+    }
 
 private:
     QString m_scheme;
@@ -60,7 +62,9 @@ private:
             text += QByteArray(kind) + "_temp_path temp_" + kind + ";\n";
         }
         return text +
-               "access_log off;\n"
+               "map $http_via $by { default -; ~tinyproxy tinyproxy; }\n"
+               "log_format ours '$uri $status $sent_http_content_encoding $by';\n"
+               "access_log access.log ours;\n"
                "types { text/xml xml; application/octet-stream exe; }\n"
                "gzip on; gzip_min_length 1; gzip_types text/xml; gzip_static on; gzip_proxied "
                "any;\n"
@@ -91,6 +95,14 @@ private:
         test::runTool(QStringLiteral("openssl"), m_certificates.path(),
                       QString::fromUtf8(arguments).split(QLatin1Char(' ')));
     }
+    void makeCertificate(const QByteArray& name, const QByteArray& subject, const QByteArray& days)
+    {
+        test::writeFile(m_certificates.filePath(QStringLiteral("ext")),
+                        "subjectAltName=" + subject);
+        openssl("req -new -newkey rsa:2048 -nodes -keyout " + name + ".key -out csr -subj /CN=us");
+        openssl("x509 -req -in csr -CA ca.pem -CAkey ca.key -CAcreateserial -extfile ext -out " +
+                name + ".pem -days " + days);
+    }
     void trustOurAuthority() const
     {
         QSslConfiguration trust = m_systemTrust;
@@ -109,11 +121,9 @@ private slots:
             }
         }
         openssl("req -x509 -newkey rsa:2048 -nodes -keyout ca.key -out ca.pem -days 2 -subj /CN=A");
-        openssl("req -new -newkey rsa:2048 -nodes -keyout ours.key -out csr -subj /CN=us");
-        test::writeFile(m_certificates.filePath(QStringLiteral("ext")),
-                        "subjectAltName=IP:127.0.0.1");
-        openssl("x509 -req -in csr -CA ca.pem -CAkey ca.key -CAcreateserial -extfile ext "
-                "-out ours.pem -days 1");
+        makeCertificate("good", "IP:127.0.0.1", "1");
+        makeCertificate("other", "DNS:other.invalid", "1");
+        makeCertificate("expired", "IP:127.0.0.1", "-1");
     }
     void cleanup() { QSslConfiguration::setDefaultConfiguration(m_systemTrust); }
 
@@ -122,13 +132,17 @@ private slots:
         test::columns<QString, bool, QString, QString, int>("certificate", "isTrusted", "proxy",
                                                             "password", "error");
         test::row("no TLS", "", false, "", "", 0);
-        test::row("a certificate of an authority that is trusted", "ours", true, "", "", 0);
-        test::row("of an authority that is not", "ours", false, "", "", 6);
-        test::row("tunnel", "ours", true, "tinyproxy", "", 0);
+        test::row("a certificate of an authority that is trusted", "good", true, "", "", 0);
+        test::row("of an authority that is not", "good", false, "", "", 6);
+        test::row("for another host name", "other", true, "", "", 6);
+        test::row("an expired one", "expired", true, "", "", 6);
+        test::row("HTTP proxy", "", true, "tinyproxy", "", 0);
+        test::row("tunnel", "good", true, "tinyproxy", "", 0);
         test::row("HTTP proxy with a password", "", true, "tinyproxy", "secret", 0);
+        test::row("tunnel with a password", "good", true, "tinyproxy", "secret", 0);
         test::row("HTTP proxy missing a password", "", true, "tinyproxy", "missing", 105);
-        test::row("tunnel missing a password", "ours", true, "tinyproxy", "missing", 105);
-        test::row("SOCKS 5 tunnel", "ours", true, "microsocks", "", 0);
+        test::row("tunnel missing a password", "good", true, "tinyproxy", "missing", 105);
+        test::row("SOCKS 5 tunnel", "good", true, "microsocks", "", 0);
         test::row("proxy that is gone", "", true, "gone", "", 1);
     }
     void installs()
@@ -169,6 +183,17 @@ private slots:
         QTRY_VERIFY(!f.isChecking());
         QCOMPARE(f.client->state(),
                  error == 0 ? SoftwareUpdate::eUpdateAvailable : SoftwareUpdate::eError);
+        QStringList expected;
+        if (error == 0) {
+            expected = test::lines("/latest/store/setup.exe 301 -\n/hop/store/setup.exe 302 -\n"
+                                   "/store/setup.exe 200 gzip\n/latest/doc.xml 301 -\n"
+                                   "/hop/doc.xml 302 -\n/doc.xml 200 gzip");
+        }
+        const bool isNamed = proxy == QLatin1String("tinyproxy") && certificate.isEmpty();
+        for (QString& line : expected) {
+            line += isNamed ? QStringLiteral(" tinyproxy") : QStringLiteral(" -");
+        }
+        QTRY_COMPARE(server.requests(), expected);
     }
 
     void followsToTlsAndBack()
@@ -177,7 +202,7 @@ private slots:
             QSKIP(qPrintable(m_missing));
         }
         trustOurAuthority();
-        const RunningNginx server(m_certificates.filePath(QStringLiteral("ours")));
+        const RunningNginx server(m_certificates.filePath(QStringLiteral("good")));
         test::InstallFixture f;
         f.server.answer("/program", test::http(200, f.program));
         const QByteArray back = "back?" + f.server.url("/program").toEncoded();

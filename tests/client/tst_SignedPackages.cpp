@@ -5,7 +5,9 @@
 #include "ToolRun.h"
 
 #include "install/PackageSignature.h"
+#include "install/SignatureCheck.h"
 
+#include <QSignalSpy>
 #include <QStandardPaths>
 
 using namespace zk;
@@ -76,12 +78,18 @@ private slots:
         const QByteArray good = sign("package");
         test::row("good", good, "");
         test::row("of the legacy form", sign("package", comment, ours, "-Sl"), "");
+        test::row("of another key", sign("package", comment, other), "not known");
+        test::row("of other bytes", sign("Package"), "not what the key has signed");
         test::row("of other bytes, legacy", sign("Package", comment, ours, "-Sl"),
                   "not what the key has signed");
         test::row("of another file", sign("package", QStringLiteral("file:setup-old.exe")),
                   "made for the file 'setup-old.exe'");
         test::row("of no file in particular", sign("package", QStringLiteral("release:4.3")),
                   "made for the file ''");
+        test::row("of another release",
+                  sign("package", QStringLiteral("file:setup.exe\trelease:4.2")),
+                  "made for release '4.2'");
+        test::row("damaged", damaged(good, 1), "comment is not signed");
         test::row("damaged global signature", damaged(good, 3), "comment is not signed");
         test::row("cut off", good.left(good.size() - 10), "cannot be decoded");
         test::row("a megabyte", good + QByteArray(1'000'000, '\n'), "no signature file");
@@ -101,6 +109,20 @@ private slots:
                  qPrintable(found));
         // No key at all accepts nothing.
         QVERIFY(!signatureComplaint(file, package, signature, {}).isEmpty());
+    }
+
+    void complainsOfWhatIsWrittenOver()
+    {
+        const QString file = m_folder.filePath(QStringLiteral("x"));
+        test::writeFile(file, "package");
+        PackageInfo package;
+        package.url = QUrl(QStringLiteral("http://h/setup.exe"));
+        package.release = QStringLiteral("4.3");
+        SignatureCheck check(file, package, sign("package"), {m_key});
+        const QSignalSpy spy(&check, &SignatureCheck::checked);
+        check.cancel();
+        QTRY_COMPARE(spy.size(), 1);
+        QVERIFY(!spy.at(0).at(0).toString().isEmpty());
     }
 
     void letsTheUserCancelWhileItIsChecked()

@@ -104,24 +104,28 @@ private slots:
 
     void firesOnSchedule()
     {
-        const test::LogCapture log;
-        Fixture f;
-        f.settings.values[AppSettings::UpdateCheckInterval] = 1;
-        // By the timer itself, as after an hour.
-        f.timer(hour)->start(0);
-        QTRY_COMPARE(f.server.requests().size(), 1);
-        f.client->disableSoftwareUpdate();
-        const auto record = QStringLiteral("queryLastUpdate] daily update fired");
-        QCOMPARE(log.lines(Log::eInfo).filter(record).size(), 1);
-        QTRY_VERIFY(!f.isChecking());
-        // The time of this check counts from now on, or there would be one every hour.
-        QMetaObject::invokeMethod(f.client, "queryLastUpdate");
-        QVERIFY(!f.isChecking());
-        f.settings.values[AppSettings::UpdateLastCheck] =
-            f.client->getSettings().lastCheck.addDays(-1).addSecs(-100);
-        QMetaObject::invokeMethod(f.client, "queryLastUpdate");
-        QVERIFY(f.isChecking());
-        QTRY_VERIFY(!f.isChecking());
+        for (const char* name : {"daily", "weekly", "monthly"}) {
+            const bool isDaily = name[0] == 'd';
+            const test::LogCapture log;
+            Fixture f;
+            f.settings.values[AppSettings::UpdateCheckInterval] =
+                isDaily ? 1 : (name[0] == 'w' ? 2 : 3);
+            // By the timer itself, as after an hour.
+            f.timer(hour)->start(0);
+            QTRY_COMPARE(f.server.requests().size(), 1);
+            f.client->disableSoftwareUpdate();
+            const auto record = QStringLiteral("queryLastUpdate] %1 update fired");
+            QCOMPARE(log.lines(Log::eInfo).filter(record.arg(QLatin1String(name))).size(), 1);
+            QTRY_VERIFY(!f.isChecking());
+            // The time of this check counts from now on, or there would be one every hour.
+            QMetaObject::invokeMethod(f.client, "queryLastUpdate");
+            QVERIFY(!f.isChecking());
+            f.settings.values[AppSettings::UpdateLastCheck] =
+                f.client->getSettings().lastCheck.addDays(-1).addSecs(-100);
+            QMetaObject::invokeMethod(f.client, "queryLastUpdate");
+            QCOMPARE(f.isChecking(), isDaily);
+            QTRY_VERIFY(!f.isChecking());
+        }
     }
 
     void worksWithoutASettingsStore()

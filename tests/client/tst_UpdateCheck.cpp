@@ -52,6 +52,7 @@ private slots:
         test::row("newer package", test::http(200, newer()), "state 1>2");
         test::row("newer package of another kind",
                   test::http(200, newer().replace("a.exe", "a.msi")), upToDate);
+        test::row("empty body", test::http(200), nothing);
         test::row("a good error page", test::http(200, "<html><br>"), nothing);
         test::row("truncated document", test::http(200, newer().chopped(20)), nothing);
         test::row("redirect without target", test::http(302), nothing);

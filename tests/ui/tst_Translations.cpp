@@ -73,17 +73,21 @@ private slots:
     void translatesEveryText()
     {
         QFETCH(QString, language);
+        QTranslator plain;
+        QVERIFY(plain.load(cataloguePath(language)));
         SoftwareUpdateTranslator own;
         QVERIFY(own.load(QLocale(language)));
         QCryptographicHash hash(QCryptographicHash::Sha1);
         Texts forms;
         Texts texts;
         collect(QStringLiteral("translations/SoftwareUpdateClient_%1.ts").arg(language), texts);
+        QCOMPARE(texts.size(), 49);
         for (auto text = texts.cbegin(); text != texts.cend(); ++text) {
             const QByteArray context = text.key().first.toUtf8();
             const QByteArray source = withHost(text.key().second).toUtf8();
             const QString expected = withHost(text.value());
             QVERIFY2(!expected.isEmpty(), source.constData());
+            QCOMPARE(plain.translate(context.constData(), source.constData()), expected);
             QCOMPARE(own.translate(context.constData(), source.constData()), expected);
             QCOMPARE(own.translate(("zk::" + context).constData(), source.constData()),
                      context.endsWith("Gui") ? QString() : expected);

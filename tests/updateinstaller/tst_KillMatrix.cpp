@@ -64,6 +64,7 @@ private slots:
             for (const QByteArray& kind :
                  {QByteArray("before"), QByteArray("after"), QByteArray::number(EACCES),
                   QByteArray::number(ENOSPC), QByteArray::number(EXDEV)}) {
+                ++m_cases;
                 const bool isError = kind.toInt() != 0;
                 isError ? checkFailed(scenario, point, kind) : checkKilled(scenario, point, kind);
                 if (QTest::currentTestFailed()) {
@@ -73,6 +74,8 @@ private slots:
             }
         }
     }
+
+    void cleanupTestCase() const { qInfo("%d faults", m_cases); }
 
 private:
     static constexpr int stride = INSTALLER_MATRIX_STRIDE;
@@ -192,6 +195,7 @@ private:
     }
 
     InstallerRig m_rig;
+    int m_cases = 0;
 };
 
 QTEST_GUILESS_MAIN(tst_KillMatrix)
