@@ -42,16 +42,17 @@ QString entryName(AppSettings::EGroup group, AppSettings::EKey key)
 }
 
 // QSettings takes no notice of a disk that is full when it has written nearly everything, and then
-// puts a file that was cut off in the place of a whole one.
-bool hasRoomToRewrite(const QString& path)
+// puts a file that was cut off in the place of a whole one. What it cannot write at all it keeps,
+// even for objects that are made later, and writes when nobody looks at the disk.
+bool canBeRewritten(const QString& path)
 {
     const QFileInfo file(path);
     if (!file.isFile()) {
         return true; // nothing can be lost
     }
     QTemporaryFile trial(path + QStringLiteral(".XXXXXX"));
-    if (!trial.open()) {
-        return true; // nor will QSettings get any further
+    if (!file.isWritable() || !trial.open()) {
+        return false;
     }
     constexpr int oneMoreEntry = 64 * 1024;
     const QByteArray bytes(int(qMin<qint64>(file.size(), 16LL * 1024 * 1024)) + oneMoreEntry, ' ');
@@ -79,7 +80,12 @@ AppSettings::~AppSettings() = default;
 
 QVariant AppSettings::value(EGroup group, EKey key)
 {
-    return m_settings ? m_settings->value(entryName(group, key)) : QVariant();
+    const QString entry = entryName(group, key);
+    const auto unstored = m_unstored.constFind(entry);
+    if (unstored != m_unstored.constEnd()) {
+        return *unstored;
+    }
+    return m_settings ? m_settings->value(entry) : QVariant();
 }
 
 void AppSettings::set(const QVariant& value, EGroup group, EKey key, bool writeThrough)
@@ -88,16 +94,20 @@ void AppSettings::set(const QVariant& value, EGroup group, EKey key, bool writeT
         return;
     }
     const QString entry = entryName(group, key);
-    const QVariant stored = m_settings->value(entry);
+    const QVariant known = AppSettings::value(group, key);
     // Most values are written back as they were.
-    if (stored.type() != value.type() || stored != value) {
-        if (!hasRoomToRewrite(m_settings->fileName())) {
-            SOFTWAREUPDATE_LOG(Log::eError, "zk::AppSettings::set", entry,
-                               " is not stored, there is no room to write ",
-                               m_settings->fileName());
-            return;
+    const bool isNew = known.type() != value.type() || known != value;
+    if (isNew) {
+        m_unstored.insert(entry, value);
+    }
+    if (!m_unstored.isEmpty() && canBeRewritten(m_settings->fileName())) {
+        for (auto it = m_unstored.cbegin(); it != m_unstored.cend(); ++it) {
+            m_settings->setValue(it.key(), it.value());
         }
-        m_settings->setValue(entry, value);
+        m_unstored.clear();
+    } else if (isNew) {
+        SOFTWAREUPDATE_LOG(Log::eError, "zk::AppSettings::set", entry, " is not stored, ",
+                           m_settings->fileName(), " cannot be written");
     }
     if (writeThrough) {
         m_settings->sync();

@@ -2,6 +2,7 @@
 
 #include "support/Export.h"
 
+#include <QHash>
 #include <QSettings>
 #include <QString>
 #include <QVariant>
@@ -59,9 +60,9 @@ public:
 
     /**
      * Stores @p value. With @p writeThrough it is on disk when the call returns, else when
-     * QSettings next synchronises. Failures to write are QSettings' to report
-     * (QSettings::status()); on a full disk nothing changes but the log, as what is stored would
-     * be lost.
+     * QSettings next synchronises. Where the file cannot be written, or the disk has no room for
+     * it, the log says so and the file stays as it is: this object keeps the value, and stores it
+     * with the next one that can be.
      */
     virtual void set(const QVariant& value, EGroup group, EKey key, bool writeThrough);
 
@@ -71,6 +72,7 @@ protected:
 
 private:
     std::unique_ptr<QSettings> m_settings;
+    QHash<QString, QVariant> m_unstored;
 };
 
 } // namespace zk

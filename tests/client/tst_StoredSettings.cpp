@@ -1,3 +1,4 @@
+#include "Files.h"
 #include "RecordingSettings.h"
 #include "Rows.h"
 
@@ -7,6 +8,12 @@
 #include <QSettings>
 #include <QTemporaryDir>
 #include <QTemporaryFile>
+
+#ifdef Q_OS_UNIX
+#include <csignal>
+
+#include <sys/resource.h>
+#endif
 
 using namespace zk;
 using SoftwareUpdate::SoftwareUpdateSettings;
@@ -36,6 +43,20 @@ QString text(const SoftwareUpdateSettings& settings)
     test::RecordingSettings store;
     writeSettings(store, settings);
     return store.calls.join(QStringLiteral(" | ")).remove(QStringLiteral("set "));
+}
+
+void setWritable(const QString& path, bool isWritable)
+{
+    QFile::setPermissions(path,
+                          isWritable ? QFile::ReadOwner | QFile::WriteOwner : QFile::ReadOwner);
+#ifdef Q_OS_UNIX
+    // The permissions that stop the superuser too.
+    std::signal(SIGXFSZ, SIG_IGN);
+    rlimit limit{};
+    getrlimit(RLIMIT_FSIZE, &limit);
+    limit.rlim_cur = isWritable ? limit.rlim_max : 50;
+    setrlimit(RLIMIT_FSIZE, &limit);
+#endif
 }
 
 } // namespace
@@ -114,6 +135,33 @@ private slots:
             read.removeOne(value);
         }
         QTEST(read.join(QStringLiteral(" | ")), "read");
+    }
+
+    void losesNothingThatCannotBeStored()
+    {
+        constexpr auto group = AppSettings::SoftwareUpdateGroup;
+        const QTemporaryDir folder;
+        const QString path = folder.filePath(QStringLiteral("settings.ini"));
+        const QByteArray before = "[Window]\nGeometry=1\n";
+        test::writeFile(path, before);
+        const QString version = QStringLiteral("4.3");
+        for (const bool isStoredLater : {false, true}) {
+            setWritable(path, false);
+            AppSettings store(path);
+            store.set(version, group, AppSettings::UpdateProductVersion, true);
+            QCOMPARE(store.value(group, AppSettings::UpdateProductVersion).toString(), version);
+            // Nor does Qt write later what it could not.
+            setWritable(path, true);
+            const AppSettings later(path);
+            QCoreApplication::processEvents();
+            QCOMPARE(test::readFile(path), before);
+            if (isStoredLater) {
+                store.set(true, group, AppSettings::UpdateIncludeBeta, true);
+            }
+        }
+        QCOMPARE(QString::fromUtf8(test::readFile(path)).remove(QLatin1Char('\r')),
+                 QStringLiteral("[SoftwareUpdateGroup]\nUpdateIncludeBeta=true\n"
+                                "UpdateProductVersion=4.3\n\n[Window]\nGeometry=1\n"));
     }
 
     void knowsWhenACheckIsDue_data()
