@@ -159,9 +159,9 @@ private slots:
                 store.set(true, group, AppSettings::UpdateIncludeBeta, true);
             }
         }
-        QCOMPARE(QString::fromUtf8(test::readFile(path)).remove(QLatin1Char('\r')),
-                 QStringLiteral("[SoftwareUpdateGroup]\nUpdateIncludeBeta=true\n"
-                                "UpdateProductVersion=4.3\n\n[Window]\nGeometry=1\n"));
+        QCOMPARE(QSettings(path, QSettings::IniFormat).allKeys(),
+                 test::lines("SoftwareUpdateGroup/UpdateIncludeBeta\n"
+                             "SoftwareUpdateGroup/UpdateProductVersion\nWindow/Geometry"));
     }
 
     void knowsWhenACheckIsDue_data()
