@@ -61,8 +61,8 @@ public:
     /**
      * Stores @p value. With @p writeThrough it is on disk when the call returns, else when
      * QSettings next synchronises. Where the file cannot be written, or the disk has no room for
-     * it, the log says so and the file stays as it is: this object keeps the value, and stores it
-     * with the next one that can be.
+     * it, the log says so and the file stays as it is: this object keeps the value as long as it
+     * lives, and stores it with the next one that can be.
      */
     virtual void set(const QVariant& value, EGroup group, EKey key, bool writeThrough);
 

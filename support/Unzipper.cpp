@@ -53,6 +53,9 @@ void Unzipper::removeZipFile()
 
 bool Unzipper::isIntact() const
 {
+    if (!m_succeeded) {
+        return false;
+    }
     qint64 files = 0;
     qint64 bytes = 0;
     QDirIterator it(m_targetDir, QDir::Files | QDir::Hidden | QDir::System | QDir::NoSymLinks,
@@ -62,7 +65,7 @@ bool Unzipper::isIntact() const
         ++files;
         bytes += it.fileInfo().size();
     }
-    return m_succeeded && files >= m_files && bytes >= m_bytes;
+    return files >= m_files && bytes >= m_bytes;
 }
 
 void Unzipper::run()
