@@ -2,7 +2,7 @@
 
 #include "Flow.h"
 
-#include "ZipBuilder.h"
+#include "Files.h"
 
 #include <QCoreApplication>
 #include <QFileInfo>

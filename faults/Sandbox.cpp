@@ -3,7 +3,7 @@
 
 #include "Sandbox.h"
 
-#include "ZipBuilder.h"
+#include "Files.h"
 
 #include <QCoreApplication>
 #include <QDirIterator>

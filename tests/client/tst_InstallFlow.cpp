@@ -198,8 +198,11 @@ private slots:
                   "installDEBPackage] SoftwareUpdateClient::installDEBPackage() -> trying to run ",
                   0, "a.deb");
         test::row("a.pkg", "", 1, "a.pkg");
+        test::row("a.mpkg", "", 1, "a.mpkg");
         test::row("a%2F..%5Cb.pkg", "", 1, "a%2F..%5Cb.pkg");
         test::row("a.pkg/", "", 0,
+                  "Download Error: Unknown package type! Installation cannot proceed!");
+        test::row("a.PKG", "", 0,
                   "Download Error: Unknown package type! Installation cannot proceed!");
     }
     void handsOverByFileType()

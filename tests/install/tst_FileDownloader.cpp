@@ -6,6 +6,7 @@
 
 #include <QDir>
 #include <QNetworkAccessManager>
+#include <QSignalSpy>
 #include <QTemporaryDir>
 
 using namespace zk;
@@ -85,6 +86,7 @@ private slots:
         test::row("a longer file, whose tail stays", "file", "whole 200, finished");
         test::row("a folder in place of the file", ".", "not whole 200 unwritten");
         test::row("a file in place of the folder", "file/new", "not whole 200 unwritten");
+        test::row("a full disk", "full", "not whole 200 unwritten, finished");
     }
     void writesOverWhatIsThere()
     {
@@ -92,12 +94,31 @@ private slots:
         Fixture f;
         f.path = f.folder.filePath(target);
         test::writeFile(f.folder.filePath(QStringLiteral("file")), "0123456789");
+        if (target == QLatin1String("full")) {
+            if (!QFileInfo::exists(QStringLiteral("/dev/full"))) {
+                QSKIP("there is no device that is always full");
+            }
+            QVERIFY(QFile::link(QStringLiteral("/dev/full"), f.path));
+        }
         f.server.answer("/a", test::http(200, "abc"));
         f.start("/a");
         QTRY_VERIFY(!f.events.isEmpty());
         QCoreApplication::processEvents();
         QTEST(f.said(), "events");
         QVERIFY(target != QLatin1String("file") || test::readFile(f.path) == "abc3456789");
+    }
+
+    void aborts()
+    {
+        Fixture f;
+        f.server.answer("/a", test::partial(QByteArray(1000, 'x'), 40, Answer::eSilence));
+        const QSignalSpy progress(f.downloader, &FileDownloader::progress);
+        f.start("/a");
+        QTRY_VERIFY(!progress.isEmpty());
+        f.downloader->abortDownload();
+        QCOMPARE(f.said(), QStringLiteral("error 5, not whole 200, finished"));
+        f.downloader->abortDownload();
+        QCOMPARE(f.events.size(), 3);
     }
 
     void writesLargeBodiesInTurns_data()

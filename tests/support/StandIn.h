@@ -47,7 +47,9 @@ public:
         return QString::fromUtf8(file.readAll()).chopped(1).split(QLatin1Char('\n'));
     }
 
-    [[nodiscard]] bool wasStarted() const { return QFile::exists(recordOf(m_path)); }
+    static bool wasStarted(const QString& path) { return QFile::exists(recordOf(path)); }
+
+    [[nodiscard]] bool wasStarted() const { return wasStarted(m_path); }
     [[nodiscard]] QStringList arguments() const { return arguments(m_path); }
 
 private:
