@@ -8,21 +8,24 @@
 namespace updateinstaller {
 
 /**
- * What the caller wants: `-oldDir D -newDir D -exe NAME`, in any order. Releases to come are
- * started by hosts that are installed today, so an option may be added but never changed or made
- * necessary.
+ * The parsed arguments `-oldDir D -newDir D -exe NAME`, in any order. Hosts installed today will
+ * start future releases of this program, so options may be added, but never changed or made
+ * mandatory.
  */
 struct CommandLine
 {
     Path oldDir;
     Path newDir;
     Path exe;
-    std::vector<NativeString> ignored; //!< arguments that say nothing to this version
+    std::vector<NativeString> ignored; //!< arguments unknown to this version
 
-    /** @p arguments without the program's own name. The last of equal options counts. */
+    /**
+     * Parses @p arguments, which do not include the program's own name. Of equal options the last
+     * counts.
+     */
     static CommandLine parse(const std::vector<NativeString>& arguments);
 
-    /** The name of the first option that was not given, else empty. */
+    /** The name of the first missing option, otherwise empty. */
     [[nodiscard]] std::string missingOption() const;
 };
 

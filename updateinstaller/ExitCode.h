@@ -3,9 +3,8 @@
 namespace updateinstaller {
 
 /**
- * What the process answers, one number per class of failure; docs/update-installer.md explains
- * them. A number is never given a second meaning. 1 stays unused: runtimes and shells answer it
- * themselves.
+ * Exit codes, one per class of failure; docs/update-installer.md explains them. Never reuse a code
+ * for something else. 1 stays unused: runtimes and shells return it themselves.
  */
 enum class ExitCode {
     eDone = 0,

@@ -5,7 +5,7 @@ namespace updateinstaller {
 
 namespace {
 
-/** Windows refuses to remove or to open for writing what is marked read-only. */
+/** Windows refuses to remove or open for writing files with the read-only attribute. */
 void dropReadOnly(const Path& path)
 {
     const DWORD attributes = ::GetFileAttributesW(longForm(path).c_str());
@@ -83,7 +83,7 @@ std::error_code copyFile(const Path& from, const Path& to)
 
 std::error_code copyLink(const Path&, const Path&)
 {
-    // Making one needs a privilege that users lack, and no package for Windows has any.
+    // Creating links requires a privilege that users lack, and packages for Windows contain none.
     return {ERROR_NOT_SUPPORTED, std::system_category()};
 }
 
@@ -104,8 +104,8 @@ std::error_code copyFolderAttributes(const Path& from, const Path& to)
 
 std::error_code flushFolder(const Path&)
 {
-    // The journal of the volume keeps the order of renames; flushing a folder needs an
-    // administrator.
+    // The file system's journal preserves the order of renames; flushing a folder requires
+    // administrator rights.
     return {};
 }
 
@@ -116,7 +116,7 @@ std::error_code flushTree(const Path& folder)
             return std::error_code();
         }
         const Handle file(openFile(folder / relative, GENERIC_WRITE, shareAll, OPEN_EXISTING));
-        // What is read-only cannot be opened and will be written by the system in its own time.
+        // Read-only files cannot be opened for flushing; the system writes them eventually.
         return file.isOpen() ? errorOf(::FlushFileBuffers(file.get())) : std::error_code();
     });
 }

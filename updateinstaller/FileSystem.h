@@ -8,23 +8,23 @@
 #include <vector>
 
 /**
- * The few calls to the system's files that this program is made of, each as close to one system
- * call as the platform allows. Everything that changes the disk is done here or in FolderLock.
- * Paths are absolute and may be longer than the classic limit of Windows. No function follows a
- * link in the last component, none throws; a change answers the system's error, or none.
+ * The file operations of this program, each as close to a single system call as the platform
+ * allows. Everything that changes the disk is done here or in FolderLock. Paths are absolute and
+ * may exceed the classic limit of Windows. No function follows a link in the last component, none
+ * throws; functions that change something return the system's error.
  */
 namespace updateinstaller {
 
-/** Holds and takes apart names in the platform's own encoding; its disk operations are not used. */
+/** Stores and splits names in the platform's encoding; its disk operations are not used. */
 using Path = std::filesystem::path;
 using NativeString = Path::string_type;
 
 enum class Kind {
-    eNothing, //!< surely not there
+    eNothing, //!< certainly does not exist
     eFile,
     eFolder,
     eLink,  //!< symbolic link or junction
-    eOther, //!< a device, a socket, or something that could not be looked at
+    eOther, //!< a device, a socket, or an entry that could not be examined
 };
 
 struct Entry
@@ -33,17 +33,20 @@ struct Entry
     Kind kind;
 };
 
-/** Tells one folder from another, whatever they are called; survives a rename. */
+/** Identifies a file or folder independently of its name; survives a rename. */
 struct Identity
 {
-    std::uint64_t volume = 0; //!< may change when the system is started again
+    std::uint64_t volume = 0; //!< may change when the system restarts
     std::uint64_t file = 0;
-    std::uint64_t birth = 0; //!< tells apart two files that had the same number one after the other
+    std::uint64_t birth = 0; //!< distinguishes files that had the same number at different times
 
     [[nodiscard]] bool isKnown() const { return file != 0; }
 };
 
-/** Same file, also across a restart of the system; an unknown identity equals nothing. */
+/**
+ * Whether they are the same file, also across restarts of the system; an unknown identity equals
+ * nothing.
+ */
 [[nodiscard]] bool isSame(const Identity& one, const Identity& other);
 
 // Looking
@@ -53,9 +56,9 @@ struct Identity
 [[nodiscard]] bool isAbsolute(const Path& path);
 [[nodiscard]] bool isRoot(const Path& path);
 [[nodiscard]] bool isBareName(const Path& name);
-/** A file that this user may start; links are followed. */
+/** Whether it is a file that this user may execute; follows links. */
 [[nodiscard]] bool isProgram(const Path& file);
-/** As text for people, in UTF-8. */
+/** For messages, in UTF-8. */
 [[nodiscard]] std::string toText(const Path& path);
 /**
  * The absolute path with links resolved (Windows: short names made long, in the case that the disk
@@ -64,18 +67,18 @@ struct Identity
 [[nodiscard]] Path resolved(const Path& path);
 [[nodiscard]] std::error_code listFolder(const Path& folder, std::vector<Entry>& entries);
 [[nodiscard]] std::error_code readFile(const Path& path, std::string& contents);
-/** Size in bytes of a file; 0 when it cannot be told. */
+/** Size of a file in bytes; 0 if unknown. */
 [[nodiscard]] std::uint64_t sizeOf(const Path& file);
 /** Bytes that this user may still write to the volume of @p folder. */
 [[nodiscard]] std::error_code freeSpace(const Path& folder, std::uint64_t& bytes);
-/** No error when nobody else uses the file in a way that would keep it from being replaced. */
+/** No error if no other process uses the file in a way that prevents replacing it. */
 [[nodiscard]] std::error_code probeExclusive(const Path& file);
-/** Who uses the file, as far as the system tells; else empty. */
+/** The processes that use the file, if the system reports them; otherwise empty. */
 [[nodiscard]] std::string holderOf(const Path& file);
 
 // What an error means
 
-/** Somebody else is at it: worth another try. */
+/** In use by another process: worth another attempt. */
 [[nodiscard]] bool isTransient(std::error_code error);
 [[nodiscard]] bool isOtherVolume(std::error_code error);
 [[nodiscard]] bool isExchangeUnsupported(std::error_code error);
@@ -87,25 +90,28 @@ struct Identity
 [[nodiscard]] std::error_code moveFolder(const Path& from, const Path& to);
 /** Renames a file within its volume, over an existing one. */
 [[nodiscard]] std::error_code replaceFile(const Path& from, const Path& to);
-/** Lets two folders of one volume change names, in one step that cannot be seen half done. */
+/** Exchanges two folders of one volume atomically. */
 [[nodiscard]] std::error_code exchangeFolders(const Path& one, const Path& other);
 /** Removes a file or a link. */
 [[nodiscard]] std::error_code removeFile(const Path& path);
 /** Removes an empty folder, or a link to a folder. */
 [[nodiscard]] std::error_code removeFolder(const Path& folder);
-/** Makes what is in the folder removable by its owner. */
+/** Lets the owner remove the contents of the folder. */
 void unlockFolder(const Path& folder);
 /** Writes a file that must not exist yet and flushes it to the disk. */
 [[nodiscard]] std::error_code writeNewFile(const Path& path, std::string_view contents);
-/** Appends in one piece, so that lines of several processes do not mix; makes the file when needed.
+/**
+ * Appends in a single write, so lines of several processes do not mix; creates the file if needed.
  */
 [[nodiscard]] std::error_code appendToFile(const Path& path, std::string_view contents);
-/** Contents, permissions and modification time; the target must not exist. Not flushed. */
+/**
+ * Copies contents, permissions and modification time; the target must not exist. Does not flush.
+ */
 [[nodiscard]] std::error_code copyFile(const Path& from, const Path& to);
 [[nodiscard]] std::error_code copyLink(const Path& from, const Path& to);
-/** Permissions and modification time of a folder, to be called once it is filled. */
+/** Copies permissions and modification time of a folder; call it once the folder is filled. */
 [[nodiscard]] std::error_code copyFolderAttributes(const Path& from, const Path& to);
-/** Flushes the names in a folder to the disk. */
+/** Flushes the directory entries of a folder to the disk. */
 [[nodiscard]] std::error_code flushFolder(const Path& folder);
 /** Flushes all files below the folder to the disk. */
 [[nodiscard]] std::error_code flushTree(const Path& folder);

@@ -20,7 +20,7 @@ std::error_code errorOf(int result)
     return result < 0 ? std::error_code(errno, std::system_category()) : std::error_code();
 }
 
-/** Closes a descriptor at the end of a scope, without touching errno. */
+/** Closes a descriptor at the end of a scope and preserves errno. */
 class Descriptor
 {
 public:
@@ -174,7 +174,7 @@ std::error_code listFolder(const Path& folder, std::vector<Entry>& entries)
     }
     for (;;) {
         errno = 0;
-        // One thread, one stream.
+        // Safe: there is one thread and one stream.
         const dirent* const entry = ::readdir(stream.get()); // NOLINT(concurrency-mt-unsafe)
         if (!entry) {
             return errno == 0 ? std::error_code() : errorOf(-1);
@@ -219,8 +219,8 @@ std::error_code freeSpace(const Path& folder, std::uint64_t& bytes)
 
 std::error_code probeExclusive(const Path& file)
 {
-    // The system lets open files be renamed; only a program that still runs matters, and that
-    // cannot be opened for writing. Nothing is written.
+    // Open files can be renamed here; only a program that is still running matters, and that cannot
+    // be opened for writing. Nothing is written.
     struct stat status = {};
     if (::lstat(file.c_str(), &status) != 0 || (status.st_mode & 0111) == 0) {
         return {};
@@ -307,7 +307,7 @@ void unlockFolder(const Path& folder)
 {
     struct stat status = {};
     if (::lstat(folder.c_str(), &status) == 0 && (status.st_mode & 0700) != 0700) {
-        // When this fails, so does the removal, which is reported.
+        // If this fails, so does the removal, which is reported.
         (void)::chmod(folder.c_str(), (status.st_mode & 07777) | 0700);
     }
 }
@@ -381,8 +381,8 @@ std::error_code flushFolder(const Path& folder)
 
 std::error_code flushTree(const Path& folder)
 {
-    // One call for the whole volume: hundreds of files that have just been written, one by one,
-    // would each wait for the disk.
+    // One call for the whole volume: flushing hundreds of new files one by one would wait for the
+    // disk each time.
     const Descriptor descriptor(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     return descriptor.isOpen() ? errorOf(::syncfs(descriptor.get())) : errorOf(-1);
 }

@@ -33,7 +33,7 @@ bool isSharing(DWORD error)
 template <typename Function>
 Function function(HMODULE library, const char* name)
 {
-    // The system knows functions of any type by one.
+    // GetProcAddress() returns one type for all functions.
     return library ? reinterpret_cast<Function>(
                          reinterpret_cast<void*>(::GetProcAddress(library, name)))
                    : nullptr;
@@ -67,7 +67,7 @@ Identity identityOf(const Path& path)
     if (!file.isOpen() || !::GetFileInformationByHandle(file.get(), &info)) {
         return {};
     }
-    // The number holds a count of its uses, so that the time of birth adds nothing.
+    // The file number includes a reuse count, so the creation time is not needed.
     const auto high = static_cast<std::uint64_t>(info.nFileIndexHigh) << 32;
     return {info.dwVolumeSerialNumber, high | info.nFileIndexLow, 0};
 }
@@ -76,7 +76,7 @@ bool isAbsolute(const Path& path)
 {
     const std::wstring text = shortForm(path.native());
     const auto isSeparator = [](wchar_t c) { return c == L'\\' || c == L'/'; };
-    // Wildcards would be looked up as such.
+    // Windows would expand wildcards.
     if (text.size() < 3 || text.find_first_of(LR"(*?"<>|)") != std::wstring::npos) {
         return false;
     }
@@ -102,7 +102,7 @@ bool isRoot(const Path& path)
 bool isBareName(const Path& name)
 {
     const std::wstring& text = name.native();
-    // Windows drops trailing dots and blanks; the program would be found under another name.
+    // Windows removes trailing dots and blanks, so it would find a program with another name.
     return !text.empty() && text.find_first_of(LR"(\/:*?"<>|)") == std::wstring::npos &&
            text.back() != L'.' && text.back() != L' ';
 }
@@ -138,7 +138,7 @@ Path resolved(const Path& path)
         std::wstring name(::GetLongPathNameW(text.c_str(), nullptr, 0), L'\0');
         name.resize(::GetLongPathNameW(text.c_str(), name.data(), static_cast<DWORD>(name.size())));
         const Path found(shortForm(name));
-        // The folder gets its name anew in the end; it keeps the letters that it has on the disk.
+        // The folder is renamed at the end; preserve the case of its name on the disk.
         WIN32_FIND_DATAW data = {};
         const HANDLE search = ::FindFirstFileW(longForm(found).c_str(), &data);
         if (search == INVALID_HANDLE_VALUE) {
@@ -211,7 +211,7 @@ std::error_code freeSpace(const Path& folder, std::uint64_t& bytes)
 
 std::error_code probeExclusive(const Path& file)
 {
-    // Writing is asked for because a program that runs can still be opened for reading.
+    // With write access, because a running program can still be opened for reading.
     for (const DWORD access : {GENERIC_READ | GENERIC_WRITE | DELETE, GENERIC_READ | DELETE}) {
         const Handle probe(openFile(file, static_cast<DWORD>(access), 0, OPEN_EXISTING));
         if (probe.isOpen()) {
@@ -221,14 +221,14 @@ std::error_code probeExclusive(const Path& file)
             return lastError();
         }
     }
-    // Not allowed, or gone: the rename of the folder will tell whether that matters.
+    // No access, or removed: renaming the folder will show whether that matters.
     return {};
 }
 
 std::string holderOf(const Path& file)
 {
-    // Loaded by hand and from the system's folder only: an import is looked for beside the program
-    // first.
+    // Loaded explicitly from the system folder: an imported DLL would be searched beside the
+    // program first.
     const HMODULE library =
         ::LoadLibraryExW(L"rstrtmgr.dll", nullptr, LOAD_LIBRARY_SEARCH_SYSTEM32);
     const auto start = function<decltype(&::RmStartSession)>(library, "RmStartSession");

@@ -97,8 +97,8 @@ std::error_code copyTree(const Path& from, const Path& to)
     if (error) {
         return error;
     }
-    // The innermost first, and all of them last: filling a folder changes its time and may need
-    // a permission that it will not keep.
+    // At the end and the innermost first: filling a folder changes its time and may require a
+    // permission that it will lose.
     while (!folders.empty()) {
         const Path relative = folders.back();
         folders.pop_back();

@@ -7,16 +7,15 @@
 namespace updateinstaller {
 
 /**
- * Lets one process at a time work in a folder: a file in it, opened exclusively and removed at the
- * end. The system gives the lock back when its holder dies, so that a file left by a crash stops
- * nobody.
+ * Inter-process lock of a folder: a file in it, opened exclusively and removed at the end. The
+ * system releases the lock when its holder dies, so a file left by a crash blocks nobody.
  */
 class FolderLock
 {
 public:
     enum class Result {
         eHeld,
-        eBusy, //!< somebody else has it
+        eBusy, //!< held by another process
         eFailed,
     };
 
@@ -25,7 +24,7 @@ public:
     FolderLock(const FolderLock&) = delete;
     FolderLock& operator=(const FolderLock&) = delete;
 
-    /** Does not wait. @p error tells more about eFailed. */
+    /** Does not wait. @p error has the details of eFailed. */
     [[nodiscard]] Result acquire(const Path& folder, std::error_code& error);
 
 private:

@@ -9,7 +9,7 @@ namespace updateinstaller {
 
 namespace {
 
-/** False when the file was removed, or made anew, between its opening and its locking. */
+/** False if the file was removed or replaced between opening and locking. */
 bool isStillNamed(const Path& file, int descriptor)
 {
     struct stat opened = {};
@@ -23,7 +23,7 @@ bool isStillNamed(const Path& file, int descriptor)
 FolderLock::~FolderLock()
 {
     if (m_handle >= 0) {
-        // Removed while still locked: after the unlocking it may be somebody else's.
+        // Removed while still locked: after unlocking it may belong to another process.
         ::unlink(m_file.c_str());
         ::close(static_cast<int>(m_handle));
     }
@@ -39,8 +39,8 @@ FolderLock::Result FolderLock::acquire(const Path& folder, std::error_code& erro
             error = {errno, std::system_category()};
             return Result::eFailed;
         }
-        // Of this process alone: a lock that children share would outlive a killed holder in a
-        // child that is on its way to becoming the application.
+        // A lock of this process only: if children shared it, it would outlive a killed holder in
+        // the child that becomes the application.
         struct flock whole = {};
         whole.l_type = F_WRLCK;
         whole.l_whence = SEEK_SET;

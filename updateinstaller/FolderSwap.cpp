@@ -39,7 +39,7 @@ FolderSwap::Result FolderSwap::swap()
 std::error_code FolderSwap::attemptFirstStep()
 {
     m_heldFile.clear();
-    // A part of the tree that cannot be looked into is no reason to wait.
+    // Do not wait because of a part of the tree that cannot be read.
     if (const auto held = findHeldFile(m_application, m_heldFile); !m_heldFile.empty()) {
         return held;
     }
@@ -93,7 +93,7 @@ FolderSwap::Result FolderSwap::revert()
 
 void FolderSwap::flushNames() const
 {
-    // Too late to turn back; if the disk fails now, the journal still tells what happened.
+    // Too late to roll back; if flushing fails now, the journal still records what happened.
     for (const Path& folder : {m_work.path(), m_application.parent_path()}) {
         if (const auto error = flushFolder(folder)) {
             m_log.write("could not flush " + toText(folder), error);

@@ -8,31 +8,31 @@
 
 namespace updateinstaller {
 
-/** How long each kind of obstacle is waited for. */
+/** Maximum waiting time for each kind of obstacle. */
 struct Patience
 {
     std::chrono::milliseconds heldFolder{60'000}; //!< the old folder, from which the host ran
-    std::chrono::milliseconds passing{5'000};     //!< a scanner looking at new files, and the like
+    std::chrono::milliseconds passing{5'000}; //!< short uses of new files, e.g. by a virus scanner
 };
 
-/** Puts the staged tree in the place of the application folder, and back. */
+/** Swaps the staged tree with the application folder, and back. */
 class FolderSwap
 {
 public:
     enum class Result {
         eDone,
-        eHeld,   //!< the old folder stayed in use; nothing has changed
-        eFailed, //!< nothing has changed, or all was changed back
-        eBroken, //!< neither tree is in place; both are whole, and the journal says so
+        eHeld,   //!< the old folder stayed in use; nothing was changed
+        eFailed, //!< nothing was changed, or everything was rolled back
+        eBroken, //!< neither tree is in place; both are complete, and the journal records it
     };
 
     FolderSwap(const Path& application, const WorkFolder& work, const Patience& patience,
                InstallLog& log);
 
-    /** Waits until the old tree is free. The journal must say eSwapping before. */
+    /** Waits until the old tree is no longer in use. The journal must be in eSwapping already. */
     [[nodiscard]] Result swap();
     /**
-     * Undoes swap(), also one of an earlier run: eDone with the old tree in place and the new one
+     * Reverts swap(), also that of an earlier run; eDone: the old tree is in place and the new one
      * staged again.
      */
     [[nodiscard]] Result revert();

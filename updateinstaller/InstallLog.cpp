@@ -18,7 +18,7 @@ std::string prefix()
     const auto milliseconds =
         std::chrono::duration_cast<std::chrono::milliseconds>(now).count() % 1000;
     const std::time_t seconds = std::chrono::duration_cast<std::chrono::seconds>(now).count();
-    // One thread: the shared result is nobody else's.
+    // Safe: there is one thread.
     const std::tm* const utc = std::gmtime(&seconds); // NOLINT(concurrency-mt-unsafe)
     char date[32] = "";
     char text[64] = "";
@@ -46,7 +46,7 @@ void InstallLog::write(const std::string& text)
     if (m_isRotating && sizeOf(m_file) + line.size() > largestFile) {
         Path previous = m_file;
         previous += ".1";
-        // A log that cannot be moved grows on.
+        // A log that cannot be rotated keeps growing.
         (void)replaceFile(m_file, previous);
     }
     if (appendToFile(m_file, line)) {

@@ -12,7 +12,7 @@ namespace {
 const char* const title = "UpdateInstaller journal 1";
 const char* const phases[] = {"staging", "swapping", "swapped"};
 
-// Any path comes back as it was, line breaks, foreign encodings and half surrogate pairs included.
+// Encodes any path without loss: line breaks, invalid encodings and unpaired surrogates included.
 std::string encodePath(const Path& path)
 {
     std::ostringstream text;

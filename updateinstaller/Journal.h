@@ -6,24 +6,24 @@
 
 namespace updateinstaller {
 
-/** What an update has set out to do, so that the next run can finish or undo it. */
+/** The journal of an update, which lets the next run finish or roll back an interrupted one. */
 struct Journal
 {
     enum class Phase {
         eStaging,  //!< the application folder is untouched
-        eSwapping, //!< the staged tree is complete and on the disk; renames are under way
-        eSwapped,  //!< the new program has started; the rest is tidying up
+        eSwapping, //!< the staged tree is complete and flushed; renames are in progress
+        eSwapped,  //!< the new program has started; only the clean-up is missing
     };
 
     Phase phase = Phase::eStaging;
-    Path newDir;       //!< as handed over
-    Path source;       //!< newDir or its sub-folder, where the new tree was
-    Identity newDirId; //!< tells the folder handed over from a later one of the same name
+    Path newDir;       //!< as given on the command line
+    Path source;       //!< the new tree's original folder: newDir or its sub-folder
+    Identity newDirId; //!< distinguishes newDir from a later folder of the same name
     Identity oldTreeId;
     Identity newTreeId; //!< unknown while staging
 
     [[nodiscard]] std::string encode() const;
-    /** Nothing for a text that encode() did not write. */
+    /** Parses a text written by encode(); nothing for any other. */
     [[nodiscard]] static std::optional<Journal> decode(const std::string& text);
 };
 

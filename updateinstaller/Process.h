@@ -5,34 +5,33 @@
 namespace updateinstaller {
 
 /**
- * Frees this process from what its caller left it: closes all descriptors but the three standard
- * ones (through an exec the host's open files, some of them in the folder to be replaced, come
- * along), and outlives the caller's terminal.
+ * Releases what this process inherited: closes all descriptors but the three standard ones (after
+ * an exec the host's files are still open, some of them in the folder to be replaced), and detaches
+ * from the caller's terminal.
  */
 void leaveCaller();
 
-/** False when the folder cannot be made the working directory. */
+/** Returns false if the folder cannot become the working directory. */
 [[nodiscard]] bool setWorkingFolder(const Path& folder);
 
 [[nodiscard]] unsigned long processId();
 
-/** The file that this process runs from; empty when the system does not tell. */
+/** The executable file of this process; empty if the system does not report it. */
 [[nodiscard]] Path ownFile();
 
-/** True when the file is the copy of this program that a host puts into @p folder to run it there.
- */
+/** Whether the file is the copy of this program that a host puts into @p folder to run it there. */
 [[nodiscard]] bool isOwnCopy(const Path& program, const Path& folder);
 
-/** Starts a program that outlives this process, its own folder being its working directory. */
+/** Starts a detached program with its own folder as working directory. */
 [[nodiscard]] std::error_code startDetached(const Path& program);
 
 /**
- * Takes the running program out of its folder: removed where the system removes running programs,
- * else renamed to a name that removeRetiredPrograms() knows.
+ * Removes the running program from its folder; on systems that do not remove running programs,
+ * renames it to a name that removeRetiredPrograms() knows.
  */
 [[nodiscard]] std::error_code retireProgram(const Path& program);
 
-/** Removes what retireProgram() could only rename. What is still running stays. */
+/** Removes programs that retireProgram() could only rename, unless they are still running. */
 void removeRetiredPrograms(const Path& folder);
 
 } // namespace updateinstaller

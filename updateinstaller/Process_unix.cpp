@@ -36,7 +36,7 @@ void closeDescriptorsAbove(int last)
     }
 }
 
-/** Only what may be called between fork and exec. Does not return. */
+/** Calls only async-signal-safe functions, as required between fork and exec. Does not return. */
 [[noreturn]] void becomeProgram(const char* program, const char* folder, int report)
 {
     ::setsid();
@@ -60,7 +60,7 @@ void closeDescriptorsAbove(int last)
 void leaveCaller()
 {
     closeDescriptorsAbove(STDERR_FILENO);
-    // The next file opened must not become the standard output of anybody.
+    // Otherwise the next file opened would become the standard output.
     while (true) {
         const int descriptor =
             ::open("/dev/null", O_RDWR); // NOLINT(android-cloexec-open): for the program to come
@@ -104,14 +104,14 @@ std::error_code startDetached(const Path& program)
     if (::pipe2(ends, O_CLOEXEC) != 0) {
         return lastError();
     }
-    // Twice forked, so that the program is nobody's child to wait for.
+    // Double fork, so nobody has to wait for the program.
     const pid_t process = ::fork();
     if (process == 0) {
         becomeProgram(program.c_str(), folder.c_str(), ends[1]);
     }
     const std::error_code forked = process < 0 ? lastError() : std::error_code();
     ::close(ends[1]);
-    // The end closes by itself when the program has been loaded.
+    // exec closes this end of the pipe.
     int error = 0;
     ssize_t count = 0;
     do {
@@ -134,7 +134,7 @@ std::error_code retireProgram(const Path& program)
 
 void removeRetiredPrograms(const Path&)
 {
-    // Running programs can be removed here: there never are any.
+    // Nothing to do: running programs can be removed here.
 }
 
 } // namespace updateinstaller

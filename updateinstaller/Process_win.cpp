@@ -14,7 +14,7 @@ namespace {
 const wchar_t* const programName = L"UpdateInstaller";
 const wchar_t* const retiredName = L"UpdateInstaller.retired-";
 
-// An invalid number is expected below and no reason to end the program.
+// Invalid descriptors are expected below and must not end the program.
 void ignoreInvalidParameter(const wchar_t*, const wchar_t*, const wchar_t*, unsigned,
                             std::uintptr_t)
 {
@@ -37,14 +37,14 @@ bool isStandardStream(HANDLE handle)
            handle == ::GetStdHandle(STD_ERROR_HANDLE);
 }
 
-/** The open files and folders that a child would inherit, and that may so have been inherited. */
+/** Inheritable handles of open files and folders, i.e. those that may have been inherited. */
 std::vector<HANDLE> inheritableFiles()
 {
-    // Handles are multiples of four, and inherited ones keep the caller's numbers: there are gaps.
+    // Handles are multiples of four; inherited ones keep the caller's numbers, so there are gaps.
     constexpr std::uintptr_t step = 4;
     constexpr std::uintptr_t last = step * 0x10000;
     DWORD unseen = 0;
-    // Saves most of the walk; Wine answers 0.
+    // Shortens the loop; Wine returns 0.
     if (!::GetProcessHandleCount(::GetCurrentProcess(), &unseen) || unseen == 0) {
         unseen = last;
     }
@@ -65,9 +65,8 @@ std::vector<HANDLE> inheritableFiles()
 }
 
 /**
- * Closes the files and folders that the caller had open. One there always is: Windows holds the
- * working folder of every process by a handle that is inherited, and a folder that is held cannot
- * be renamed.
+ * Closes the files and folders that the caller had open. There is always one: Windows opens the
+ * working folder of every process with an inheritable handle, and an open folder cannot be renamed.
  */
 void closeInheritedFiles()
 {
@@ -76,8 +75,8 @@ void closeInheritedFiles()
     if (::GetSystemDirectoryW(elsewhere, MAX_PATH) == 0 || !::SetCurrentDirectoryW(elsewhere)) {
         return;
     }
-    // Of all these, this process's own working folder alone was still needed, and it has just been
-    // exchanged for another: opened before the former is closed, thus under a number not listed.
+    // Only this process's own working folder was still needed, and it has just been replaced by
+    // another, which was opened before the old one was closed and so is not listed.
     for (const HANDLE handle : files) {
         DWORD flags = 0;
         if (isInheritable(handle, flags)) {
@@ -96,7 +95,7 @@ void leaveCaller()
         ::_close(descriptor);
     }
     closeInheritedFiles();
-    // Else the console's own process would stay, in the working folder that the caller gave it.
+    // Otherwise the console's own process would keep running in the working folder of the caller.
     ::FreeConsole();
 }
 
@@ -125,12 +124,12 @@ bool isOwnCopy(const Path& program, const Path& folder)
 
 std::error_code startDetached(const Path& program)
 {
-    // A path holds no quotes and does not end in a backslash, so that these two suffice.
+    // A path contains no quotes and does not end with a backslash, so these two are sufficient.
     const std::wstring command = L'"' + program.native() + L'"';
     const std::wstring image =
         program.native().size() < MAX_PATH ? program.native() : longForm(program);
     const Path folder = program.parent_path();
-    // Out of the caller's job where that is allowed: a job may end with its first process.
+    // Outside the caller's job if possible: a job may be terminated with its first process.
     for (const DWORD extra : {static_cast<DWORD>(CREATE_BREAKAWAY_FROM_JOB), DWORD(0)}) {
         STARTUPINFOW startup = {};
         startup.cb = sizeof startup;
@@ -168,7 +167,7 @@ void removeRetiredPrograms(const Path& folder)
     }
     for (const auto& entry : entries) {
         if (entry.kind == Kind::eFile && entry.name.native().rfind(retiredName, 0) == 0) {
-            // Still running: the run after this one will find it.
+            // Still running: the next run will remove it.
             (void)removeFile(folder / entry.name);
         }
     }

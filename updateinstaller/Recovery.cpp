@@ -57,7 +57,9 @@ Recovery Resolver::resolve()
     return {undo() ? Outcome::eUndone : Outcome::eFailed, {}};
 }
 
-/** Between the two renames there is no application folder. True when there is one in the end. */
+/**
+ * Between the two renames there is no application folder. Returns whether there is one in the end.
+ */
 bool Resolver::fillGap()
 {
     const bool hasBackup = isThere(m_work.backup());
@@ -79,7 +81,7 @@ bool Resolver::fillGap()
     return !hasStaged;
 }
 
-/** Some other program may have made the folder anew, to write its notes there. */
+/** Another program may have created the folder again, e.g. to write a log there. */
 void Resolver::clearGap()
 {
     std::vector<Entry> entries;
@@ -109,7 +111,8 @@ bool Resolver::isSwapped() const
     if (m_journal && isSame(present, m_journal->oldTreeId)) {
         return false;
     }
-    // The system renumbers its files. Two renames are told by the names they leave.
+    // The system may renumber its files; the remaining names show which of the two renames
+    // happened.
     return isThere(m_work.backup()) && !isThere(m_work.staged());
 }
 
@@ -117,7 +120,7 @@ bool Resolver::undo()
 {
     std::error_code error;
     if (isThere(m_work.backup())) {
-        // Somebody has installed the application anew while it was missing.
+        // The application was installed again while it was missing.
         if (!isProgram(m_application / m_exe)) {
             m_log.write("another folder has taken the place of the application, it is not touched");
             return false;
@@ -192,7 +195,7 @@ void tidyUp(const WorkFolder& work, Journal journal, InstallLog& log)
         return;
     }
     const bool isPurged = work.purge();
-    // Never a folder that has been made since, even under the same name.
+    // Never a folder created since then, even with the same name.
     if (isSame(identityOf(journal.newDir), journal.newDirId)) {
         error = removeTree(journal.newDir);
         if (error) {

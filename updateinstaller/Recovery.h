@@ -5,15 +5,15 @@
 
 namespace updateinstaller {
 
-/** What became of an update that did not reach its end. */
+/** The outcome of recovering an interrupted update. */
 struct Recovery
 {
     enum class Outcome {
         eNothing,  //!< there was none
-        eUndone,   //!< all is as it was before that update
-        eFinished, //!< its new tree is in place; its leftovers are still there, for tidyUp()
-        eForeign,  //!< the work folder is not ours and was not touched
-        eFailed,   //!< could not be resolved now; both trees are as they were
+        eUndone,   //!< rolled back to the state before that update
+        eFinished, //!< its new tree is in place; tidyUp() removes the leftovers
+        eForeign,  //!< the work folder was created by somebody else and was not touched
+        eFailed,   //!< could not be resolved now; both trees are unchanged
     };
 
     Outcome outcome = Outcome::eNothing;
@@ -21,16 +21,16 @@ struct Recovery
 };
 
 /**
- * Brings the application folder into a whole state: finishes an interrupted swap, or undoes what
- * came before it. Also used to undo an update of this run that could not go on.
+ * Restores a consistent application folder: finishes an interrupted swap, or rolls back the steps
+ * before it. Also used to roll back an update of this run that failed.
  */
 [[nodiscard]] Recovery resolveLeftovers(const Path& application, const Path& exe,
                                         const WorkFolder& work, const Patience& patience,
                                         InstallLog& log);
 
 /**
- * Removes what a finished update leaves: the old tree, the unpack folder, the work folder. What
- * cannot be removed stays for the next run.
+ * Removes the leftovers of a finished update: the old tree, the unpack folder, the work folder. The
+ * next run removes what cannot be removed now.
  */
 void tidyUp(const WorkFolder& work, Journal journal, InstallLog& log);
 

@@ -7,10 +7,10 @@ namespace updateinstaller {
 
 namespace {
 
-// A volume that is full to the last byte serves neither the application nor its user.
+// Keep some space free: neither the application nor its user can work with a full volume.
 constexpr std::uint64_t spaceToSpare = 16 << 20;
 
-/** By what the folders are, not by what they are called: the case of letters, links and mounts. */
+/** By identity, not by name: names may differ in case or lead through links and mounts. */
 bool isSameOrInside(const Path& path, const Path& folder)
 {
     const Identity wanted = identityOf(folder);
@@ -25,7 +25,7 @@ bool isSameOrInside(const Path& path, const Path& folder)
     }
 }
 
-/** Empty when the folder holds no such program. */
+/** Empty if the folder does not contain the program. */
 Path treeWithProgram(const Path& folder, const Path& exe)
 {
     if (isProgram(folder / exe)) {
@@ -131,7 +131,8 @@ ExitCode stageNewTree(const WorkFolder& work, const Patience& patience, InstallL
             return code;
         }
     }
-    // Before the old tree is touched the new one must survive a power cut, names included.
+    // Before the old tree is touched, the new one must be able to survive a power failure, names
+    // included.
     error = flushTree(work.staged());
     error = error ? error : flushFolder(work.path());
     if (!error) {

@@ -8,21 +8,22 @@
 namespace updateinstaller {
 
 /**
- * Checks the two folders against each other and finds the new tree: the folder handed over, or its
- * only sub-folder when that one holds the program. Fills in everything of the journal but the phase
- * and the new tree's identity.
+ * Validates the two folders and finds the new tree: newDir, or its only sub-folder if that contains
+ * the program. Fills in the journal except for the phase and the new tree's identity.
  */
 [[nodiscard]] ExitCode findNewTree(const CommandLine& request, const WorkFolder& work,
                                    InstallLog& log, Journal& journal);
 
 /**
- * Brings the new tree into the work folder, by renaming it or, from another volume, by copying, and
- * onto the disk; the journal then says eSwapping.
+ * Moves the new tree into the work folder (copies it from another volume) and flushes it; the
+ * journal is in eSwapping then.
  */
 [[nodiscard]] ExitCode stageNewTree(const WorkFolder& work, const Patience& patience,
                                     InstallLog& log, Journal& journal);
 
-/** True for the very folder that the journal's update has used up, or that it used up altogether.
+/**
+ * Whether the folder is the one that the journal's update consumed, or does not exist any more
+ * because it did.
  */
 [[nodiscard]] bool isHandledBefore(const Path& newDir, const Journal& journal);
 

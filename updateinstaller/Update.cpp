@@ -12,7 +12,7 @@ namespace {
 
 using Outcome = Recovery::Outcome;
 
-/** The part of a run in which nobody else works in the parent folder. */
+/** The part of a run that holds the lock of the parent folder. */
 class LockedRun
 {
 public:
@@ -82,7 +82,7 @@ ExitCode LockedRun::install()
     if (code == ExitCode::eDone) {
         return swap(journal);
     }
-    (void)resolve(); // undoes what it can; the rest is for the next run
+    (void)resolve(); // rolls back what it can; the next run does the rest
     return code;
 }
 
@@ -137,7 +137,8 @@ ExitCode checkOptions(const CommandLine& request, InstallLog& log)
     return ExitCode::eDone;
 }
 
-/** Needs less than an update does: a wrong new folder is no reason to leave the user with nothing.
+/**
+ * Requires less than an update: a wrong new folder must not leave the user without an application.
  */
 bool canStartOld(const CommandLine& request)
 {
@@ -159,7 +160,7 @@ void startOld(const CommandLine& request, const Patience& patience, InstallLog& 
     }
 }
 
-/** Hosts keep a copy that is there already: without this the first one would be used for ever. */
+/** Hosts do not overwrite an existing copy: without this they would use the first one for ever. */
 void retireOwnCopy(const Path& program, const Path& application, InstallLog& log)
 {
     const bool isCopy = isOwnCopy(program, application.parent_path());
@@ -177,8 +178,8 @@ ExitCode runLocked(const CommandLine& request, const Patience& patience, Install
     const Path parent = request.oldDir.parent_path();
     FolderLock lock;
     auto result = FolderLock::Result::eFailed;
-    // Short: a folder that this user may not write to is refused just like a lock that is going
-    // away.
+    // Short: the error for a folder without write access is the same as for a lock that is being
+    // released.
     const auto error = retry(std::chrono::milliseconds(500), [&] {
         std::error_code reason;
         result = lock.acquire(parent, reason);
@@ -214,7 +215,7 @@ ExitCode installUpdate(const CommandLine& commandLine, const Patience& patience)
     if (hasPlace) {
         request.oldDir = resolved(request.oldDir);
         const Path parent = request.oldDir.parent_path();
-        // A folder in which a process works can be in the way of a rename.
+        // The working folder of a process may not be renamed on some systems.
         if (setWorkingFolder(parent)) {
             log.setFolder(parent);
         }

@@ -7,13 +7,13 @@
 namespace updateinstaller {
 
 /**
- * One whole run of the program: checks, lock, leftovers, staging, swap, start, tidying up. Whatever
- * happens, the application is started in the end: the new one after success, else the old one; only
- * when another process is at work on it, that one does.
+ * One run of the program: checks, lock, recovery, staging, swap, start, clean-up. In any case the
+ * application is started at the end, the new one after success, otherwise the old one, unless
+ * another process is updating it, which starts it then.
  */
 [[nodiscard]] ExitCode installUpdate(const CommandLine& commandLine, const Patience& patience);
 
-/** What main() does with its arguments; the exit code. */
+/** Runs the program with its arguments; returns the exit code. */
 [[nodiscard]] int runProgram(int argc, NativeString::value_type* argv[], const Patience& patience);
 
 } // namespace updateinstaller

@@ -4,19 +4,19 @@
 
 #include <windows.h>
 
-/** What every file of this program that talks to Windows needs. */
+/** Helpers for the Windows-specific files of this program. */
 namespace updateinstaller {
 
-/** The form in which Windows takes paths of any length and changes nothing about them. */
+/** The "\\?\" form, for paths of any length, which Windows does not normalise. */
 [[nodiscard]] std::wstring longForm(const Path& path);
-/** The form that people know. */
+/** The usual form, for messages. */
 [[nodiscard]] std::wstring shortForm(const std::wstring& text);
 
 [[nodiscard]] std::error_code lastError();
-/** None for a call that succeeded, else lastError(). */
+/** No error for a call that succeeded, otherwise lastError(). */
 [[nodiscard]] std::error_code errorOf(BOOL result);
 
-/** Closes an open file at the end of a scope, without touching the last error. */
+/** Closes a handle at the end of a scope and preserves the last error. */
 class Handle
 {
 public:
@@ -44,7 +44,7 @@ private:
 
 constexpr DWORD shareAll = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
 
-/** CreateFileW() with what is the same in all calls. Links are opened, not followed. */
+/** CreateFileW() with the arguments common to all calls. Opens links instead of following them. */
 [[nodiscard]] HANDLE openFile(const Path& path, DWORD access, DWORD share, DWORD disposition,
                               DWORD flags = 0);
 

@@ -50,7 +50,7 @@ std::error_code WorkFolder::prepare() const
         }
     }
     if (before != State::eOurs) {
-        // The marker is the file, whatever is in it: a crash cannot leave half of one.
+        // The existence of the file is the marker, so a crash cannot leave half of one.
         if (const auto error = writeNewFile(marker(), markerText)) {
             return error;
         }
@@ -126,7 +126,7 @@ void WorkFolder::remove() const
         m_log.write("something is left in " + toText(m_path) + ", it stays for the next run");
         return;
     }
-    // The marker goes last: what is not marked could not be removed by the next run.
+    // The marker is removed last: the next run could not remove an unmarked folder.
     for (const Path& file : {nextJournal(), journal(), marker()}) {
         if (!error && kindOf(file) != Kind::eNothing) {
             error = removeFile(file);

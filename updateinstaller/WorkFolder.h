@@ -6,20 +6,19 @@
 namespace updateinstaller {
 
 /**
- * The folder "<application folder>.UpdateInstaller" beside the application folder, which holds
- * everything that an update keeps on the disk: the journal, the staged tree, the backup. A marker
- * file in it, beside those trees and not in them, says that it is ours; without it nothing in it is
- * touched.
+ * The work folder "<application folder>.UpdateInstaller" beside the application folder, with all
+ * files of an update: the journal, the staged tree, the backup. A marker file next to these trees
+ * identifies it as ours; without the marker nothing in it is touched.
  *
- * Trees get their names only when they are complete and lose them before they are removed, so that
- * a tree named staged() or backup() is always whole.
+ * Trees are renamed to their final names once they are complete and renamed again before they are
+ * removed, so a tree named staged() or backup() is always complete.
  */
 class WorkFolder
 {
 public:
     enum class State {
         eMissing,
-        eEmpty, //!< made, but not marked any more or yet: nothing in it can be lost
+        eEmpty, //!< exists without marker and contents: nothing in it can be lost
         eOurs,
         eForeign,
     };
@@ -27,8 +26,10 @@ public:
     WorkFolder(const Path& applicationFolder, InstallLog& log);
 
     [[nodiscard]] const Path& path() const { return m_path; }
-    /** The new tree, complete, until it is swapped in; where trees are exchanged, the old one after
-     * that. */
+    /**
+     * The complete new tree, until it is swapped in; if trees are exchanged, the old one after
+     * that.
+     */
     [[nodiscard]] Path staged() const { return m_path / "staged"; }
     /** The old tree. */
     [[nodiscard]] Path backup() const { return m_path / "backup"; }
@@ -36,18 +37,18 @@ public:
     [[nodiscard]] Path copying() const { return m_path / "copying"; }
 
     [[nodiscard]] State state() const;
-    /** Makes and marks the folder; fine when that has happened before. */
+    /** Creates and marks the folder, if that has not happened before. */
     [[nodiscard]] std::error_code prepare() const;
 
-    /** Replaces the journal in one step and flushes it to the disk. */
+    /** Replaces the journal atomically and flushes it to the disk. */
     [[nodiscard]] std::error_code writeJournal(const Journal& plan) const;
     [[nodiscard]] std::optional<Journal> readJournal() const;
 
-    /** Takes the name from a tree that is not needed any more; purge() removes it. */
+    /** Renames a tree that is no longer needed, for purge() to remove. */
     [[nodiscard]] std::error_code discard(const Path& tree) const;
-    /** Removes what has no name of its own. False when something could not be removed. */
+    /** Removes discarded and incomplete trees. Returns false if something could not be removed. */
     bool purge() const;
-    /** Removes what is left: journal, marker, and the folder when nothing else is in it. */
+    /** Removes the journal, the marker and, if empty, the folder. */
     void remove() const;
 
 private:

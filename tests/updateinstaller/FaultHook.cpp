@@ -2,6 +2,7 @@
 // sends every call that changes the disk through here. The environment says what goes wrong:
 //   FAULT_TRACE file        one line per call is appended to it: number, name, path
 //   FAULT_POINT n           the n-th call ...
+//   FAULT_AT text           or the first one with this in its name, a blank and its path ...
 //   FAULT_KIND kind         ... is the last one ("before", "after") or fails with this error number
 //   FAULT_NO_EXCHANGE       folders cannot be exchanged
 //   FAULT_OTHER_VOLUME dir  what is below dir counts as another volume
@@ -84,7 +85,9 @@ auto changing(const char* name, const char* path, Call call) -> decltype(call())
 {
     const long point = nextPoint();
     trace(point, name, path);
-    const bool isHit = point == number("FAULT_POINT");
+    const char* const text = setting("FAULT_AT");
+    const bool isHit = point == number("FAULT_POINT") ||
+                       (text && (std::string(name) + ' ' + path).find(text) != std::string::npos);
     if (isHit && isKind("before")) {
         std::raise(SIGKILL);
     }

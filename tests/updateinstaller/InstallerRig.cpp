@@ -2,7 +2,6 @@
 
 #include "tests/support/Files.h"
 
-#include <QCryptographicHash>
 #include <QDateTime>
 #include <QDir>
 #include <QDirIterator>
@@ -38,7 +37,7 @@ InstallerRig::InstallerRig()
     for (const char* const version : {"old", "new", "third", "broken"}) {
         const QString tree = root() + QStringLiteral("/trees/") + QString::fromLatin1(version);
         makeTree(tree, version);
-        m_versions[hashOf(tree)] = version;
+        m_versions[contentsOf(tree)] = version;
     }
 }
 
@@ -81,7 +80,7 @@ void InstallerRig::makeTree(const QString& folder, const QByteArray& version)
 #endif
 }
 
-QByteArray InstallerRig::hashOf(const QString& folder)
+QByteArray InstallerRig::contentsOf(const QString& folder)
 {
     QStringList lines;
     QDirIterator entries(folder, allEntries, QDirIterator::Subdirectories);
@@ -102,13 +101,12 @@ QByteArray InstallerRig::hashOf(const QString& folder)
         lines << line;
     }
     lines.sort();
-    return QCryptographicHash::hash(lines.join(QLatin1Char('\n')).toUtf8(),
-                                    QCryptographicHash::Sha256);
+    return lines.join(QLatin1Char('\n')).toUtf8();
 }
 
 QByteArray InstallerRig::treeIn(const QString& folder) const
 {
-    return m_versions.value(hashOf(folder));
+    return m_versions.value(contentsOf(folder));
 }
 
 QStringList InstallerRig::commandLine(const QString& oldDir, const QString& newDir,

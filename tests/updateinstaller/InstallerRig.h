@@ -46,7 +46,7 @@ public:
      */
     static void makeTree(const QString& folder, const QByteArray& version);
     /** Names, kinds, permissions, times and contents of all that is in the folder. */
-    static QByteArray hashOf(const QString& folder);
+    static QByteArray contentsOf(const QString& folder);
     /** The version whose tree this is, byte by byte; empty for anything else. */
     [[nodiscard]] QByteArray treeIn(const QString& folder) const;
 
@@ -64,6 +64,7 @@ public:
     /** The program, started but not waited for; finish() does that. */
     void start(Build build, const QStringList& arguments, const QStringList& environment = {});
     [[nodiscard]] Run finish();
+    [[nodiscard]] qint64 processId() const { return m_process.processId(); }
 
     /**
      * Has the next run find a file of the application in use, for so long or until it ends. Answers
@@ -92,7 +93,7 @@ private:
     void letGo();
 
     QTemporaryDir m_dir;
-    QHash<QByteArray, QByteArray> m_versions; //!< by the hash of the tree
+    QHash<QByteArray, QByteArray> m_versions; //!< by all that is in the tree
     QString m_report;
     QProcess m_process;
     int m_runs = 0;

@@ -22,6 +22,30 @@ class tst_KillMatrix : public QObject
     Q_OBJECT
 
 private slots:
+    /** In this order a power cut at any time leaves a tree that is whole and a journal that fits.
+     */
+    void flushesEachStepBeforeTheNext()
+    {
+        const Scenario plain{{}, "new", m_rig.unpacked(), {}};
+        prepare(plain);
+        QStringList steps;
+        const auto calls = trace(plain);
+        for (const QByteArray& call : calls) {
+            const QString text = QString::fromUtf8(call);
+            const QString name = text.section(QLatin1Char(' '), 1, 1);
+            if (lines("rename\nexchange\nfsync\nsyncfs").contains(name)) {
+                steps << name + QLatin1Char(' ') + text.section(QLatin1Char('/'), -1);
+            }
+        }
+        const QStringList names =
+            lines("fsync Camera & Desk.UpdateInstaller\nfsync Prøve & 测试 (100%)");
+        const QStringList journal = lines("fsync journal.new\nrename journal") + names.mid(0, 1);
+        const QStringList expected = lines("fsync UpdateInstaller.marker") + names + journal +
+                                     lines("rename staged\nsyncfs staged") + names.mid(0, 1) +
+                                     journal + lines("exchange Camera & Desk") + names + journal;
+        QCOMPARE(QStringList(steps.mid(0, expected.size())), expected);
+    }
+
     void everyCallInTurn_data()
     {
         columns<QStringList, QString, QString, QString>("environment", "version", "subFolder",
@@ -33,12 +57,10 @@ private slots:
         const char* const sub = "/Camera Desk 4.3";
         row("exchange", none, "new", "", "");
         row("two renames", renames, "new", "", "");
-        row("copy, exchange", copies, "new", "", "");
         row("copy, two renames", copies + renames, "new", sub, "");
         row("new program does not start, exchange", none, "broken", sub, "");
         row("new program does not start, two renames", renames, "broken", "", "");
         row("after a kill in the middle of staging", none, "new", sub, "/staged");
-        row("after a kill in the middle of copying", copies, "new", "", "/copying/lib/deep/");
         row("after a kill between the two renames", renames, "new", "", "/backup");
         row("after a kill right after the exchange", none, "new", sub, "exchange ");
         row("after a kill while tidying up", copies, "new", "", "/tmp/unpack 1/lib/deep/");
@@ -51,7 +73,7 @@ private slots:
         QFETCH(QString, subFolder);
         QFETCH(QString, killedAt);
         const Scenario scenario{environment, version.toLatin1(), m_rig.unpacked() + subFolder,
-                                killedAt.toLatin1()};
+                                killedAt};
 
         prepare(scenario);
         const auto calls = trace(scenario);
@@ -66,7 +88,8 @@ private slots:
                   QByteArray::number(ENOSPC), QByteArray::number(EXDEV)}) {
                 ++m_cases;
                 const bool isError = kind.toInt() != 0;
-                isError ? checkFailed(scenario, point, kind) : checkKilled(scenario, point, kind);
+                isError ? checkFailed(scenario, point, kind, calls[point - 1])
+                        : checkKilled(scenario, point, kind);
                 if (QTest::currentTestFailed()) {
                     qInfo("%s: %s", kind.constData(), calls[point - 1].constData());
                     return;
@@ -83,34 +106,21 @@ private:
     struct Scenario
     {
         QStringList environment;
-        QByteArray version;  // of the new tree
-        QString treeFolder;  // where it is unpacked
-        QByteArray killedAt; // what an earlier run was doing when it was killed
+        QByteArray version; // of the new tree
+        QString treeFolder; // where it is unpacked
+        QString killedAt;   // what an earlier run was doing when it was killed
     };
 
     void prepare(const Scenario& scenario)
     {
         m_rig.reset();
         InstallerRig::makeTree(scenario.treeFolder, scenario.version);
-        if (scenario.killedAt.isEmpty()) {
-            return;
+        if (!scenario.killedAt.isEmpty()) {
+            const QStringList fault{QStringLiteral("FAULT_AT=") + scenario.killedAt,
+                                    QStringLiteral("FAULT_KIND=after")};
+            QVERIFY(m_rig.run(Build::eWithFaults, m_rig.commandLine(), scenario.environment + fault)
+                        .wasKilled);
         }
-        Scenario first = scenario;
-        first.killedAt.clear();
-        static QHash<QByteArray, int> points;
-        const QByteArray key = QTest::currentDataTag();
-        if (!points.contains(key)) {
-            const auto lines = trace(first);
-            for (int i = 0; i < lines.size(); ++i) {
-                if (lines[i].contains(scenario.killedAt)) {
-                    points[key] = i + 1;
-                    break;
-                }
-            }
-            QVERIFY2(points.contains(key), scenario.killedAt.constData());
-            prepare(first);
-        }
-        QVERIFY(runWith(first, points[key], "after").wasKilled);
     }
 
     InstallerRig::Run runWith(const Scenario& scenario, int point, const QByteArray& kind)
@@ -143,12 +153,19 @@ private:
     }
 
     /** A run that could go on has left everything in order by itself, or leaves it to the next. */
-    void checkFailed(const Scenario& scenario, int point, const QByteArray& kind)
+    void checkFailed(const Scenario& scenario, int point, const QByteArray& kind,
+                     const QByteArray& call)
     {
         prepare(scenario);
         const auto run = runWith(scenario, point, kind);
+        if (kind.toInt() == EACCES && call.endsWith(m_rig.application().toUtf8()) &&
+            !call.contains("fsync")) {
+            // As a virus scanner does it: the next try succeeds.
+            QVERIFY2(run.code == (scenario.version == "broken" ? 12 : 0),
+                     m_rig.logText().constData());
+        }
         QVERIFY(!run.wasKilled);
-        if (run.code == 14 && scenario.killedAt == "/backup") {
+        if (run.code == 14 && scenario.killedAt.endsWith(QLatin1String("/backup"))) {
             // Without its lock the program cannot mend what the killed run has left.
             QVERIFY(!QFile::exists(m_rig.application()));
             checkRepairByOtherRequest();
