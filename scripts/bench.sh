@@ -1,23 +1,30 @@
 #!/usr/bin/env bash
 # Runs the benchmarks of a build: bench.sh BUILD_DIR [NAME [ARGUMENTS]]; without a name all of them. Ends with a
-# table of the figures: what was measured, ours, what it is compared with, and how the two relate.
+# table of the figures: what was measured, ours, the reference, and their relation.
 set -euo pipefail
 build=$1
 name=${2:-}
 [ $# -gt 1 ] && shift 2 || shift
 export QT_QPA_PLATFORM=offscreen LC_ALL=C.UTF-8 XDG_RUNTIME_DIR=$build/runtime
+# Qt warns about a folder that does not exist or that others may read.
+mkdir -p "$XDG_RUNTIME_DIR"
+chmod 700 "$XDG_RUNTIME_DIR"
 figures=$(mktemp)
 copy=$(mktemp)
 trap 'rm -f "$figures" "$copy"' EXIT
 
-# What a program prints, and of that what belongs into the table.
-show() { tee >(grep '^FIGURE|' >>"$figures" || true) | { grep -v '^FIGURE|' || true; } | cat -s; }
+# Prints the output of a program; its figures go to the table. The offscreen platform reports each window that it
+# does not size.
+show() {
+    tee >(grep '^FIGURE|' >>"$figures" || true) |
+        { grep -vE '^FIGURE\||^[[:blank:]]*$|This plugin does not support propagateSizeHints' || true; }
+}
 figure() { printf 'FIGURE|%s|%s|%s|%s\n' "$@" >>"$figures"; }
 
 for program in "$build"/benchmarks/bench_${name:-*}; do
     [ -x "$program" ] && [ -f "$program" ] || { echo "no benchmark '$name' in $build" >&2; exit 2; }
     printf '\n== %s\n' "$(basename "$program")"
-    "$program" "$@" | show
+    "$program" "$@" 2>&1 | show
 done
 
 if [ -z "$name" ]; then
@@ -33,6 +40,6 @@ if [ -z "$name" ]; then
     done
 fi
 
-printf '\n%-58s %-10s %-22s %s\n' "what" "ours" "beside" ""
+printf '\n%-58s %-10s %s\n' "what" "ours" "reference"
 sleep 0.2 # the last lines are still on their way through tee
-awk -F '|' '{ printf "%-58s %-10s %-22s %s\n", $2, $3, $4, $5 }' "$figures"
+awk -F '|' '{ printf "%-58s %-10s %-22s %s\n", $2, $3, $4, $5 }' "$figures" | sed 's/ *$//'

@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # demo.sh BUILD_DIR [OPTIONS OF THE HOST]: runs the demo host; `./run demo` builds it and calls this.
 #
-# With options it just runs with them. Without: with a display the window opens and the user is in charge;
+# With options it only runs the host with them. Without: with a display it opens the window for the user;
 # with none, the five console checks, a self-update, and then the tour in all languages and sizes, pictures and
 # all.
 set -euo pipefail
@@ -20,7 +20,7 @@ private=$(mktemp -d)
 trap 'rm -rf "$private"' EXIT
 mkdir -m 700 "$private/runtime"
 export QT_HASH_SEED=0
-# The update server is on this machine, whatever proxy leads elsewhere.
+# The update server is on this machine, so bypass any proxy.
 export no_proxy="127.0.0.1${no_proxy:+,$no_proxy}"
 
 has_display() { [ -n "${DISPLAY:-}${WAYLAND_DISPLAY:-}" ]; }
@@ -34,7 +34,7 @@ locale_of() {
     esac
 }
 
-# run_host LANGUAGE ARGUMENTS: unattended, with nothing of the user's.
+# run_host LANGUAGE ARGUMENTS: unattended, isolated from the user's files.
 run_host() {
     local language=$1
     shift
@@ -90,7 +90,7 @@ self_update() {
         "$build/demo/SelfUpdate" "$host" "$build/demo/next/CameraDesk" "$build"/libSoftwareUpdateClient.so.?
 }
 
-# What the user asked for, in the user's own surroundings as far as there are any.
+# With the given options, in the user's own environment if there is one.
 run_with_options() {
     local host_locale= language=en previous='' argument unattended=no
     for argument in "$@"; do

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # faults.sh [COUNT] [SEED], faults.sh --flow N SEED, or faults.sh soak [CHECKS] [ROUNDS]: complete flows with
-# faults drawn at random, or the same over and over. Exit code 1 when something must not be.
+# random faults, or endurance runs. Exit code 1 if a condition is violated.
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 source scripts/lib.sh

@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
-# fuzz.sh [SECONDS] [NAME]: runs each fuzz target, or one of them, for so many seconds. New inputs are kept
-# below build/fuzz/corpus; one that fails is left in build/fuzz and printed. It belongs into fuzz/corpus/NAME
-# under a name that says what is odd about it.
+# fuzz.sh [SECONDS] [NAME]: runs each fuzz target, or one of them, for the given time. New inputs are kept
+# below build/fuzz/corpus; one that fails is left in build/fuzz and printed. Move it to fuzz/corpus/NAME
+# and give it a name that says what is special about it.
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 source scripts/lib.sh
@@ -23,7 +23,7 @@ for name in "${names[@]}"; do
     say "fuzzing $name for $seconds s"
     found=build/fuzz/corpus/$name
     mkdir -p "$found"
-    # A document may take up to 300 MB, and its reader keeps to a second or two.
+    # Reading a document may take up to 300 MB and a second or two.
     build/fuzz/fuzz/fuzz_"$name" -max_total_time="$seconds" -timeout=10 -rss_limit_mb=2048 -max_len=65536 \
         -print_final_stats=1 -artifact_prefix="build/fuzz/$name-" "$found" "fuzz/corpus/$name" \
         >"build/fuzz/$name.log" 2>&1 || {

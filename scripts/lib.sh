@@ -1,11 +1,11 @@
-# Shared by ./run and the scripts below this folder; to be sourced from the project's root.
+# Shared by ./run and the scripts in this folder; sourced from the project's root.
 
-# What one checkout has compiled serves another in a different folder as well.
+# Lets checkouts in different folders share the compiler cache.
 export CCACHE_BASEDIR=$PWD CCACHE_NOHASHDIR=1
 
 say() { printf '\n== %s\n' "$*"; }
 
-# Installs the packages of the lists that are missing; asks for nothing.
+# Installs the missing packages of the lists without prompting.
 setup_packages() {
     local lists=(scripts/debian-packages.txt) package missing=()
     [ "${1:-}" = extra ] && lists+=(scripts/debian-packages-extra.txt)
@@ -28,7 +28,7 @@ setup_packages() {
         "${missing[@]}" >/dev/null
 }
 
-# Configures a preset once; CMake itself notices later changes of its files.
+# Configures a preset once; later changes of CMake files are detected by the build.
 configure() {
     local preset=$1 launcher=()
     [ -f "build/$preset/build.ninja" ] && return 0
@@ -38,7 +38,7 @@ configure() {
 }
 
 # Names the folder with Qt for Windows in SOFTWAREUPDATE_WINDOWS_SYSROOT; unpacks the archive beside the project
-# where the variable is not set. Fails when there is neither.
+# if the variable is not set. Fails if there is neither.
 find_windows_sysroot() {
     local archive=../shared/windows-sysroot.tar.xz
     if [ -z "${SOFTWAREUPDATE_WINDOWS_SYSROOT:-}" ]; then
@@ -53,7 +53,7 @@ find_windows_sysroot() {
     export SOFTWAREUPDATE_WINDOWS_SYSROOT
 }
 
-# A Wine of our own, with nothing of the user's; only its server is ended, and nobody else's.
+# A private Wine prefix, isolated from the user's; only its own server is ended.
 start_wine() {
     export WINEPREFIX=$PWD/build/wine/prefix HOME=$PWD/build/wine/home XDG_RUNTIME_DIR=$PWD/build/wine/runtime
     export WINEDEBUG=-all LC_ALL=C.UTF-8
@@ -66,6 +66,6 @@ start_wine() {
         wineboot -i >build/wine/boot.log 2>&1
         wineserver -w
     fi
-    # Stays for the whole run: each start would take a second.
+    # Persistent for the whole run: each start would take a second.
     wineserver -p
 }

@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# What ./run lint does, in the order of cost; `scripts/lint.sh STEP ...` runs single steps.
+# The steps of ./run lint, cheapest first; `scripts/lint.sh STEP ...` runs single steps.
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 source scripts/lib.sh
@@ -20,7 +20,7 @@ step_format() {
     sources -name '*.cpp' -o -name '*.h' | xargs clang-format --dry-run --Werror
 }
 
-# Include paths alone do not keep the folders apart: all share one root.
+# Include paths do not enforce this: all folders share one root.
 step_includes() {
     say "include directions"
     local failed=0 folder allowed found
@@ -70,7 +70,7 @@ source_keys() {
         find . -path ./build -prune -o -type f \( -name '*.cpp' -o -name '*.h' \) -exec sha256sum {} + |
             sed "s|  \./|  $root/|"
         ninja -C build/clang -t deps
-        # Generated files have no place in the report; everything else that is compiled has.
+        # All compiled sources except generated ones.
         grep -oE '"file": "[^"]+"' build/clang/compile_commands.json | cut -d'"' -f4 |
             grep "^$root/" | grep -v "^$root/build/" | sort -u | sed 's/^/source: /'
     } | awk -v root="$root/" '
@@ -98,7 +98,7 @@ run_tidy() {
 run_clazy() {
     [[ $1 != "$PWD"/updateinstaller/* ]] || return 0
     local found
-    # Its exit code says nothing: any output is a finding.
+    # Its exit code is always 0: any output is a finding.
     found=$(clazy-standalone -p build/clang --checks=level0,level1 \
         --header-filter="$PWD/(types|support|catalogue|ui|install|client|publisher|demo|examples|tests)/.*" \
         --ignore-dirs='.*(_autogen|/usr/|/build/).*' "$1" 2>&1 |
@@ -106,7 +106,7 @@ run_clazy() {
     [ -z "$found" ] || { echo "$found"; return 1; }
 }
 
-# Notes what was found clean: a file takes seconds, and most do not change.
+# Remembers clean files: checking one takes seconds, and most do not change.
 clean_sources=${XDG_CACHE_HOME:-$HOME/.cache}/softwareupdate-lint
 run_unless_clean() {
     local tool=$1 key=$2 file=$3

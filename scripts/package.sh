@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# package.sh: makes the release archives in build/packages/, and builds and runs a host against each of them,
+# package.sh: creates the release archives in build/packages/, and builds and runs a host with each of them,
 # unpacked into an empty folder.
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."

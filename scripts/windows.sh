@@ -16,5 +16,5 @@ cmake --build --preset windows
 
 start_wine
 say "testing under Wine ($(wine --version))"
-# Three times at most: now and then Wine does not start a process, or loses one, on a busy machine.
+# At most three attempts: on a busy machine Wine sometimes fails to start a process, or loses one.
 ctest --preset windows --repeat until-pass:3 "$@"

@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
-# wine-display-run.sh PROGRAM.exe [ARGUMENTS]: wine-run.sh with a display that nobody sees (Xvfb), for windows as
-# Windows itself makes them, with Qt's "windows" platform.
+# wine-display-run.sh PROGRAM.exe [ARGUMENTS]: wine-run.sh with a virtual display (Xvfb), for windows as
+# Windows itself creates them, with Qt's "windows" platform.
 #
-# A Wine server that has been started without a display never finds one, so this is a Wine of its own.
+# A Wine server started without a display never finds one, so this uses a prefix of its own.
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 if [ -z "${DISPLAY:-}" ]; then

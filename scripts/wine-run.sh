@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
 # wine-run.sh PROGRAM.exe [ARGUMENTS]: runs a program made for Windows; CTest starts all tests through this.
 #
-# Wine hands most variables on as they are, but neither QT_* nor PATH, TEMP and HOME: those are taken from
-# variables of the same name behind WINE.
+# Wine passes most variables on unchanged, but neither QT_* nor PATH, TEMP and HOME: those are taken from
+# variables of the same name with the prefix WINE.
 set -euo pipefail
 sysroot=${SOFTWAREUPDATE_WINDOWS_SYSROOT:?names the folder with Qt for Windows}
 runtime=$(dirname "$(x86_64-w64-mingw32-g++-posix -print-file-name=libstdc++-6.dll)")
@@ -18,7 +18,7 @@ export WINEQT_SCALE_FACTOR=${QT_SCALE_FACTOR:-1}
 WINEPATH="$(windows_path "$sysroot/bin");$(windows_path "$runtime");$(windows_path /usr/x86_64-w64-mingw32/lib)"
 WINEPATH+=";$(windows_path "$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)/build/windows")"
 export WINEPATH
-# Through a file: Wine's services inherit the output, and whoever reads it from a pipe would wait for them.
+# Through a file: Wine's services inherit the output, and the reader of a pipe would wait for them.
 output=$(mktemp)
 trap 'rm -f "$output"' EXIT
 status=0

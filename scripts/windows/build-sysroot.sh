@@ -12,7 +12,7 @@ stages=("${@:-}")
 jobs=${CMAKE_BUILD_PARALLEL_LEVEL:-$(nproc)}
 triplet=x86_64-w64-mingw32
 
-# Under the plain names, which stand for the other thread model unless somebody has chosen.
+# Under the plain names, which otherwise select the other thread model.
 for tool in gcc g++; do
     ln -sf "$(command -v $triplet-$tool-posix || echo /usr/bin/$triplet-$tool-posix)" "$work/bin/$triplet-$tool"
 done
@@ -59,7 +59,7 @@ stage_zlib() {
     source=$(source_of zlib)
     (
         cd "$source"
-        # What is particular to Windows is not in the source package, and not needed.
+        # The source package lacks the Windows-specific parts, which are not needed.
         CHOST=$triplet ./configure --static --uname=GNU
         make -j "$jobs" libz.a
         install -D -m 644 -t "$target/include" zlib.h zconf.h
@@ -114,7 +114,7 @@ stage_httplib() {
 stage_qt() {
     local source
     source=$(source_of qtbase-opensource-src)
-    # The names of Windows' import libraries matter where file names have cases.
+    # The case of the names of Windows' import libraries matters on this file system.
     sed -i 's/-lCrypt32/-lcrypt32/; s/-lSecur32/-lsecur32/' "$source/src/network/ssl/ssl.pri"
     mkdir -p "$work/build-qt"
     (
@@ -130,7 +130,7 @@ stage_qt() {
     license "$source/LICENSE.LGPL3" Qt-LGPL3.txt
 }
 
-# What programs made by this compiler need beside them.
+# The runtime DLLs of this compiler.
 stage_runtime() {
     local library
     mkdir -p "$target/bin"
@@ -143,7 +143,7 @@ stage_runtime() {
 for stage in "${stages[@]}"; do
     SECONDS=0
     echo "== $stage"
-    # Not as a condition: errors inside would then end nothing.
+    # Not as a condition, which would disable `set -e` inside.
     set +e
     (set -e && "stage_$stage") >"$work/$stage.log" 2>&1
     status=$?
