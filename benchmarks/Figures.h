@@ -7,8 +7,8 @@
 #include <vector>
 
 /**
- * One line of the table that `./run bench` ends with: what was measured, ours, what it is compared
- * with, and how the two relate. scripts/bench.sh picks these lines from everything that is printed.
+ * Prints one line of the table at the end of `./run bench`: what was measured, ours, the reference,
+ * and their relation. scripts/bench.sh filters these lines from the output.
  */
 inline void printFigure(const QString& what, const QString& ours, const QString& other = QString(),
                         const QString& relation = QString())

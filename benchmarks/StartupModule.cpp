@@ -1,4 +1,4 @@
-// A module that brings the library into a process, as a host's dependency does.
+// A module that loads the library into a process, like a host's dependency.
 
 #include "client/SoftwareUpdateClient.h"
 #include "support/AppSettings.h"

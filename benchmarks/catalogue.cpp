@@ -1,8 +1,8 @@
 // Benchmarks register themselves through static objects.
 // clazy:excludeall=non-pod-global-static
 
-// What reading an update document costs beside loading its XML alone, and what selecting from it
-// costs.
+// The cost of parsing an update document compared with loading its XML only, and of selecting
+// packages from it.
 
 #include "Figures.h"
 
@@ -29,7 +29,7 @@ using namespace zk;
 
 namespace {
 
-/** A document as servers write them: sets with shared values, a file element, links, a comment. */
+/** A typical document: sets with shared values, a file element, links, a comment. */
 QByteArray makeDocument(int packages)
 {
     QByteArray text("<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
@@ -61,8 +61,8 @@ PackageInfoList parse(const QByteArray& document)
     return UpdateDocument::parse(&buffer);
 }
 
-// Peak resident memory of this process since the last call, in MiB; 0 where the system does not
-// tell.
+// Peak resident memory of this process since the last call, in MiB; 0 if the system does not report
+// it.
 double takePeakMemory()
 {
     QFile status(QStringLiteral("/proc/self/status"));
@@ -71,7 +71,7 @@ double takePeakMemory()
     }
     const QByteArray text = status.readAll();
 #ifdef __GLIBC__
-    malloc_trim(0); // what an earlier benchmark has freed must not count
+    malloc_trim(0); // memory freed by an earlier benchmark must not count
 #endif
     QFile reset(QStringLiteral("/proc/self/clear_refs"));
     if (reset.open(QIODevice::WriteOnly)) {
@@ -80,7 +80,7 @@ double takePeakMemory()
     return text.mid(text.indexOf("VmHWM:") + 6).trimmed().split(' ').first().toDouble() / 1024;
 }
 
-// The XML loaded and nothing read from it, as QDomDocument does it by itself; freeing it included.
+// Loads the XML into a QDomDocument without reading values, freeing included.
 void setContent(const QByteArray& bytes)
 {
     QDomDocument document;
@@ -89,8 +89,7 @@ void setContent(const QByteArray& bytes)
     }
 }
 
-// glibc joins the blocks that a run has freed only when someone asks for a larger one, which would
-// charge it to whoever comes next.
+// glibc merges freed blocks only when a larger one is requested, so the next run would pay for it.
 void settleHeap()
 {
     static void* volatile block;
@@ -119,7 +118,7 @@ double best(const std::vector<double>& values)
     return *std::min_element(values.begin(), values.end());
 }
 
-// Turn about, so that what else the machine does meets both.
+// Measured alternately, so other load of the machine affects both.
 void parseXMLBesideSetContent(benchmark::State& state)
 {
     const QByteArray bytes = makeDocument(int(state.range(0)));
@@ -157,7 +156,7 @@ PackageInfo product()
         QDateTime(), {QStringLiteral("Win32"), QStringLiteral("Win64")}, {}, QString(), QString());
 }
 
-// How the time grows from a document of a tenth of the packages, again turn about.
+// The growth of the time from a document with a tenth of the packages, also measured alternately.
 void parseXMLGrowth(benchmark::State& state)
 {
     const QByteArray large = makeDocument(int(state.range(0)));
@@ -174,7 +173,7 @@ void parseXMLGrowth(benchmark::State& state)
                 QStringLiteral("%1 times the time").arg(median(ratios), 0, 'f', 1));
 }
 
-// What a selection takes beyond copying the list, which it does because it changes it.
+// The time of a selection without copying the list, which it needs because it changes it.
 void besideCopying(benchmark::State& state, const char* what,
                    const std::function<void(PackageInfoList&)>& select)
 {

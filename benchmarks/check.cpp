@@ -1,5 +1,5 @@
-// How long a check takes from the call to the dialog on the screen, beside what the server needs
-// for its answer: a bare socket asks it the same, turn about.
+// The time of a check from the call to the painted dialog, compared with the server's own time: a
+// plain socket sends the same request, measured alternately.
 
 #include "Figures.h"
 
@@ -27,7 +27,7 @@ double elapsed(const QElapsedTimer& clock)
     return double(clock.nsecsElapsed()) / 1e6;
 }
 
-/** The server's own time: until a socket has all of the answer. */
+/** The server's own time, until a socket has received the whole answer. */
 double askBySocket(const QUrl& url)
 {
     QElapsedTimer clock;
@@ -43,7 +43,7 @@ double askBySocket(const QUrl& url)
     return elapsed(clock);
 }
 
-/** Tells when a dialog is painted. */
+/** Notices when a dialog is painted. */
 class PaintWatcher : public QObject
 {
 public:

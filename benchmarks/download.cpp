@@ -1,5 +1,5 @@
-// A download of FileDownloader beside one of curl, each in a process of its own, from an nginx on
-// this machine, turn about: bench_download [MEGABYTES]
+// Downloads of FileDownloader compared with curl, each in its own process, from an nginx on this
+// machine, measured alternately: bench_download [MEGABYTES]
 
 #include "Figures.h"
 
@@ -27,8 +27,10 @@ namespace {
 
 constexpr int rounds = 5;
 
-/** This is the program that is measured: prints milliseconds to the last byte, to the end, and the
- * longest that nothing else could be done meanwhile. */
+/**
+ * The measured program: prints the milliseconds to the last byte, to the end, and the longest time
+ * for which the event loop was blocked.
+ */
 int download(const QUrl& url, const QString& target)
 {
     zk::FileDownloader downloader;
@@ -61,7 +63,7 @@ int download(const QUrl& url, const QString& target)
     return isWhole ? 0 : 1;
 }
 
-/** An nginx that serves one folder, as the user who runs it; ends with this object. */
+/** An nginx that serves one folder, run by the current user; stopped by the destructor. */
 class Server
 {
 public:
@@ -113,7 +115,7 @@ struct Run
     long memoryMiB = 0;
 };
 
-/** Runs a program and asks the system for its memory. */
+/** Runs a program and reads its peak memory. */
 Run measured(const QStringList& command)
 {
     int output[2];

@@ -1,6 +1,6 @@
-// What the library costs a host's start: loading it, and init(). Each in a new process, in which Qt
-// is there already. The first network access manager of a process loads plug-ins of Qt's; that is
-// measured for itself, for init() makes one, and pays for it in a host that has none yet.
+// The library's share of a host's start-up: loading it, and init(). Each in a new process with Qt
+// loaded. The first network access manager of a process loads Qt plug-ins; this is measured
+// separately, since init() creates one and pays for it in a host that has none yet.
 
 #include "Figures.h"
 

@@ -1,6 +1,6 @@
-// Unpacking a large archive with ZipReader, beside the usual programs and a plain copy of the tree,
-// in turns on the same disk: a machine's speed drifts, what one turn costs beside the next does
-// not. Before each turn the disk has written what the one before has left behind.
+// Unpacking a large archive with ZipReader, compared with the usual programs and a plain copy of
+// the tree, measured alternately on the same disk: the machine's speed drifts, ratios do not. The
+// disk is synchronised before each measurement.
 
 #include "Figures.h"
 
@@ -38,7 +38,7 @@ QByteArray randomWord(QRandomGenerator& random)
     return word;
 }
 
-/** Six in ten files are text, three look like programs, one cannot be compressed. */
+/** Of ten files six are text, three are like programs, one is incompressible. */
 QByteArray contents(int kind, int size, const QList<QByteArray>& words, QRandomGenerator& random)
 {
     QByteArray bytes;
@@ -67,7 +67,7 @@ struct TreeSize
     qint64 largest = 0;
 };
 
-/** @p files files of very different sizes, about @p total bytes; nothing when it fails. */
+/** Creates @p files files of very different sizes, about @p total bytes; nothing on failure. */
 TreeSize makeTree(const QDir& folder, int files, qint64 total)
 {
     QRandomGenerator random(7);
@@ -78,7 +78,7 @@ TreeSize makeTree(const QDir& folder, int files, qint64 total)
     TreeSize made;
     const double mean = double(total) / files;
     for (int i = 0; i < files; ++i) {
-        // Most files are small, and a few make up most of the bytes.
+        // Most files are small; a few contain most of the bytes.
         const double size = mean * std::pow(-std::log(1 - random.generateDouble()), 1.7) / 1.54;
         const int bounded = int(std::min(size, 8e6)) + 1000;
         const QString path =
@@ -99,10 +99,10 @@ struct Contestant
     const char* name;
     QString program;
     QStringList arguments;
-    std::vector<double> times = {}; // none where it fails
+    std::vector<double> times = {}; // none on failure
 };
 
-/** Milliseconds, -1 when it fails. What it prints is kept in @p output. */
+/** Milliseconds, -1 on failure. Stores the printed text in @p output. */
 qint64 timed(const Contestant& contestant, QByteArray& output)
 {
     QProcess process;
@@ -118,7 +118,7 @@ qint64 timed(const Contestant& contestant, QByteArray& output)
     return elapsed;
 }
 
-/** Prints the most memory that was in use, in MiB; this is the program that is measured. */
+/** The measured program: prints its peak memory in MiB. */
 int extract(const QString& archive, const QString& target)
 {
     try {

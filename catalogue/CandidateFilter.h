@@ -6,21 +6,20 @@
 namespace zk {
 
 /**
- * Whether packages may be offered as an update for one product.
+ * Decides whether packages may be offered as an update for one product.
  *
- * Holds what is known of the product, so that a long list of packages does not parse it anew each
- * time.
+ * Keeps the parsed product data, so it is not parsed again for each package of a long list.
  */
 class CandidateFilter
 {
 public:
-    /** Keeps references: both arguments must live as long as the filter. */
+    /** Keeps references: both arguments must outlive the filter. */
     CandidateFilter(const PackageInfo& product, const QStringList& suffixes);
 
     /**
-     * Whether @p package has the product's name and status, a version newer than the product's, one
-     * of its platforms and one of the suffixes; empty fields and an empty list impose nothing.
-     * @p version is the package's release.
+     * Whether @p package has the product's name and status, a newer version than the product, one
+     * of its platforms and one of the suffixes; empty fields and an empty list match everything. @p
+     * version is the package's release.
      */
     [[nodiscard]] bool accepts(const PackageInfo& package, const VersionNumber& version) const;
 

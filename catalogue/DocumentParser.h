@@ -1,25 +1,18 @@
 #pragma once
 
-#include "catalogue/DocumentLoader.h"
+#include "catalogue/DocumentLimits.h"
 #include "catalogue/PackageInfo.h"
 
-class QDomElement;
 class QIODevice;
 
 namespace zk::UpdateDocument {
 
 /**
- * All packages of the document that @p device holds (open for reading), in document order.
+ * Parses the document in @p device (open for reading); returns all packages in document order.
  *
- * Empty on any error: two log records then say what is wrong and where. A document with entity
- * declarations or beyond @p limits is such an error. Throws nothing; reentrant.
+ * Empty on any error; two log records then give the error and its position. Entity declarations and
+ * exceeded @p limits are errors. Throws nothing; reentrant.
  */
 PackageInfoList parse(QIODevice* device, const DocumentLimits& limits = DocumentLimits());
-
-/** Appends the packages of @p set, then those of its nested sets, to @p packages. */
-void appendPackages(const QDomElement& set, PackageInfoList& packages);
-
-/** Fills @p info with what @p package and the levels above it say. */
-void readPackage(const QDomElement& package, PackageInfo& info);
 
 } // namespace zk::UpdateDocument

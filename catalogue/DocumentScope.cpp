@@ -1,8 +1,7 @@
 #include "catalogue/DocumentScope.h"
 
-#include "catalogue/DocumentLevel.h"
 #include "catalogue/DocumentValues.h"
-#include "catalogue/UpdateDocument.h"
+#include "catalogue/DocumentVocabulary.h"
 
 #include <algorithm>
 
@@ -10,7 +9,7 @@ namespace zk::UpdateDocument {
 
 namespace {
 
-// Adds the links of the levels above behind those of a level: what comes last is found first.
+// Adds the links of the levels above after those of a level: lookups find the last one first.
 void addAbove(QMap<QString, QUrl>& links, const QMap<QString, QUrl>& above)
 {
     if (above.isEmpty()) {
@@ -34,60 +33,58 @@ Scope::Scope(DocumentState& document)
 void Scope::enter(const LevelRecord& level)
 {
     takeTexts(level);
-    takeWords(m_platforms, level, PlatformKey);
-    takeWords(m_languages, level, LanguageKey);
-    takeLinks(m_releaseNotes, level, ReleaseNotesKey);
-    takeLinks(m_readme, level, ReadmeKey);
+    takeWords(m_platforms, level, Vocabulary::platformKey);
+    takeWords(m_languages, level, Vocabulary::languageKey);
+    takeLinks(m_releaseNotes, level, Vocabulary::releaseNotesKey);
+    takeLinks(m_readme, level, Vocabulary::readmeKey);
 }
 
 void Scope::takeTexts(const LevelRecord& level)
 {
-    // Backwards: of several texts the first one counts.
+    // In reverse: of several texts the first one counts.
     for (auto value = level.texts.rbegin(); value != level.texts.rend(); ++value) {
-        if (value->key < TextKeyCount) {
-            m_texts[value->key] = &value->text;
-        }
-        if (value->key == ReleaseDateKey) {
+        m_texts[value->key] = &value->text;
+        if (value->key == Vocabulary::releaseDateKey) {
             m_releaseDate = parseReleaseDate(value->text);
-        } else if (value->key == FileSizeKey) {
+        } else if (value->key == Vocabulary::fileSizeKey) {
             m_fileSize = parseFileSize(value->text);
         }
     }
 }
 
-void Scope::takeWords(QSet<QString>& words, const LevelRecord& level, Key key)
+void Scope::takeWords(Words& words, const LevelRecord& level, Key key)
 {
-    bool isFirst = true;
+    bool isInherited = true;
     for (const TextRecord& value : level.texts) {
-        if (value.key != key) {
-            continue;
-        }
-        if (isFirst) {
-            m_document->inheritedValues -= words.size();
-        }
-        isFirst = false;
-        if (words.isEmpty()) {
-            words = wordsOf(value.text);
-        } else {
-            addWords(words, value.text);
+        if (value.key == key) {
+            add(words, value.text, isInherited);
+            isInherited = false;
         }
     }
 }
 
-QSet<QString> Scope::wordsOf(const QString& text) const
+// Equal lists that add to equal ones share their memory; others are paid for.
+void Scope::add(Words& words, const QString& text, bool isInherited)
 {
     constexpr int longestKept = 64;
     constexpr int mostKept = 256;
-    const auto known = m_document->wordLists.constFind(text);
+    const QPair<int, QString> origin(words.id, text);
+    const auto known = m_document->wordLists.constFind(origin);
     if (known != m_document->wordLists.constEnd()) {
-        return *known;
+        words = *known;
+        return;
     }
-    QSet<QString> words;
-    addWords(words, text);
+    // A long text is paid for before it is split: each of its words takes more than itself.
+    m_document->budget.values -= isInherited ? words.set.size() : 0;
+    m_document->budget.values -= text.size() > longestKept ? text.size() / 4 : 0;
+    if (m_document->budget.isSpent()) {
+        return;
+    }
+    addWords(words.set, text);
+    words.id = ++m_document->lastWordsId;
     if (text.size() <= longestKept && m_document->wordLists.size() < mostKept) {
-        m_document->wordLists.insert(text, words);
+        m_document->wordLists.insert(origin, words);
     }
-    return words;
 }
 
 void Scope::takeLinks(QMap<QString, QUrl>& links, const LevelRecord& level, Key key)
@@ -96,8 +93,8 @@ void Scope::takeLinks(QMap<QString, QUrl>& links, const LevelRecord& level, Key 
     if (std::none_of(level.links.begin(), level.links.end(), isOfKey)) {
         return;
     }
-    m_document->inheritedValues -= links.size();
-    if (m_document->isBudgetSpent()) {
+    m_document->budget.values -= links.size();
+    if (m_document->budget.isSpent()) {
         return;
     }
     QMap<QString, QUrl> own;
@@ -113,34 +110,35 @@ void Scope::takeLinks(QMap<QString, QUrl>& links, const LevelRecord& level, Key 
 void Scope::addTo(QMap<QString, QUrl>& links, const LinkRecord& link) const
 {
     static const QString defaultLanguage = QLatin1String(Vocabulary::defaultLanguage);
-    const QString& language = link.language ? *link.language : text(LanguageKey);
+    const QString& language = link.language ? *link.language : text(Vocabulary::languageKey);
     addLink(links, language.isEmpty() ? defaultLanguage : language,
-            link.address ? QUrl(*link.address, QUrl::TolerantMode) : inheritedUrl(text(UrlKey)));
+            link.address ? QUrl(*link.address, QUrl::TolerantMode)
+                         : inheritedUrl(text(Vocabulary::urlKey)));
 }
 
 QUrl Scope::inheritedUrl(const QString& address) const
 {
-    m_document->inheritedUrlCharacters -= address.size();
-    return m_document->isBudgetSpent() ? QUrl() : QUrl(address, QUrl::TolerantMode);
+    m_document->budget.urlCharacters -= address.size();
+    return m_document->budget.isSpent() ? QUrl() : QUrl(address, QUrl::TolerantMode);
 }
 
 void Scope::fill(PackageInfo& info) const
 {
-    info.type = text(TypeKey);
-    info.name = text(NameKey);
-    info.publicName = text(NamePublicKey);
-    info.platforms = m_platforms;
-    info.release = text(ReleaseVersionKey);
-    info.publicRelease = text(ReleaseVersionPublicKey);
-    info.status = text(ReleaseStatusKey);
+    info.type = text(Vocabulary::typeKey);
+    info.name = text(Vocabulary::nameKey);
+    info.publicName = text(Vocabulary::namePublicKey);
+    info.platforms = m_platforms.set;
+    info.release = text(Vocabulary::releaseVersionKey);
+    info.publicRelease = text(Vocabulary::releaseVersionPublicKey);
+    info.status = text(Vocabulary::releaseStatusKey);
     info.releaseDate = m_releaseDate;
-    info.url = inheritedUrl(text(BaseUrlKey) + text(UrlKey));
-    info.languages = m_languages;
+    info.url = inheritedUrl(text(Vocabulary::baseUrlKey) + text(Vocabulary::urlKey));
+    info.languages = m_languages.set;
     info.releaseNotes = m_releaseNotes;
     info.readme = m_readme;
     info.fileSize = m_fileSize;
     info.suffix = parsePackageSuffix(info.url.toString());
-    info.comment = text(CommentKey);
+    info.comment = text(Vocabulary::commentKey);
 }
 
 } // namespace zk::UpdateDocument

@@ -4,61 +4,76 @@
 #include "catalogue/PackageInfo.h"
 
 #include <QHash>
+#include <QPair>
 
 #include <array>
 
 namespace zk::UpdateDocument {
 
-/** What the scopes of one document have in common. */
-struct DocumentState
+/** What is left of the limits on what levels take over from those above. */
+struct InheritanceBudget
 {
-    /** What is left of the limits on inherited values. */
-    int inheritedValues = 0;
-    qint64 inheritedUrlCharacters = 0;
-    /** Short lists of words as they are written: most packages name one of a few platforms. */
-    QHash<QString, QSet<QString>> wordLists;
+    qint64 values = 0;
+    qint64 urlCharacters = 0;
 
-    [[nodiscard]] bool isBudgetSpent() const
+    [[nodiscard]] bool isSpent() const { return values < 0 || urlCharacters < 0; }
+    /** What there was too much of. */
+    [[nodiscard]] QString excess() const
     {
-        return inheritedValues < 0 || inheritedUrlCharacters < 0;
+        return values < 0 ? QStringLiteral("packages inherit too many words and links")
+                          : QStringLiteral("addresses that packages inherit are too long");
     }
 };
 
+/** The words of a list, and a number that is the same for sets that are equal by origin. */
+struct Words
+{
+    QSet<QString> set;
+    int id = 0;
+};
+
+/** What the scopes of one document have in common. */
+struct DocumentState
+{
+    InheritanceBudget budget;
+    /** Lists by what they add to and their text: most packages name one of a few platforms. */
+    QHash<QPair<int, QString>, Words> wordLists;
+    int lastWordsId = 0;
+};
+
 /**
- * Everything that holds at one level of the document: its own values, else those of the levels
- * above.
+ * The effective values at one level of the document: its own, otherwise those of the levels above.
  *
- * The scope of a level is a copy of the one above it that has entered the level. It looks into the
- * records it has entered, which must outlive it; sets and maps are shared until a level adds to
- * them.
+ * The scope of a level is a copy of the one above it on which enter() was called. It points into
+ * the entered records, which must outlive it; sets and maps are shared until a level adds to them.
  */
 class Scope
 {
 public:
-    /** The scope outside the document, in which nothing holds. */
+    /** The scope outside the document, without any values. */
     explicit Scope(DocumentState& document);
 
-    /** Goes down to a level that says @p level. */
+    /** Descends to a level with the values @p level. */
     void enter(const LevelRecord& level);
 
-    /** Fills @p info with what holds here. */
+    /** Fills @p info with the effective values. */
     void fill(PackageInfo& info) const;
 
 private:
     void takeTexts(const LevelRecord& level);
-    void takeWords(QSet<QString>& words, const LevelRecord& level, Key key);
+    void takeWords(Words& words, const LevelRecord& level, Key key);
+    void add(Words& words, const QString& text, bool isInherited);
     void takeLinks(QMap<QString, QUrl>& links, const LevelRecord& level, Key key);
     void addTo(QMap<QString, QUrl>& links, const LinkRecord& link) const;
-    [[nodiscard]] QSet<QString> wordsOf(const QString& text) const;
     [[nodiscard]] const QString& text(Key key) const { return *m_texts[key]; }
     [[nodiscard]] QUrl inheritedUrl(const QString& address) const;
 
     DocumentState* m_document;
-    std::array<const QString*, TextKeyCount> m_texts;
+    std::array<const QString*, Vocabulary::KeyCount> m_texts;
     QDateTime m_releaseDate;
     quint32 m_fileSize = 0;
-    QSet<QString> m_platforms;
-    QSet<QString> m_languages;
+    Words m_platforms;
+    Words m_languages;
     QMap<QString, QUrl> m_releaseNotes;
     QMap<QString, QUrl> m_readme;
 };

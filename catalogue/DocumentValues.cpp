@@ -1,6 +1,7 @@
 #include "catalogue/DocumentValues.h"
 
 #include "support/Log.h"
+#include "support/StringUtils.h"
 
 #include <cmath>
 #include <optional>
@@ -9,7 +10,7 @@ namespace zk::UpdateDocument {
 
 namespace {
 
-// Truncates toward zero; what no 64-bit integer can hold (a file says "1e300MB") counts as unknown.
+// Truncates toward zero; a value beyond 64 bits (such as "1e300MB") counts as unknown.
 quint32 lowBits(double bytes)
 {
     constexpr double limit = 9223372036854775808.0; // 2^63
@@ -19,8 +20,8 @@ quint32 lowBits(double bytes)
     return quint32(quint64(qint64(bytes)));
 }
 
-// The digits of text from at on as a number, nothing when there is anything else among them. As
-// Qt's own reader does, takes a plus sign in the place of the first one.
+// The digits of text from at on as a number; nothing if there are other characters. Like Qt's own
+// parser it accepts a plus sign as the first one.
 std::optional<int> digits(const QString& text, int at, int count)
 {
     int value = 0;
@@ -34,8 +35,7 @@ std::optional<int> digits(const QString& text, int at, int count)
     return value;
 }
 
-// Position by position: QDateTime::fromString() with a format costs as much as loading the whole
-// package.
+// By position: QDateTime::fromString() with a format takes as long as loading the whole package.
 std::optional<QDate> parseDate(const QString& text)
 {
     const auto year = digits(text, 0, 4);
@@ -62,7 +62,7 @@ std::optional<QTime> parseTime(const QString& text)
     return time.isValid() ? std::make_optional(time) : std::nullopt;
 }
 
-// Takes the last non-empty section before end that dots delimit; moves end to where it begins.
+// Returns the last non-empty section between dots before end, and moves end to its beginning.
 QString takeLastSection(const QString& text, int& end)
 {
     while (end > 0 && text.at(end - 1) == QLatin1Char('.')) {
@@ -103,7 +103,7 @@ QDateTime parseReleaseDate(const QString& text)
     }
     const std::optional<QTime> time = parseTime(text);
     const QDateTime result = time ? QDateTime(*date, *time) : QDateTime();
-    // Invalid also where the clocks are put forward: that hour does not exist.
+    // Also invalid for the hour that is skipped when daylight saving time begins.
     return result.isValid() ? result : QDateTime();
 }
 
@@ -126,6 +126,22 @@ QString parsePackageSuffix(const QString& url)
             "' in ", url);
     }
     return suffix;
+}
+
+void addWords(QSet<QString>& words, const QString& text)
+{
+    const auto skipsEmpty = QString::SplitBehavior(Qt::SkipEmptyParts);
+    StringUtils::appendAll(
+        words, StringUtils::splitStringSet(text, StringUtils::splitWords, skipsEmpty), QString());
+}
+
+void addLink(QMap<QString, QUrl>& urls, const QString& language, const QUrl& url)
+{
+    QT_WARNING_PUSH
+    QT_WARNING_DISABLE_DEPRECATED
+    // A QMap with several entries per key is the record's published form.
+    urls.insertMulti(language, url);
+    QT_WARNING_POP
 }
 
 } // namespace zk::UpdateDocument

@@ -1,19 +1,32 @@
 #pragma once
 
 #include <QDateTime>
+#include <QMap>
+#include <QSet>
 #include <QString>
+#include <QUrl>
 
 namespace zk::UpdateDocument {
 
-/** Bytes of "4096", "20kB" or "1.5MB" (in any case); 0 for anything else, the low 32 bits of more.
+/**
+ * Bytes of "4096", "20kB" or "1.5MB" (ignoring case); 0 for anything else, the low 32 bits of
+ * larger values.
  */
 quint32 parseFileSize(const QString& text);
 
 /** Local time of "yyyy-MM-dd hh:mm:ss" or "yyyy-MM-dd"; a null date for anything else. */
 QDateTime parseReleaseDate(const QString& text);
 
-/** The package format that ends @p url: "exe", "tar.gz", "mpkg" for "mpkg.zip" ... Logs odd ones.
+/**
+ * The package format at the end of @p url: "exe", "tar.gz", "mpkg" for "mpkg.zip" ... Logs
+ * suspicious ones.
  */
 QString parsePackageSuffix(const QString& url);
+
+/** Adds the words of a list as it is written. */
+void addWords(QSet<QString>& words, const QString& text);
+
+/** Adds a link in front of those that @p urls has for the language already. */
+void addLink(QMap<QString, QUrl>& urls, const QString& language, const QUrl& url);
 
 } // namespace zk::UpdateDocument

@@ -11,7 +11,7 @@ namespace zk {
 
 namespace {
 
-// Queued connections and calls by name need the types under the names that signatures spell.
+// Queued connections and calls by name look the types up by the names in signatures.
 bool registerTypes()
 {
     qRegisterMetaType<PackageInfo>("zk::PackageInfo");
@@ -72,7 +72,7 @@ PackageInfo::PackageInfo(const QString& packageType, const QString& productName,
 {
 }
 
-// Published as they are: not const, and with texts by value.
+// The signatures are published: not const, and texts by value.
 // NOLINTBEGIN(readability-make-member-function-const, performance-unnecessary-value-param)
 
 QString PackageInfo::stringID()
@@ -163,8 +163,8 @@ int PackageInfo::compareRelease(const QString& a, const QString& b)
 
 bool PackageInfo::isBetterMatch(const PackageInfo& other) const
 {
-    // The status is looked at even when the release is the smaller one: a beta wins over a newer
-    // stable.
+    // The status is compared even if the release is smaller: a beta wins over a newer stable
+    // release.
     return compareVersion(release, other.release) > 0 || compareRelease(status, other.status) > 0 ||
            other.releaseDate < releaseDate;
 }
@@ -180,7 +180,8 @@ bool PackageInfo::matchesFilter(const PackageInfo& filter) const
     if (!filter.releaseDate.isNull() && releaseDate < filter.releaseDate) {
         return false;
     }
-    // A shared language excludes: the filter names the languages that the user has already.
+    // A common language excludes the package: the filter names the languages that the user has
+    // already.
     return filter.languages.isEmpty() || !StringUtils::intersectsWith(languages, filter.languages);
 }
 

@@ -19,15 +19,14 @@ using PackageInfoList = QList<PackageInfo>;
 /**
  * One downloadable package of the update document.
  *
- * A plain value: copies share their data, no operation fails. One instance must not be used from
- * two threads at a time; copies may.
+ * A value type: copies share their data, no operation fails. Do not use one instance from two
+ * threads at a time; copies are independent.
  */
 struct SOFTWAREUPDATE_EXPORT PackageInfo
 {
-    /** What kind of package, e.g. "Application"; replaced by the selection when it becomes a
-     * candidate. */
+    /** The type of the package, e.g. "Application"; the selection replaces it for candidates. */
     QString type;
-    /** Name of the product that the package belongs to; compared exactly. */
+    /** Name of the product; compared exactly. */
     QString name;
     /** Name to show to users, may be empty. */
     QString publicName;
@@ -47,14 +46,16 @@ struct SOFTWAREUPDATE_EXPORT PackageInfo
     quint32 fileSize = 0;
     /** Language codes of the package, e.g. "en". */
     QSet<QString> languages;
-    /** Release notes per language; several per language are possible, value() gives the one added
-     * last. */
+    /**
+     * Release notes per language; a language may have several, of which value() returns the last
+     * added.
+     */
     QMap<QString, QUrl> releaseNotes;
-    /** Readme files per language, as releaseNotes. */
+    /** Readme files per language, like releaseNotes. */
     QMap<QString, QUrl> readme;
     /** Bit 0: the package came from a stored document and is not new. No other bit is used. */
     qint32 flags = 0;
-    /** Path of the downloaded file; empty until there is one. */
+    /** Path of the downloaded file; empty before the download. */
     QString localFile;
     /** Set by DownloadManager::installLater(). */
     bool installDeferred = false;
@@ -65,68 +66,71 @@ struct SOFTWAREUPDATE_EXPORT PackageInfo
 
     PackageInfo() = default;
 
-    /** A record with these fields, the public name and release being the same as the internal ones.
-     */
+    /** A record with these fields; public name and release are set to the internal ones. */
     PackageInfo(const QString& packageType, const QString& productName, const QString& releaseText,
                 const QString& releaseStatus, const QDateTime& date,
                 const QSet<QString>& platformNames, const QSet<QString>& languageCodes,
                 const QString& packageSuffix, const QString& commentText);
 
-    /** "1-<release date in ISO form>-<file size>": what operator== compares. */
+    /** "1-<ISO release date>-<file size>", the values that operator== compares. */
     QString stringID();
 
-    /** Whether release date and file size are the same; nothing else counts. */
+    /** Compares release date and file size only. */
     bool operator==(const PackageInfo& other) const;
-    /** The opposite of operator==. */
+    /** The negation of operator==. */
     bool operator!=(const PackageInfo& other) const { return !(*this == other); }
 
-    /** The public name when @p usePublic asks for it and there is one, else the internal one. */
+    /** The public name if @p usePublic is set and there is one, otherwise the internal name. */
     QString displayName(bool usePublic);
 
     /**
-     * The public release when @p usePublic asks for it and there is one. Otherwise, for a record
-     * with a release, the version of the running application: what is being replaced, not what
-     * replaces it.
+     * The public release if @p usePublic is set and there is one. Otherwise, for a record with a
+     * release, the version of the running application, i.e. of the program to be replaced.
      */
     QString displayReleaseVersion(bool usePublic);
 
-    /** The release date, with its time unless that is midnight; empty for a null date. */
+    /** The release date, with the time unless it is midnight; empty for a null date. */
     QString timeToString(Qt::DateFormat format);
 
     /** The last component of the url's decoded path. */
     QString fileName();
 
-    /** Release notes in the language, else in the fallback language, else the first; empty when
-     * none. */
+    /**
+     * Release notes in the language, otherwise in the fallback language, otherwise the first; empty
+     * if there are none.
+     */
     QUrl releaseNotesUrl(QString language, QString fallbackLanguage);
-    /** Readme in the language, else in the fallback language, else the first; empty when none. */
+    /**
+     * Readme in the language, otherwise in the fallback language, otherwise the first; empty if
+     * there is none.
+     */
     QUrl readmeUrl(QString language, QString fallbackLanguage);
 
-    /** Whether packages of this format can be installed: "zip", "exe" or "msi", in any case. */
+    /** Whether packages of this format can be installed: "zip", "exe" or "msi", ignoring case. */
     static bool isInstallable(QString packageSuffix);
     /** Whether this package can be installed, by its suffix. */
     [[nodiscard]] bool isInstallable() const;
 
-    /** Order of two release texts as texts: "10.0" comes before "9.0". */
+    /** Compares two releases as texts: "10.0" comes before "9.0". */
     static int compareVersion(const QString& a, const QString& b);
-    /** The reverse order of two texts: the one that sorts first is the greater. */
+    /** Compares two texts in reverse order: the one that sorts first is the greater. */
     static int compareRelease(const QString& a, const QString& b);
 
     /** Whether this package is preferable to @p other: by release text, then status, then date. */
     [[nodiscard]] bool isBetterMatch(const PackageInfo& other) const;
 
-    /** Whether this package passes @p filter, whose empty fields impose nothing. */
+    /** Whether this package passes @p filter; empty fields of it match everything. */
     [[nodiscard]] bool matchesFilter(const PackageInfo& filter) const;
 
     /**
      * Whether this package may be offered as an update for @p product: same name, newer version,
-     * wanted status, a fitting platform, one of @p suffixes. Empty fields and an empty list impose
-     * nothing.
+     * wanted status, a common platform, one of @p suffixes. Empty fields and an empty list match
+     * everything.
      */
     [[nodiscard]] bool filterPackageCandidate(const PackageInfo& product,
                                               const QStringList& suffixes) const;
 
-    /** Always true; kept for callers of old. Filters nothing. */
+    /** Always true; kept for compatibility. */
     [[nodiscard]] bool matchesPackage(const QString& typeText, const QString& nameText) const;
 
     /**
@@ -141,7 +145,10 @@ struct SOFTWAREUPDATE_EXPORT PackageInfo
     /** @} */
 
 protected:
-    /** The page in the language, else in the fallback language, else the first; empty when none. */
+    /**
+     * The page in the language, otherwise in the fallback language, otherwise the first; empty if
+     * there is none.
+     */
     static QUrl translatedUrl(QMap<QString, QUrl> urls, QString language, QString fallbackLanguage);
 };
 

@@ -1,7 +1,7 @@
 #include "catalogue/PackageSelection.h"
 
 #include "catalogue/CandidateFilter.h"
-#include "catalogue/UpdateDocument.h"
+#include "catalogue/DocumentVocabulary.h"
 
 #include <algorithm>
 #include <vector>
@@ -12,7 +12,7 @@ namespace {
 
 constexpr qint32 knownFlag = 1;
 
-/** A package in a set, found by what PackageInfo::operator== compares. */
+/** Key of a package in a set: the values that PackageInfo::operator== compares. */
 struct Identity
 {
     const PackageInfo* package;
@@ -23,17 +23,18 @@ bool operator==(const Identity& a, const Identity& b)
     return *a.package == *b.package;
 }
 
-// Coarser than the comparison, for its texts cost more than the rest of the search.
+// Coarser than the comparison: hashing the texts would take longer than the rest of the search.
 uint qHash(const Identity& identity, uint seed)
 {
     const QDateTime& date = identity.package->releaseDate;
-    // Unsigned: the day of a null date is the smallest number there is.
-    const quint64 second = quint64(date.date().toJulianDay()) * 86400U +
-                           quint64(date.time().msecsSinceStartOfDay() / 1000);
+    // All dates that are not valid are written alike, those of an hour that a time zone skips too.
+    const quint64 second = date.isValid() ? quint64(date.date().toJulianDay()) * 86400U +
+                                                quint64(date.time().msecsSinceStartOfDay() / 1000)
+                                          : 0;
     return ::qHash(qMakePair(second, identity.package->fileSize), seed);
 }
 
-/** Keeps the greatest version it is shown, and how that was written. */
+/** Finds the greatest version and its spelling. */
 class NewestRelease
 {
 public:
@@ -74,7 +75,7 @@ PackageInfoList findCandidates(PackageInfoList& packages, const PackageInfo& pro
             accepted.push_back(&package);
         }
     }
-    // By text: of two spellings of one version only the one found first survives.
+    // By text: of two spellings of one version only the first is kept.
     PackageInfoList candidates;
     for (const PackageInfo* package : accepted) {
         if (package->release == newest.text()) {
@@ -91,7 +92,7 @@ bool isCameraFirmware(const PackageInfo& package)
 
 QString wantedStatus(bool includeBeta)
 {
-    // No status at all for those who want beta versions: they are to see the stable ones too.
+    // An empty status for users who want beta versions: they are offered the stable ones too.
     return includeBeta ? QString() : QString(QLatin1String(Vocabulary::statusStable));
 }
 
@@ -157,7 +158,7 @@ void eliminateDuplicates(PackageInfoList& packages)
     if (int(kept.size()) == packages.size()) {
         return;
     }
-    // In place: a second list would take as long again as copying the first.
+    // In place: building a second list would double the time.
     int end = 0;
     for (const int index : kept) {
         packages.swapItemsAt(end++, index);

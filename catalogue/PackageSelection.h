@@ -6,21 +6,21 @@
 namespace zk::PackageSelection {
 
 /**
- * The packages of the one newest release among those of @p packages that may update @p product, in
- * list order. Every package that may update it gets @p type as its type, in @p packages itself.
+ * Those of @p packages that may update @p product and have the newest release, in list order. Sets
+ * the type of every package that may update it to @p type, in @p packages itself.
  */
 PackageInfoList findCandidates(PackageInfoList& packages, const PackageInfo& product,
                                const QString& type, const QStringList& suffixes);
 
-/** Whether a package is for cameras, and not for the host. */
+/** Whether a package is camera firmware. */
 bool isCameraFirmware(const PackageInfo& package);
 
-/** The status that packages must have: none in particular for users who want beta releases too. */
+/** The status that packages must have; empty for users who want beta releases too. */
 QString wantedStatus(bool includeBeta);
 
 /**
- * What a host with these @p settings is offered: the product's candidates, then those of its
- * cameras without duplicates. Sets the types of @p packages as findCandidates() does.
+ * The updates for a host with these @p settings: the product's candidates, followed by those of its
+ * cameras without duplicates. Sets the types of @p packages like findCandidates().
  */
 PackageInfoList findUpdates(PackageInfoList& packages,
                             const SoftwareUpdate::SoftwareUpdateSettings& settings);
@@ -35,7 +35,7 @@ void eliminateDuplicates(PackageInfoList& packages);
 /** Sets the mark of packages that came from a stored document. */
 void markKnown(PackageInfoList& packages);
 
-/** How many packages do not carry that mark. */
+/** The number of packages without that mark. */
 int countNew(const PackageInfoList& packages);
 
 } // namespace zk::PackageSelection

@@ -1,16 +1,13 @@
 #include "client/SoftwareUpdateClient.h"
 
-#include "client/StoredSettings.h"
+#include "client/SoftwareUpdateClientPrivate.h"
 #include "client/SystemProxy.h"
-#include "install/SignatureCheck.h"
-#include "support/Connect.h"
+
+#include "catalogue/PackageSelection.h"
 #include "support/DialogFlags.h"
 #include "support/Log.h"
+#include "support/Minisign.h"
 #include "ui/SoftwareUpdateAvailableDialog.h"
-#include "ui/SoftwareUpdateDialog.h"
-
-#include <QProgressDialog>
-#include <QTimer>
 
 #include <utility>
 
@@ -37,25 +34,6 @@ bool registerTypes()
 
 [[maybe_unused]] const bool registered = registerTypes();
 
-AppSettings* usableStore(AppSettings* settings)
-{
-    if (settings) {
-        return settings;
-    }
-    SOFTWAREUPDATE_LOG(Log::eError, "zk::SoftwareUpdateClient::SoftwareUpdateClient",
-                       "no settings store was given: settings will not be kept");
-    static ForgetfulSettings forgetful;
-    return &forgetful;
-}
-
-void hideAndRelease(QDialog* dialog)
-{
-    if (dialog) {
-        dialog->hide();
-        dialog->deleteLater();
-    }
-}
-
 } // namespace
 
 void SoftwareUpdateClient::init(const QString& productName, VersionNumber version,
@@ -79,20 +57,25 @@ void SoftwareUpdateClient::deleteInstance()
     delete s_Instance;
 }
 
+SoftwareUpdateClientPrivate::SoftwareUpdateClientPrivate(SoftwareUpdateClient* client,
+                                                         AppSettings* settings, QWidget* parent)
+    : q(client)
+    , store(settings)
+    , schedule(client)
+    , windows(parent)
+    , downloader(new FileDownloader(client))
+{
+}
+
 SoftwareUpdateClient::SoftwareUpdateClient(const QString& productName, VersionNumber version,
                                            const QString& serverUrl, AppSettings* settings,
                                            QWidget* parent)
-    : m_parentWidget(parent)
-    , m_scheduleTimer(new QTimer(this))
-    , m_windowFlags(dialogFlags(true))
-    , m_downloader(new FileDownloader(this))
-    , m_settings(usableStore(settings))
+    : d(std::make_unique<SoftwareUpdateClientPrivate>(this, settings, parent))
 {
     static const QStringList platforms{QStringLiteral("Win32"), QStringLiteral("Win64")};
     static const QStringList packageSuffixes{QStringLiteral("exe"), QStringLiteral("zip")};
     static const QStringList installableSuffixes{QStringLiteral("exe")};
-    SoftwareUpdateSettings current;
-    getCurrentSettings(&current);
+    SoftwareUpdateSettings current = getSettings();
     current.productName = productName;
     current.version = std::move(version);
     current.platforms = platforms;
@@ -100,112 +83,150 @@ SoftwareUpdateClient::SoftwareUpdateClient(const QString& productName, VersionNu
     current.installableSuffixes = installableSuffixes;
     current.serverUrl = serverUrl;
     setCurrentSettings(&current);
-
-    zk::connect(m_scheduleTimer, SIGNAL(timeout()), this, SLOT(queryLastUpdate()),
-                Qt::AutoConnection);
-    startSchedule(current.automaticCheck);
-    m_downloader->setProxy(networkProxy(serverUrl));
-
-    m_downloader->setCompletionCallback(
-        [this](const FileDownloader::Result& result) { downloadCompleted(result); });
-    // Queued: a message box in the middle of the network's own signals would let the client, and
-    // with it the network, be deleted under them.
-    zk::connect(m_downloader, SIGNAL(finished(QString)), this, SLOT(downloadFinished()),
-                Qt::QueuedConnection);
-    connect(m_downloader, &FileDownloader::progress, this, &SoftwareUpdateClient::downloadProgress);
-    connect(m_downloader, &FileDownloader::error, this, &SoftwareUpdateClient::failDownloadSoon);
+    d->schedule.run(current.automaticCheck);
+    d->downloader->setProxy(networkProxy(serverUrl));
 }
 
-SoftwareUpdateClient::~SoftwareUpdateClient()
-{
-    if (m_download.state != Download::eNone) {
-        // Nobody else knows of it. What has been dispatched is no download any more.
-        delete m_downloader; // it may still be writing the file
-        eraseDownload();
-    }
-}
+// The rooms go first: they use the timers and the downloader, which are children of the client.
+SoftwareUpdateClient::~SoftwareUpdateClient() = default;
 
 EState SoftwareUpdateClient::state() const
 {
-    return m_state;
+    return d->state;
 }
 
-void SoftwareUpdateClient::setState(EState state)
+// False if a slot has started another check or deleted the client: the caller must not go on.
+bool SoftwareUpdateClient::setState(EState state)
 {
-    emit stateChanged(m_state, state);
-    m_state = state;
+    const Epoch::Mark check = d->checks.mark();
+    emit stateChanged(d->state, state);
+    if (!check.isCurrent()) {
+        return false;
+    }
+    d->state = state;
+    return true;
+}
+
+void SoftwareUpdateClient::setPackagePublicKeys(const QStringList& keys)
+{
+    d->publicKeys = keys;
+    for (const QString& key : keys) {
+        if (!Minisign::parsePublicKey(key)) {
+            SOFTWAREUPDATE_LOG(Log::eError, "zk::SoftwareUpdateClient::setPackagePublicKeys",
+                               "this is not a public key, nothing is accepted for it: ", key);
+        }
+    }
 }
 
 void SoftwareUpdateClient::setParent(QWidget* parent)
 {
-    m_parentWidget = parent;
+    d->windows.setParent(parent);
 }
 
 void SoftwareUpdateClient::setWindowFlags(Qt::WindowFlags flags)
 {
-    m_windowFlags = flags;
+    d->windows.setFlags(flags);
 }
 
 void SoftwareUpdateClient::setSystemProxy()
 {
-    m_useCustomProxy = false;
+    d->proxy.reset();
 }
 
 void SoftwareUpdateClient::setNetworkProxy(const QNetworkProxy& proxy)
 {
-    m_customProxy = proxy;
-    m_useCustomProxy = true;
+    d->proxy = std::make_unique<QNetworkProxy>(proxy);
 }
 
 QNetworkProxy SoftwareUpdateClient::networkProxy(const QString& url)
 {
-    return m_useCustomProxy ? m_customProxy : systemProxy(url);
+    return d->proxy ? *d->proxy : systemProxy(url.trimmed());
+}
+
+SoftwareUpdateSettings SoftwareUpdateClient::getSettings() const
+{
+    SoftwareUpdateSettings settings;
+    getCurrentSettings(&settings);
+    return settings;
+}
+
+void SoftwareUpdateClient::getCurrentSettings(SoftwareUpdateSettings* settings) const
+{
+    *settings = d->store.read();
+}
+
+void SoftwareUpdateClient::setCurrentSettings(const SoftwareUpdateSettings* settings)
+{
+    d->store.write(*settings);
+}
+
+QString SoftwareUpdateClient::transformReleaseStatus(bool beta) const
+{
+    return PackageSelection::wantedStatus(beta);
+}
+
+void SoftwareUpdateClient::setVersionNumber(const VersionNumber& version)
+{
+    SoftwareUpdateSettings settings = getSettings();
+    settings.version = version;
+    setCurrentSettings(&settings);
+}
+
+void SoftwareUpdateClient::setCurrentCameraVersions(
+    const SoftwareUpdate::TCurrentCameraVersions& cameraVersions)
+{
+    SoftwareUpdateSettings settings = getSettings();
+    settings.cameraVersions = cameraVersions;
+    setCurrentSettings(&settings);
+}
+
+void SoftwareUpdateClient::applyDialogSettings(const SoftwareUpdateWidgetSettings& dialogSettings)
+{
+    SoftwareUpdateSettings settings = getSettings();
+    settings.automaticCheck = dialogSettings.checkForUpdates;
+    settings.checkInterval = dialogSettings.checkInterval;
+    settings.includeBeta = dialogSettings.includeBeta;
+    settings.serverUrl = dialogSettings.updateServerUrl;
+    setCurrentSettings(&settings);
+    d->schedule.run(settings.automaticCheck);
+}
+
+void SoftwareUpdateClient::enableSoftwareUpdate()
+{
+    d->schedule.run(true);
+}
+
+void SoftwareUpdateClient::disableSoftwareUpdate()
+{
+    d->schedule.run(false);
 }
 
 void SoftwareUpdateClient::abortUpdate()
 {
-    m_scheduleTimer->stop();
-    for (QDialog* dialog : std::initializer_list<QDialog*>{
-             m_settingsDialog, m_updateAvailableDialog, m_progressDialog}) {
-        if (dialog) {
-            dialog->deleteLater();
-        }
+    d->schedule.run(false);
+    if (d->request) {
+        d->request->stopFollowing();
     }
-    // A dialog released before a nested event loop lives until that ends: it must not be reused.
-    m_settingsDialog.clear();
-    m_updateAvailableDialog.clear();
-    m_progressDialog.clear();
+    d->windows.releaseAll();
 }
 
 void SoftwareUpdateClient::deleteUpdateDialog()
 {
-    SoftwareUpdateDialog* const dialog = m_settingsDialog;
-    if (dialog && m_updateAvailableDialog && m_updateAvailableDialog->parentWidget() == dialog) {
-        // It would go down with its parent while what it downloads runs on unseen.
-        const bool wasVisible = m_updateAvailableDialog->isVisible();
-        m_updateAvailableDialog->setParent(m_parentWidget, m_updateAvailableDialog->windowFlags());
-        m_updateAvailableDialog->setVisible(wasVisible);
-    }
-    m_settingsDialog.clear();
-    hideAndRelease(dialog);
+    d->windows.closeSettings();
 }
 
 void SoftwareUpdateClient::deleteUpdateAvailableDialog()
 {
-    SoftwareUpdateAvailableDialog* const dialog = m_updateAvailableDialog;
-    m_updateAvailableDialog.clear();
-    hideAndRelease(dialog);
+    const bool isClosed = d->windows.list();
+    d->windows.closeList();
+    if (isClosed && d->download) {
+        abortDownload(); // it would run on unseen, and start its installer
+    }
 }
 
 void SoftwareUpdateClient::deleteProgressDialog()
 {
-    QProgressDialog* const dialog = m_progressDialog;
-    m_progressDialog.clear();
-    if (dialog) {
-        // It has a timer that would show it again, with a Cancel button that works.
-        dialog->reset();
-    }
-    hideAndRelease(dialog);
+    d->windows.closeProgress();
 }
 
 void SoftwareUpdateClient::openSettingsDialogFromUpdateAvailableDialog()

@@ -1,13 +1,11 @@
 #pragma once
 
 #include "catalogue/PackageInfo.h"
-#include "install/FileDownloader.h"
 #include "support/Export.h"
 #include "support/VersionNumber.h"
 #include "types/SoftwareUpdateTypes.h"
 #include "types/SoftwareUpdateWidgetSettings.h"
 
-#include <QNetworkAccessManager>
 #include <QNetworkProxy>
 #include <QNetworkReply>
 #include <QObject>
@@ -17,18 +15,12 @@
 
 #include <memory>
 
-class QEventLoop;
-class QProgressDialog;
-class QTimer;
 class QWidget;
 
 namespace zk {
 
 class AppSettings;
-class DownloadManager;
-class SignatureCheck;
-class SoftwareUpdateAvailableDialog;
-class SoftwareUpdateDialog;
+struct SoftwareUpdateClientPrivate;
 
 /**
  * The one object through which a host application looks for, shows and installs updates.
@@ -39,8 +31,9 @@ class SoftwareUpdateDialog;
  *
  * Everything happens in the thread that called init(), which must be the GUI thread. Nothing
  * throws; failures end in a state, a message, a message box or a log line. The client must not be
- * deleted from a slot connected to one of its own signals: connect that one queued. It may be
- * deleted while one of its dialogs is being executed.
+ * deleted from a slot connected to one of its own signals: connect that slot queued. A check may be
+ * started from such a slot, and replaces the one that emitted; queued is simpler there too. The
+ * client may be deleted while one of its dialogs is being executed.
  */
 class SOFTWAREUPDATE_EXPORT SoftwareUpdateClient : public QObject
 {
@@ -48,11 +41,11 @@ class SOFTWAREUPDATE_EXPORT SoftwareUpdateClient : public QObject
 
 public:
     /**
-     * Creates the client; does nothing when there is one.
+     * Creates the client; does nothing if it exists.
      *
      * @p productName and @p version are what update documents are compared with; @p serverUrl is
-     * requested as it stands. They replace what is stored. @p settings belongs to the host and must
-     * outlive the client; without one everything is forgotten at once.
+     * requested exactly as given, without blanks around it. They replace what is stored.
+     * @p settings belongs to the host and must outlive the client; null stores nothing.
      */
     static void init(const QString& productName, VersionNumber version, const QString& serverUrl,
                      AppSettings* settings);
@@ -69,16 +62,19 @@ public:
     /**
      * Takes only packages that are signed by one of @p keys from now on: public keys of minisign,
      * each as its line of base64 or as the text of a key file; several while an old key is being
-     * replaced. None, as at the start: signatures are neither fetched nor asked for.
+     * replaced. Without keys, the initial state, signatures are neither fetched nor required.
      *
      * With keys, a downloaded package is started only after the signature at its URL with
-     * ".minisig" behind has been found to be one of the very bytes on disk, with a trusted comment
-     * that names this file, and this release if it names any. Otherwise everything is erased, a
-     * message box says that the installation has failed, and a level-3 log line why.
+     * ".minisig" appended proves to be one of the very bytes on disk, with a trusted comment that
+     * names this file, and this release if it names any. Otherwise everything is erased, a message
+     * box says that the installation has failed, and a level-3 log line why.
      */
     void setPackagePublicKeys(const QStringList& keys);
 
-    /** Stops the hourly test and closes all dialogs. A request or download that runs goes on. */
+    /**
+     * Stops the hourly test and closes all dialogs. A request or download that runs goes on, but no
+     * further redirect of the request is followed: one ends the check in eError.
+     */
     void abortUpdate();
 
     /** @{ For the host's own use; the library reads neither. */
@@ -107,15 +103,15 @@ public slots:
      */
     void performUpdateCheck(const QUrl& serverUrl);
     /**
-     * Checks now, if automatic checking is on; with the settings dialog open in any case, and with
-     * the address typed there.
+     * Checks now if automatic checking is on. While the settings dialog is open it always checks,
+     * at the address typed there.
      */
     void checkForUpdate();
     /** Checks in @p millisecondsDelay (less than 1: now) unless the settings dialog is open then.
      */
     void checkForUpdate(int millisecondsDelay);
-    /** The host's call at start-up: checks after the delay if that is chosen, else if one is due.
-     */
+    /** The host's call at start-up: checks after the delay if the user wants a check at each start,
+     * otherwise if one is due. */
     void doInitialCheck(int msDelay = 0);
     /**
      * Shows the settings dialog; nothing without a parent widget. A modal one is executed: the call
@@ -128,24 +124,27 @@ public slots:
     void disableSoftwareUpdate();
     /** The installed version of the host product. */
     void setVersionNumber(const VersionNumber&);
-    /** From the next request on the system's proxy is used; this is how it starts. */
+    /** From the next request on the system's proxy is used, as in the beginning. */
     void setSystemProxy();
     /** From the next request on @p proxy is used, of whatever type. */
     void setNetworkProxy(const QNetworkProxy& proxy);
-    /** Camera models with their firmware, for the next check. An empty list changes nothing. */
+    /**
+     * Camera models with their firmware, for the next check. An empty list changes nothing. A model
+     * name may not contain ':' or ',': these separate the items of the stored list.
+     */
     void setCurrentCameraVersions(const SoftwareUpdate::TCurrentCameraVersions&);
     /**
-     * The parent of dialogs to come; not the QObject parent. Without a living one no dialog is
-     * shown: a check that finds packages then stays in eChecking.
+     * The parent of future dialogs; not the QObject parent. Without one no dialog is shown: a check
+     * that finds packages then stays in eChecking.
      */
     void setParent(QWidget* parent);
-    /** The flags of dialogs to come. */
+    /** The window flags of future dialogs. */
     void setWindowFlags(Qt::WindowFlags flags);
     /** Stores what the user chose and starts or stops the hourly test. */
     void applyDialogSettings(const SoftwareUpdateWidgetSettings& dialogSettings);
     /** What the client is doing, or how its last check ended. */
     Q_INVOKABLE SoftwareUpdate::EState state() const;
-    /** What is stored now. */
+    /** The stored settings, read afresh. */
     Q_INVOKABLE SoftwareUpdate::SoftwareUpdateSettings getSettings() const;
 
 private slots:
@@ -178,105 +177,26 @@ protected:
                          const QString& serverUrl, AppSettings* settings, QWidget* parent);
 
 private:
-    /** The download that runs or ran last. */
-    struct Download
-    {
-        /** eFailed: not yet reported; eComplete: not yet dispatched; eChecking: the signature. */
-        enum State { eNone, eRunning, eFailed, eComplete, eChecking };
-        /** A copy: a check may replace the package list meanwhile. */
-        PackageInfo package;
-        State state = eNone;
-        /** The package is there, and what is downloaded now is its signature. */
-        bool isSignature = false;
-        /** Tells downloads apart that follow one another while a message box is open. */
-        int number = 0;
-    };
-
-    /** The zip package that is unpacked or was unpacked last. */
-    struct Unpacking
-    {
-        enum State { eNone, eRunning, eDone, eFailed };
-        /** Never deleted: an unpacked tree may be asked for as long as the process lives. */
-        QPointer<DownloadManager> manager;
-        State state = eNone;
-        /** The new application folder; empty until everything is there. */
-        QString folder;
-        /** Told when the state changes, if somebody waits. */
-        QPointer<QEventLoop> waiting;
-    };
+    friend struct SoftwareUpdateClientPrivate;
 
     static QPointer<SoftwareUpdateClient> s_Instance;
 
-    QPointer<QWidget> m_parentWidget;
-    QPointer<QNetworkAccessManager> m_networkManager;
-    bool m_useCustomProxy = false;
-    QNetworkProxy m_customProxy{QNetworkProxy::NoProxy};
-    QTimer* m_requestTimer = nullptr;
-    QTimer* m_scheduleTimer;
-    PackageInfoList m_packages;
-    SoftwareUpdate::SoftUpIndexList m_installRows;
-    QPointer<SoftwareUpdateDialog> m_settingsDialog;
-    QPointer<SoftwareUpdateAvailableDialog> m_updateAvailableDialog;
-    QPointer<QProgressDialog> m_progressDialog;
-    QString m_downloadPath;
-    QStringList m_publicKeys;
-    Qt::WindowFlags m_windowFlags;
-    FileDownloader* m_downloader;
-    AppSettings* m_settings;
-    SoftwareUpdate::EState m_state = SoftwareUpdate::eIdle;
-    Download m_download;
-    std::unique_ptr<SignatureCheck> m_signatureCheck;
-    Unpacking m_unpacking;
-    bool m_isAborting = false;
-    bool m_isSettingsDialogExecuting = false;
+    const std::unique_ptr<SoftwareUpdateClientPrivate> d;
 
-    void setState(SoftwareUpdate::EState state);
-    void startSchedule(bool run);
-
+    bool setState(SoftwareUpdate::EState state);
     void getCurrentSettings(SoftwareUpdate::SoftwareUpdateSettings* settings) const;
     void setCurrentSettings(const SoftwareUpdate::SoftwareUpdateSettings* settings);
     QString transformReleaseStatus(bool beta) const;
     QNetworkProxy networkProxy(const QString& url);
-
-    void createSettingsDialog(Qt::WindowFlags flags);
-    void sendRequest(const QUrl& serverUrl);
-    void startRequestTimer();
-    bool followRedirect(const QNetworkReply& reply);
     SoftwareUpdate::EUpdateParsingResult parseServerResponse(QNetworkReply* reply);
-    PackageInfoList selectCandidates(PackageInfoList& all);
     void productUpToDate();
-    void showMessage(const QString& message);
-
-    void createUpdateAvailableDialog();
-    void closeOutdatedUpdateAvailableDialog();
-    void describePackage(const PackageInfo& package);
-    void openLink(const QUrl& url) const;
-
-    void showErrorBox(const QString& title, const QString& text);
-    bool confirmInstallation();
-    void startDownload(const PackageInfo& package);
-    void createProgressDialog();
-    void downloadCompleted(const FileDownloader::Result& result);
-    void failDownloadSoon(int code);
-    void eraseDownload();
-    void dispatchPackage(const QString& suffix);
+    void installDEBPackage();
     void installEXEPackage();
     void installMPKGPackage();
     void installMSIPackage();
-    void installDEBPackage();
     void installRPKPackage();
     void installTARGZPackage();
     void installZIPPackage();
-    [[nodiscard]] QString signaturePath() const;
-    void downloadSignature();
-    void checkSignature();
-    void signatureChecked(const QString& complaint);
-    void installDownload();
-    void rejectPackage(const QString& reason);
-    void showInstallationFailed();
-    void startUnpacking();
-    void unpackingEnded(Unpacking::State state, const QString& folder);
-    bool waitForUnpacking();
 };
 
 } // namespace zk

@@ -1,13 +1,12 @@
-// The dialog that shows what is newer, and what the user does there short of installing.
+// The list of what is newer, and what the user does there short of installing.
 
-#include "client/SoftwareUpdateClient.h"
+#include "client/SoftwareUpdateClientPrivate.h"
 
-#include "install/LinkRule.h"
 #include "install/PackagePresentation.h"
 #include "support/Connect.h"
+#include "support/LinkRule.h"
 #include "support/Log.h"
 #include "ui/SoftwareUpdateAvailableDialog.h"
-#include "ui/SoftwareUpdateDialog.h"
 
 #include <QDesktopServices>
 #include <QLocale>
@@ -18,79 +17,95 @@ using SoftwareUpdate::SoftUpIndexList;
 
 void SoftwareUpdateClient::updateAvailable()
 {
-    if (!m_parentWidget) {
+    if (!d->windows.parent()) {
         return;
     }
-    setState(SoftwareUpdate::eUpdateAvailable);
-    if (!m_updateAvailableDialog) {
-        createUpdateAvailableDialog();
+    if (!setState(SoftwareUpdate::eUpdateAvailable) || !d->windows.parent()) {
+        return;
     }
+    if (!d->windows.list()) {
+        d->makeList();
+    }
+    d->fillList();
+    d->windows.list()->show();
+    d->windows.list()->activateWindow();
+}
+
+void SoftwareUpdateClientPrivate::makeList()
+{
+    SoftwareUpdateAvailableDialog* const list = windows.makeList();
+    const auto connectText = [this, list](const char* signal, const char* slot) {
+        zk::connect(list, signal, q, slot, Qt::AutoConnection);
+    };
+    connectText(SIGNAL(downloadUrls(SoftwareUpdate::SoftUpIndexList)),
+                SLOT(downloadUrls(SoftwareUpdate::SoftUpIndexList)));
+    connectText(SIGNAL(downloadReleaseNotes(SoftwareUpdate::SoftUpIndexList)),
+                SLOT(downloadReleaseNotes(SoftwareUpdate::SoftUpIndexList)));
+    connectText(SIGNAL(installPackage(int)), SLOT(installPackage(int)));
+    connectText(SIGNAL(accepted()), SLOT(deleteUpdateAvailableDialog()));
+    connectText(SIGNAL(rejected()), SLOT(deleteUpdateAvailableDialog()));
+    connectText(SIGNAL(currentItemsChangedSig(SoftwareUpdate::SoftUpIndexList)),
+                SLOT(manageUpdateAvailableDialog(SoftwareUpdate::SoftUpIndexList)));
+    connectText(SIGNAL(showAllLanguages(bool)), SLOT(showHideForeignLanguageItems(bool)));
+    connectText(SIGNAL(openUpdateSettings()), SIGNAL(openUpdateSettings()));
+    QObject::connect(list, &SoftwareUpdateAvailableDialog::linkActivated, q,
+                     [this](const QUrl& url) { openLink(url); });
+}
+
+void SoftwareUpdateClientPrivate::fillList()
+{
     QList<QStringList> rows;
-    for (const PackageInfo& package : qAsConst(m_packages)) {
+    for (const PackageInfo& package : qAsConst(packages)) {
         rows << PackagePresentation::row(package);
     }
-    m_updateAvailableDialog->setTableEntries(rows);
-    m_updateAvailableDialog->setTableHeaders(
-        {tr("Name"), tr("File Size"), tr("File Type"), tr("Languages"), tr("Platforms")});
+    windows.list()->setTableEntries(rows);
+    windows.list()->setTableHeaders(
+        {SoftwareUpdateClient::tr("Name"), SoftwareUpdateClient::tr("File Size"),
+         SoftwareUpdateClient::tr("File Type"), SoftwareUpdateClient::tr("Languages"),
+         SoftwareUpdateClient::tr("Platforms")});
     // Nothing is selected in a table just filled; firmware in foreign languages starts hidden.
-    manageUpdateAvailableDialog(SoftUpIndexList());
-    m_updateAvailableDialog->show();
-    m_updateAvailableDialog->activateWindow();
+    q->manageUpdateAvailableDialog(SoftUpIndexList());
 }
 
-void SoftwareUpdateClient::createUpdateAvailableDialog()
+void SoftwareUpdateClientPrivate::closeEmptyList()
 {
-    QWidget* const parent = m_settingsDialog ? m_settingsDialog.data() : m_parentWidget.data();
-    m_updateAvailableDialog = new SoftwareUpdateAvailableDialog(parent, m_windowFlags);
-    const auto connectText = [this](const char* signal, const char* slot) {
-        zk::connect(m_updateAvailableDialog, signal, this, slot, Qt::AutoConnection);
-    };
-    connectText("2downloadUrls( const SoftwareUpdate::SoftUpIndexList & )",
-                "1downloadUrls( const SoftwareUpdate::SoftUpIndexList & )");
-    connectText("2downloadReleaseNotes( const SoftwareUpdate::SoftUpIndexList & )",
-                "1downloadReleaseNotes( const SoftwareUpdate::SoftUpIndexList & )");
-    connectText("2installPackage( const int )", "1installPackage( const int )");
-    connectText("2accepted()", "1deleteUpdateAvailableDialog()");
-    connectText("2rejected()", "1deleteUpdateAvailableDialog()");
-    connectText("2currentItemsChangedSig( const SoftwareUpdate::SoftUpIndexList & )",
-                "1manageUpdateAvailableDialog( const SoftwareUpdate::SoftUpIndexList & )");
-    connectText("2showAllLanguages( const bool )", "1showHideForeignLanguageItems( const bool )");
-    connectText("2openUpdateSettings()", "2openUpdateSettings()");
-    connect(m_updateAvailableDialog.data(), &SoftwareUpdateAvailableDialog::linkActivated, this,
-            &SoftwareUpdateClient::openLink);
-}
-
-void SoftwareUpdateClient::closeOutdatedUpdateAvailableDialog()
-{
-    // While a download from it runs, its progress and its Cancel button hang on the dialog.
-    if (m_download.state != Download::eRunning) {
-        deleteUpdateAvailableDialog();
+    if (!windows.list() || !packages.isEmpty()) {
+        return;
+    }
+    if (download) {
+        // The progress dialog is a child of the list. None of the rows is a package any more.
+        q->manageUpdateAvailableDialog(SoftUpIndexList());
+    } else {
+        windows.closeList();
     }
 }
 
 void SoftwareUpdateClient::manageUpdateAvailableDialog(SoftUpIndexList indexList)
 {
-    if (!m_updateAvailableDialog) {
+    SoftwareUpdateAvailableDialog* const list = d->windows.list();
+    if (!list) {
         return;
     }
-    m_updateAvailableDialog->setInstallButtonState(false);
-    m_updateAvailableDialog->setRealeaseNotesButtonState(false);
-    showHideForeignLanguageItems(m_updateAvailableDialog->getShowAllLanguagesState());
-    if (indexList.size() == 1) {
-        describePackage(m_packages.value(indexList.first()));
+    const int count = d->packages.size();
+    const bool isOutdated = std::any_of(indexList.cbegin(), indexList.cend(),
+                                        [count](int row) { return row < 0 || row >= count; });
+    list->setInstallButtonState(false);
+    list->setRealeaseNotesButtonState(false);
+    showHideForeignLanguageItems(list->getShowAllLanguagesState());
+    if (indexList.size() == 1 && !isOutdated) {
+        d->describe(d->packages.at(indexList.first()));
     } else {
-        m_updateAvailableDialog->setCommentText(QString());
+        list->setCommentText(QString());
     }
-    m_updateAvailableDialog->setDownloadButtonState(!indexList.isEmpty());
+    list->setDownloadButtonState(!indexList.isEmpty() && !isOutdated);
 }
 
-void SoftwareUpdateClient::describePackage(const PackageInfo& package)
+void SoftwareUpdateClientPrivate::describe(const PackageInfo& package) const
 {
-    m_updateAvailableDialog->setInstallButtonState(
-        getSettings().installableSuffixes.contains(package.suffix));
-    m_updateAvailableDialog->setRealeaseNotesButtonState(
-        !package.releaseNotes.value(QStringLiteral("en")).isEmpty());
-    m_updateAvailableDialog->setCommentText(PackagePresentation::comment(package));
+    SoftwareUpdateAvailableDialog* const list = windows.list();
+    list->setInstallButtonState(store.read().installableSuffixes.contains(package.suffix));
+    list->setRealeaseNotesButtonState(!package.releaseNotes.value(QStringLiteral("en")).isEmpty());
+    list->setCommentText(PackagePresentation::comment(package));
 }
 
 // Slots take their lists by value, as they are published.
@@ -103,18 +118,19 @@ QList<int> SoftwareUpdateClient::determineForeignLanguageRows(PackageInfoList li
 
 void SoftwareUpdateClient::showHideForeignLanguageItems(bool showAll)
 {
-    if (m_updateAvailableDialog) {
-        m_updateAvailableDialog->setHiddenEntries(
-            showAll ? SoftUpIndexList() : determineForeignLanguageRows(m_packages));
+    if (SoftwareUpdateAvailableDialog* const list = d->windows.list()) {
+        list->setHiddenEntries(showAll ? SoftUpIndexList()
+                                       : determineForeignLanguageRows(d->packages));
     }
 }
 
 void SoftwareUpdateClient::downloadUrls(SoftUpIndexList itemIndexes)
 {
-    const PackageInfoList packages = m_packages;
+    const PackageInfoList packages = d->packages;
+    const Epoch::Mark life = d->life.mark();
     for (const int row : qAsConst(itemIndexes)) {
-        if (row >= 0 && row < packages.size()) {
-            openLink(packages.at(row).url);
+        if (life.isCurrent() && row >= 0 && row < packages.size()) {
+            d->openLink(packages.at(row).url);
         }
     }
 }
@@ -122,16 +138,20 @@ void SoftwareUpdateClient::downloadUrls(SoftUpIndexList itemIndexes)
 void SoftwareUpdateClient::downloadReleaseNotes(SoftUpIndexList itemIndexes)
 {
     const int row = itemIndexes.value(0, -1);
-    if (row >= 0 && row < m_packages.size()) {
-        openLink(m_packages.at(row).releaseNotes.value(QStringLiteral("en")));
+    if (row >= 0 && row < d->packages.size()) {
+        d->openLink(d->packages.at(row).releaseNotes.value(QStringLiteral("en")));
     }
 }
 // NOLINTEND(performance-unnecessary-value-param)
 
-void SoftwareUpdateClient::openLink(const QUrl& url) const
+QUrl SoftwareUpdateClientPrivate::resolved(const QUrl& url) const
 {
-    // Servers write links to their pages relative to the document.
-    const QUrl target = url.isRelative() ? QUrl(getSettings().serverUrl).resolved(url) : url;
+    return url.isRelative() ? requestUrl(store.read().serverUrl).resolved(url) : url;
+}
+
+void SoftwareUpdateClientPrivate::openLink(const QUrl& url) const
+{
+    const QUrl target = resolved(url);
     if (!url.isEmpty() && isOpenableLink(target)) {
         QDesktopServices::openUrl(target);
         return;

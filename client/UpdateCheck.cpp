@@ -1,18 +1,16 @@
-// One request to the update server, and what becomes of its answer.
+// One check, from the schedule or the user to its end state.
 
-#include "client/SoftwareUpdateClient.h"
-#include "client/StoredSettings.h"
+#include "client/ServerRedirect.h"
+#include "client/SoftwareUpdateClientPrivate.h"
 
 #include "catalogue/PackageSelection.h"
 #include "install/DownloadManager.h"
-#include "install/LinkRule.h"
 #include "support/Connect.h"
+#include "support/LinkRule.h"
 #include "support/Log.h"
 #include "ui/SoftwareUpdateDialog.h"
 #include "ui/SoftwareUpdateWidget.h"
 
-#include <QCoreApplication>
-#include <QNetworkRequest>
 #include <QTimer>
 
 namespace zk {
@@ -22,42 +20,50 @@ using SoftwareUpdate::SoftwareUpdateSettings;
 
 namespace {
 
-constexpr int requestTimeoutMs = 15000;
-
-// The parser refuses more than this; whatever unpacks to more is not waited for either.
-constexpr qint64 maximumResponseSize = 64LL * 1024 * 1024;
-
-void abortWhenTooLarge(QNetworkReply* reply)
-{
-    QObject::connect(reply, &QIODevice::readyRead, reply, [reply] {
-        if (reply->bytesAvailable() > maximumResponseSize) {
-            reply->abort();
-        }
-    });
-}
-
-bool isRedirect(int status)
-{
-    return status == 302 || status == 301 || status == 303 || status == 307;
-}
+constexpr char evaluateName[] = "zk::SoftwareUpdateClient::evaluateServerResponse";
 
 } // namespace
 
-void SoftwareUpdateClient::checkForUpdate()
+void SoftwareUpdateClient::doInitialCheck(int msDelay)
 {
-    SoftwareUpdateSettings settings = getSettings();
-    if (m_settingsDialog) {
-        const QString typed = m_settingsDialog->updateWidget()->getSettings().updateServerUrl;
-        performUpdateCheck(QUrl(typed));
-    } else if (settings.automaticCheck) {
-        performUpdateCheck(QUrl(settings.serverUrl));
-    } else {
+    const SoftwareUpdateSettings settings = getSettings();
+    if (!settings.automaticCheck) {
         return;
     }
-    // All as it was, but for the time of this check: put back, an old one would make the schedule
-    // fire every hour.
-    settings.lastCheck = getSettings().lastCheck;
-    setCurrentSettings(&settings);
+    if (settings.checkInterval == SoftwareUpdate::eAtStart) {
+        checkForUpdate(msDelay);
+    } else {
+        queryLastUpdate(msDelay);
+    }
+}
+
+void SoftwareUpdateClient::queryLastUpdate(int delay)
+{
+    const SoftwareUpdateSettings settings = getSettings();
+    if (d->windows.settings() ||
+        !isCheckDue(settings.checkInterval, settings.lastCheck, QDateTime::currentDateTime())) {
+        return;
+    }
+    checkForUpdate(delay);
+    static const char* const names[] = {"", "daily", "weekly", "monthly"};
+    SOFTWAREUPDATE_LOG(Log::eInfo, "zk::SoftwareUpdateClient::queryLastUpdate",
+                       names[settings.checkInterval], " update fired");
+}
+
+void SoftwareUpdateClient::checkForUpdate()
+{
+    const SoftwareUpdateSettings settings = getSettings();
+    SoftwareUpdateWidget* const panel = d->windows.panel();
+    if (!panel && !settings.automaticCheck) {
+        return;
+    }
+    const Epoch::Mark life = d->life.mark();
+    performUpdateCheck(
+        requestUrl(panel ? panel->getSettings().updateServerUrl : settings.serverUrl));
+    if (life.isCurrent()) {
+        // What is stored now: with the time of this check, and what the host stored from a slot.
+        d->store.write(d->store.read());
+    }
 }
 
 void SoftwareUpdateClient::checkForUpdate(int millisecondsDelay)
@@ -67,188 +73,161 @@ void SoftwareUpdateClient::checkForUpdate(int millisecondsDelay)
     }
     if (millisecondsDelay < 1) {
         doBackgroundCheck();
-        return;
+    } else {
+        d->schedule.checkLater(millisecondsDelay);
     }
-    // One timer a call, kept as long as the client: every delayed check that was asked for happens.
-    auto* const timer = new QTimer(this);
-    zk::connect(timer, SIGNAL(timeout()), this, SLOT(doBackgroundCheck()), Qt::AutoConnection);
-    timer->setSingleShot(true);
-    timer->start(millisecondsDelay);
 }
 
 void SoftwareUpdateClient::doBackgroundCheck()
 {
     // A user who is working in the settings dialog is not interrupted.
-    if (!m_settingsDialog) {
+    if (!d->windows.settings()) {
         checkForUpdate();
     }
 }
 
 void SoftwareUpdateClient::queryForUpdate(Qt::WindowFlags flags, bool modal)
 {
-    if (!m_parentWidget) {
+    if (!d->windows.parent()) {
         return;
     }
-    if (!m_settingsDialog) {
-        createSettingsDialog(flags);
-        m_settingsDialog->setModal(modal);
+    if (!d->windows.settings()) {
+        d->makeSettings(flags);
+        d->windows.settings()->setModal(modal);
     }
-    const QPointer<SoftwareUpdateDialog> dialog = m_settingsDialog;
-    showMessage(QString());
-    if (!dialog) {
+    const QPointer<SoftwareUpdateDialog> dialog = d->windows.settings();
+    const Epoch::Mark life = d->life.mark();
+    d->showMessage(QString());
+    if (!life.isCurrent() || !dialog || dialog != d->windows.settings()) {
         return;
     }
     dialog->updateWidget()->setSettings(toWidgetSettings(getSettings()));
-    if (modal && !m_isSettingsDialogExecuting) {
-        const QPointer<SoftwareUpdateClient> self(this);
-        m_isSettingsDialogExecuting = true;
-        dialog->exec();
-        if (self) {
-            m_isSettingsDialogExecuting = false;
-        }
-    } else {
-        dialog->show();
-    }
-    if (dialog) {
-        dialog->activateWindow();
-    }
+    d->windows.runSettings(modal);
 }
 
-void SoftwareUpdateClient::createSettingsDialog(Qt::WindowFlags flags)
+void SoftwareUpdateClientPrivate::makeSettings(Qt::WindowFlags flags)
 {
-    m_settingsDialog = new SoftwareUpdateDialog(m_parentWidget, flags ? flags : m_windowFlags);
-    SoftwareUpdateWidget* const widget = m_settingsDialog->updateWidget();
-    const auto connectText = [this](const QObject* sender, const char* signal, const char* slot) {
-        zk::connect(sender, signal, this, slot, Qt::AutoConnection);
-    };
-    // The widget's signal carries a URL, so this one is never made: a check from the button of the
-    // library's own dialog reaches hosts only. Kept as published.
-    connectText(widget, "2checkForUpdate()", "1checkForUpdate()");
-    connectText(widget, "2applySettings( const SoftwareUpdateWidgetSettings & )",
-                "1applyDialogSettings( const SoftwareUpdateWidgetSettings & )");
-    connectText(widget, "2forceUpdateAvailable()", "1updateAvailable()");
-    connectText(m_settingsDialog, "2rejected()", "1deleteUpdateDialog()");
-    connectText(m_settingsDialog, "2accepted()", "1deleteUpdateDialog()");
+    SoftwareUpdateDialog* const dialog = windows.makeSettings(flags);
+    SoftwareUpdateWidget* const panel = dialog->updateWidget();
+    // The widget's signal carries a URL, so this connection is never made: a check from the button
+    // of the library's own dialog reaches hosts only. Kept as published, and without the file and
+    // line that SIGNAL() would add to Qt's warning.
+    zk::connect(panel, "2checkForUpdate()", q, "1checkForUpdate()", Qt::AutoConnection);
+    zk::connect(panel, SIGNAL(applySettings(SoftwareUpdateWidgetSettings)), q,
+                SLOT(applyDialogSettings(SoftwareUpdateWidgetSettings)), Qt::AutoConnection);
+    zk::connect(panel, SIGNAL(forceUpdateAvailable()), q, SLOT(updateAvailable()),
+                Qt::AutoConnection);
+    zk::connect(dialog, SIGNAL(rejected()), q, SLOT(deleteUpdateDialog()), Qt::AutoConnection);
+    zk::connect(dialog, SIGNAL(accepted()), q, SLOT(deleteUpdateDialog()), Qt::AutoConnection);
 }
 
 void SoftwareUpdateClient::performUpdateCheck(const QUrl& serverUrl)
 {
-    setState(SoftwareUpdate::eChecking);
-    SoftwareUpdateSettings settings = getSettings();
-    settings.lastCheck = QDateTime::currentDateTime();
-    const QString lastCheck = longText(settings.lastCheck);
-    emit messageChanged(QString());
-    emit lastCheckTextChanged(lastCheck);
-    if (m_settingsDialog) {
-        SoftwareUpdateWidget* const widget = m_settingsDialog->updateWidget();
-        widget->enableProgress();
-        widget->setMessage(QString());
-        SoftwareUpdateWidgetSettings shown = widget->getSettings();
+    d->sendRequest(serverUrl, SoftwareUpdateClientPrivate::eFirst);
+}
+
+void SoftwareUpdateClientPrivate::sendRequest(const QUrl& url, Hop hop)
+{
+    const Epoch::Mark check = hop == eFirst ? checks.begin() : checks.mark();
+    if (!q->setState(SoftwareUpdate::eChecking)) {
+        return;
+    }
+    const QDateTime now = QDateTime::currentDateTime();
+    const QString lastCheck = longText(now);
+    emit q->messageChanged(QString());
+    if (check.isCurrent()) {
+        emit q->lastCheckTextChanged(lastCheck);
+    }
+    if (!check.isCurrent()) {
+        return;
+    }
+    if (SoftwareUpdateWidget* const panel = windows.panel()) {
+        panel->enableProgress();
+        panel->setMessage(QString());
+        SoftwareUpdateWidgetSettings shown = panel->getSettings();
         shown.lastCheck = lastCheck;
-        widget->setSettings(shown);
+        panel->setSettings(shown);
     }
     // When the request is sent, not when it succeeds: a failing server is not asked again and
     // again.
-    setCurrentSettings(&settings);
-    SOFTWAREUPDATE_LOG(Log::eInfo, "zk::SoftwareUpdateClient::performUpdateCheck",
-                       logText(serverUrl));
-    sendRequest(serverUrl);
-    startRequestTimer();
+    store.writeLastCheck(now);
+    SOFTWAREUPDATE_LOG(Log::eInfo, "zk::SoftwareUpdateClient::performUpdateCheck", logText(url));
+    makeRequest();
+    const QNetworkProxy chosen = q->networkProxy(store.read().serverUrl);
+    if (hop == eFirst) {
+        request->get(url, chosen);
+    } else {
+        request->follow(url, chosen);
+    }
 }
 
-void SoftwareUpdateClient::sendRequest(const QUrl& serverUrl)
+/** Makes the request, unless one is outstanding: two checks end with the first answer. */
+void SoftwareUpdateClientPrivate::makeRequest()
 {
-    QNetworkRequest request(serverUrl);
-    request.setHeader(QNetworkRequest::ContentTypeHeader, QStringLiteral("text/xml"));
-    if (!m_networkManager) {
-        m_networkManager = new QNetworkAccessManager;
-        connect(m_networkManager.data(), &QNetworkAccessManager::finished, this,
-                &SoftwareUpdateClient::evaluateServerResponse);
-        // It outlives a client that is deleted meanwhile, but not its answer.
-        connect(m_networkManager.data(), &QNetworkAccessManager::finished, m_networkManager.data(),
-                &QObject::deleteLater);
+    if (request) {
+        return;
     }
-    m_networkManager->setProxy(networkProxy(getSettings().serverUrl));
-    abortWhenTooLarge(m_networkManager->get(request));
-}
-
-void SoftwareUpdateClient::startRequestTimer()
-{
-    if (!m_requestTimer) {
-        m_requestTimer = new QTimer(this);
-        // The usual kind may fire three quarters of a second early.
-        m_requestTimer->setTimerType(Qt::PreciseTimer);
-        connect(m_requestTimer, &QTimer::timeout, this, &SoftwareUpdateClient::requestTimeout);
+    if (!requestTimer) {
+        requestTimer = new QTimer(q);
+        // A coarse timer may fire three quarters of a second early.
+        requestTimer->setTimerType(Qt::PreciseTimer);
     }
-    m_requestTimer->setSingleShot(true);
-    m_requestTimer->start(requestTimeoutMs);
+    request = std::make_unique<UpdateRequest>(*requestTimer);
+    QObject::connect(request.get(), &UpdateRequest::redirected, q, [this](const QUrl& target) {
+        SOFTWAREUPDATE_LOG(Log::eInfo, evaluateName, "redirect url ", logText(target));
+        sendRequest(target, eNext);
+    });
+    QObject::connect(request.get(), &UpdateRequest::answered, q,
+                     &SoftwareUpdateClient::evaluateServerResponse);
+    QObject::connect(request.get(), &UpdateRequest::timedOut, q,
+                     &SoftwareUpdateClient::requestTimeout);
 }
 
 void SoftwareUpdateClient::deleteNetworkmanager()
 {
-    if (m_networkManager) {
-        // Released alone, it would still deliver the answers of its other replies.
-        m_networkManager->disconnect(this);
-        m_networkManager->deleteLater();
-        m_networkManager.clear();
+    if (d->request) {
+        d->request->dropReplies();
     }
 }
 
 void SoftwareUpdateClient::evaluateServerResponse(QNetworkReply* reply)
 {
-    if (m_requestTimer) {
-        m_requestTimer->stop();
-    }
-    deleteNetworkmanager();
-    if (!reply || followRedirect(*reply)) {
+    d->request.reset();
+    if (!reply) {
         return;
     }
-    if (m_settingsDialog) {
-        m_settingsDialog->updateWidget()->disbaleProgress();
+    // A reply of our own request has passed its redirect rules there and is none any more.
+    const QUrl target = ServerRedirect::target(*reply);
+    const QString refusal = ServerRedirect::refusal(reply->url(), target);
+    if (!target.isEmpty() && refusal.isEmpty()) {
+        SOFTWAREUPDATE_LOG(Log::eInfo, evaluateName, "redirect url ", logText(target));
+        performUpdateCheck(target);
+        return;
     }
-    constexpr char function[] = "zk::SoftwareUpdateClient::evaluateServerResponse";
-    if (reply->error() != QNetworkReply::NoError) {
-        const QString errorText = reply->errorString();
+    if (ServerRedirect::isRedirect(*reply) && target.isEmpty()) {
+        SOFTWAREUPDATE_LOG(Log::eError, evaluateName,
+                           "could not obtain redirect url from server response");
+    }
+    if (SoftwareUpdateWidget* const panel = d->windows.panel()) {
+        panel->disbaleProgress();
+    }
+    if (reply->error() != QNetworkReply::NoError || !refusal.isEmpty()) {
+        const QString errorText =
+            refusal.isEmpty() ? withoutCredentials(reply->errorString(), reply->url()) : refusal;
         requestError(errorText);
-        SOFTWAREUPDATE_LOG(Log::eInfo, function, "reply->errorString(): ", errorText);
+        SOFTWAREUPDATE_LOG(Log::eInfo, evaluateName, "reply->errorString(): ", errorText);
         return;
     }
     if (parseServerResponse(reply) == SoftwareUpdate::eNoPackages) {
         return;
     }
-    if (!m_packages.isEmpty()) {
-        SOFTWAREUPDATE_LOG(Log::eInfo, function, "update available");
+    if (!d->packages.isEmpty()) {
+        SOFTWAREUPDATE_LOG(Log::eInfo, evaluateName, "update available");
         updateAvailable();
     } else {
-        SOFTWAREUPDATE_LOG(Log::eInfo, function, "product is up-to-date ");
+        SOFTWAREUPDATE_LOG(Log::eInfo, evaluateName, "product is up-to-date ");
         productUpToDate();
     }
-}
-
-bool SoftwareUpdateClient::followRedirect(const QNetworkReply& reply)
-{
-    if (!isRedirect(reply.attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt())) {
-        return false;
-    }
-    constexpr char function[] = "zk::SoftwareUpdateClient::evaluateServerResponse";
-    // Set even when the answer names no target, then to an empty address.
-    const QUrl target = reply.attribute(QNetworkRequest::RedirectionTargetAttribute).toUrl();
-    if (target.isEmpty()) {
-        SOFTWAREUPDATE_LOG(Log::eError, function,
-                           "could not obtain redirect url from server response");
-        return false;
-    }
-    SOFTWAREUPDATE_LOG(Log::eInfo, function, "redirect url ", logText(target));
-    if (target.scheme() == QLatin1String("file") && !isOpenableLink(target)) {
-        // Windows would offer the user's credentials to the host that the server names; elsewhere
-        // Qt refuses it with this text.
-        requestError(QCoreApplication::translate("QNetworkAccessFileBackend",
-                                                 "Request for opening non-local file %1")
-                         .arg(target.toString()));
-        return true;
-    }
-    performUpdateCheck(target);
-    return true;
 }
 
 EUpdateParsingResult SoftwareUpdateClient::parseServerResponse(QNetworkReply* reply)
@@ -257,45 +236,42 @@ EUpdateParsingResult SoftwareUpdateClient::parseServerResponse(QNetworkReply* re
     if (all.isEmpty()) {
         SOFTWAREUPDATE_LOG(Log::eError, "zk::SoftwareUpdateClient::parseServerResponse",
                            "no update available");
-        m_packages.clear();
-        closeOutdatedUpdateAvailableDialog();
-        setState(SoftwareUpdate::eNoUpdateAvailable);
-        showMessage(tr("No update available!"));
+        d->packages.clear();
+        d->closeEmptyList();
+        if (setState(SoftwareUpdate::eNoUpdateAvailable)) {
+            d->showMessage(tr("No update available!"));
+        }
         return SoftwareUpdate::eNoPackages;
     }
-    m_packages = selectCandidates(all);
-    return SoftwareUpdate::eParsingDone;
-}
-
-PackageInfoList SoftwareUpdateClient::selectCandidates(PackageInfoList& all)
-{
     SoftwareUpdateSettings settings = getSettings();
-    if (m_settingsDialog) {
-        settings.includeBeta = m_settingsDialog->updateWidget()->getSettings().includeBeta;
+    if (SoftwareUpdateWidget* const panel = d->windows.panel()) {
+        settings.includeBeta = panel->getSettings().includeBeta;
     }
-    return PackageSelection::findUpdates(all, settings);
+    d->packages = PackageSelection::findUpdates(all, settings);
+    return SoftwareUpdate::eParsingDone;
 }
 
 void SoftwareUpdateClient::productUpToDate()
 {
     SOFTWAREUPDATE_LOG(Log::eInfo, "zk::SoftwareUpdateClient::productUpToDate",
                        "product is up to date!");
-    closeOutdatedUpdateAvailableDialog();
-    setState(SoftwareUpdate::eUpToDate);
-    showMessage(tr("Congratulations! Your product is up-to-date!"));
-    deleteNetworkmanager();
+    d->closeEmptyList();
+    if (setState(SoftwareUpdate::eUpToDate)) {
+        d->showMessage(tr("Congratulations! Your product is up-to-date!"));
+    }
 }
 
 void SoftwareUpdateClient::requestTimeout()
 {
     SOFTWAREUPDATE_LOG(Log::eError, "zk::SoftwareUpdateClient::requestTimeout",
                        "timeout occurred requesting update server!");
-    if (m_settingsDialog) {
-        m_settingsDialog->updateWidget()->disbaleProgress();
+    if (SoftwareUpdateWidget* const panel = d->windows.panel()) {
+        panel->disbaleProgress();
     }
-    deleteNetworkmanager();
-    setState(SoftwareUpdate::eTimeout);
-    showMessage(tr("Timeout error! Update server unreachable!"));
+    d->request.reset();
+    if (setState(SoftwareUpdate::eTimeout)) {
+        d->showMessage(tr("Timeout error! Update server unreachable!"));
+    }
 }
 
 void SoftwareUpdateClient::requestError(const QString& errorText)
@@ -303,17 +279,18 @@ void SoftwareUpdateClient::requestError(const QString& errorText)
     // The text of the time-out, for both failures alike: hosts filter their logs by it.
     SOFTWAREUPDATE_LOG(Log::eError, "zk::SoftwareUpdateClient::requestError",
                        "timeout occurred requesting update server!");
-    deleteNetworkmanager();
-    setState(SoftwareUpdate::eError);
-    showMessage(errorText);
+    d->request.reset();
+    if (setState(SoftwareUpdate::eError)) {
+        d->showMessage(errorText);
+    }
 }
 
-void SoftwareUpdateClient::showMessage(const QString& message)
+void SoftwareUpdateClientPrivate::showMessage(const QString& message) const
 {
-    if (m_settingsDialog) {
-        m_settingsDialog->updateWidget()->setMessage(message);
+    if (SoftwareUpdateWidget* const panel = windows.panel()) {
+        panel->setMessage(message);
     }
-    emit messageChanged(message);
+    emit q->messageChanged(message);
 }
 
 } // namespace zk

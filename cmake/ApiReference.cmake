@@ -1,4 +1,4 @@
-# The target api_reference: what the public headers say, as HTML. A member without a word is an error.
+# The target api_reference: the documentation of the public headers as HTML. An undocumented member is an error.
 find_package(Doxygen QUIET)
 if(NOT DOXYGEN_FOUND)
     return()
@@ -12,7 +12,7 @@ set(DOXYGEN_GENERATE_TREEVIEW YES)
 set(DOXYGEN_HAVE_DOT NO)
 set(DOXYGEN_QUIET YES)
 set(DOXYGEN_WARN_AS_ERROR FAIL_ON_WARNINGS)
-# What moc and the compiler read, and readers need not.
+# For moc and the compiler, not for readers.
 set(DOXYGEN_MACRO_EXPANSION YES)
 set(DOXYGEN_EXPAND_ONLY_PREDEF YES)
 set(DOXYGEN_PREDEFINED SOFTWAREUPDATE_EXPORT= Q_OBJECT= Q_INVOKABLE= "Q_DECLARE_METATYPE(x)=" "Q_DISABLE_COPY(x)=")

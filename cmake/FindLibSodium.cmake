@@ -2,7 +2,7 @@
 include(PlainLibrary)
 softwareupdate_find_plain_library(LibSodium sodium.h sodium libsodium)
 if(TARGET LibSodium::LibSodium)
-    # The one in question is a static library on Windows, and its header cannot tell.
+    # On Windows this is a static library, which its header cannot detect.
     set_target_properties(LibSodium::LibSodium PROPERTIES
         INTERFACE_COMPILE_DEFINITIONS "$<$<PLATFORM_ID:Windows>:SODIUM_STATIC>")
 endif()

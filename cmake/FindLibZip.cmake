@@ -1,4 +1,4 @@
-# LibZip::LibZip from pkg-config where there is one, else by search. Debian's own CMake package of
+# LibZip::LibZip from pkg-config if available, otherwise by search. Debian's own CMake package of
 # libzip refers to programs that are not installed, and cross-build roots often have none.
 find_package(PkgConfig QUIET)
 if(PkgConfig_FOUND AND NOT CMAKE_CROSSCOMPILING)
@@ -23,7 +23,7 @@ if(LibZip_FOUND AND NOT TARGET LibZip::LibZip)
         IMPORTED_LOCATION "${LibZip_LIBRARY}"
         INTERFACE_INCLUDE_DIRECTORIES "${LibZip_INCLUDE_DIR};${LibZip_CONFIG_DIR}")
     if(WIN32 AND LibZip_LIBRARY MATCHES "\\.a$")
-        # A static libzip names what it needs nowhere else.
+        # Only pkg-config knows the dependencies of a static libzip.
         find_library(LibZip_ZLIB_LIBRARY NAMES z zlib REQUIRED)
         set_property(TARGET LibZip::LibZip PROPERTY
             INTERFACE_LINK_LIBRARIES "${LibZip_ZLIB_LIBRARY};bcrypt;advapi32")

@@ -1,9 +1,9 @@
-# Forms and translation catalogues. Both may hold @SOFTWAREUPDATE_MAKER_HOST@, which the build replaces by
+# Forms and translation catalogues. Both may contain @SOFTWAREUPDATE_MAKER_HOST@, which the build replaces by
 # the maker's web host: the link's text is looked up in the catalogues by its English form, host included.
 
 get_target_property(rcc_location Qt5::rcc LOCATION)
 get_filename_component(softwareupdate_qt_tools_dir "${rcc_location}" DIRECTORY)
-# The tool runs on the machine that builds. A Qt for another system brings its rcc but often no lrelease.
+# The tool runs on the build machine. A Qt for another system includes rcc but often no lrelease.
 find_program(SOFTWAREUPDATE_LRELEASE NAMES lrelease lrelease-qt5
     HINTS "${softwareupdate_qt_tools_dir}" /usr/lib/qt5/bin
     NO_CMAKE_FIND_ROOT_PATH)
@@ -13,7 +13,7 @@ if(NOT SOFTWAREUPDATE_LRELEASE)
 endif()
 
 # softwareupdate_add_forms(<part> <form.ui> ...)
-# Makes ui_<form>.h for the sources of the part. AUTOUIC would take the file with the placeholder.
+# Generates ui_<form>.h for the sources of the part. AUTOUIC would use the file with the placeholder.
 function(softwareupdate_add_forms part)
     set(headers)
     foreach(form IN LISTS ARGN)
@@ -46,7 +46,7 @@ function(softwareupdate_add_catalogues part)
         set(configured "${dir}/${name}.ts")
         set(catalogue "${dir}/${name}.qm")
         configure_file("${source}" "${configured}" @ONLY)
-        # Without -removeidentical: a translation that reads like its source is a message as well.
+        # Without -removeidentical: a translation equal to its source text must be kept.
         add_custom_command(OUTPUT "${catalogue}"
             COMMAND "${SOFTWAREUPDATE_LRELEASE}" -silent "${configured}" -qm "${catalogue}"
             DEPENDS "${configured}"

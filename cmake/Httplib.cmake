@@ -1,4 +1,4 @@
-# The target SoftwareUpdate::Httplib: a library of headers, or a packaged one.
+# The target SoftwareUpdate::Httplib, from the header-only or the packaged library.
 include_guard(GLOBAL)
 if(WIN32)
     find_path(CppHttplib_INCLUDE_DIR httplib.h REQUIRED)

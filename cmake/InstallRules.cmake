@@ -1,4 +1,4 @@
-# The installed tree: headers below include/SoftwareUpdateClient in the folders of the source tree, so
+# The installed tree: headers in include/SoftwareUpdateClient with the folders of the source tree, so
 # that a host writes the same include lines as the library itself, and a CMake package beside it.
 include(CMakePackageConfigHelpers)
 set(package_dir "${CMAKE_INSTALL_LIBDIR}/cmake/SoftwareUpdateClient")

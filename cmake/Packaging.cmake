@@ -1,4 +1,4 @@
-# The release archives that `./run package` makes: ZIP for Windows, TGZ and DEB for Linux.
+# The release archives of `./run package`: ZIP for Windows, TGZ and DEB for Linux.
 set(CPACK_PACKAGE_NAME "softwareupdateclient")
 set(CPACK_PACKAGE_VENDOR "${PROJECT_NAME}")
 set(CPACK_PACKAGE_CONTACT "${SOFTWAREUPDATE_MAKER_HOST}")
@@ -20,7 +20,7 @@ else()
 endif()
 include(CPack)
 
-# The licences of what is linked, statically too: those of the libraries, and of the compiler's own.
+# The licences of everything linked, also statically: the libraries and the compiler's runtime.
 set(license_dir "${CMAKE_INSTALL_DOCDIR}/licenses")
 install(FILES LICENSE DESTINATION "${license_dir}" RENAME SoftwareUpdateClient.txt)
 if(SOFTWAREUPDATE_WINDOWS_SYSROOT)
@@ -31,7 +31,7 @@ else()
 endif()
 file(MAKE_DIRECTORY "${CMAKE_CURRENT_BINARY_DIR}/licenses")
 foreach(package IN LISTS packages)
-    # Where the system's packages are others, whoever packs adds what applies.
+    # On other systems the packager adds the licences that apply.
     if(EXISTS "/usr/share/doc/${package}/copyright")
         file(COPY_FILE "/usr/share/doc/${package}/copyright"
             "${CMAKE_CURRENT_BINARY_DIR}/licenses/${package}.txt" ONLY_IF_DIFFERENT)

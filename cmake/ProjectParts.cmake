@@ -1,9 +1,9 @@
-# How the folders become one shared library: each folder is an OBJECT library ("part") that links
-# only what it may use, and the library is their sum.
+# Builds one shared library from the folders: each folder is an OBJECT library ("part") that links
+# only what it may use, and the library consists of all parts.
 
 set(SOFTWAREUPDATE_ROOT "${CMAKE_CURRENT_SOURCE_DIR}")
 
-# Compiler settings shared by everything that is built here; never passed on to a host.
+# Compiler settings of everything built here; not passed on to hosts.
 add_library(softwareupdate_settings INTERFACE)
 target_compile_features(softwareupdate_settings INTERFACE cxx_std_17)
 target_compile_definitions(softwareupdate_settings INTERFACE
@@ -17,10 +17,10 @@ else()
     target_compile_options(softwareupdate_settings INTERFACE
         -Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor -Woverloaded-virtual)
 endif()
-# Qt's own QSKIP() is a variadic macro that is called without further arguments.
+# Qt's QSKIP() calls a variadic macro without variadic arguments.
 target_compile_options(softwareupdate_settings INTERFACE
     $<$<CXX_COMPILER_ID:Clang>:-Wno-gnu-zero-variadic-macro-arguments>)
-# One STB_GNU_UNIQUE symbol would keep the library loaded for ever after a dlclose().
+# A single STB_GNU_UNIQUE symbol would keep the library loaded after dlclose().
 target_compile_options(softwareupdate_settings INTERFACE $<$<CXX_COMPILER_ID:GNU>:-fno-gnu-unique>)
 
 # softwareupdate_add_part(<name> [SOURCES ...] [PUBLIC_HEADERS ...] [PRIVATE_HEADERS ...]
@@ -50,7 +50,7 @@ function(softwareupdate_add_library name)
     add_library(${name}::${name} ALIAS ${name})
     set(headers)
     foreach(part IN LISTS arg_PARTS)
-        # PRIVATE and without AUTOMOC: the parts bring their moc objects themselves.
+        # PRIVATE and without AUTOMOC: the parts contain their moc objects.
         target_link_libraries(${name} PRIVATE softwareupdate_${part})
         get_target_property(part_headers softwareupdate_${part} SOFTWAREUPDATE_PUBLIC_HEADERS)
         list(APPEND headers ${part_headers})

@@ -1,4 +1,4 @@
-# Part of the installed package too: nothing here may refer to the source tree.
+# Also part of the installed package: nothing here may refer to the source tree.
 
 # softwareupdate_deploy_installer(<target>)
 # Copies the program "UpdateInstaller" beside the executable <target> after each build, where the library

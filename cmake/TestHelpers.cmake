@@ -18,7 +18,7 @@ function(softwareupdate_add_test name)
     endif()
 endfunction()
 
-# What every test runs under: no display, UTF-8, the same hash order each time, no proxy of the machine's,
+# The environment of every test: no display, UTF-8, a fixed hash seed, none of the machine's proxies,
 # and a warning from Qt that the test did not announce fails it. Whether one takes too long is CTest's to say: Qt's
 # own limit of five minutes is for all rows of a table together.
 function(softwareupdate_set_test_environment name)

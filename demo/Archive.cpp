@@ -31,7 +31,7 @@ quint32 crc32(const QByteArray& data)
     return ~crc;
 }
 
-/** What the header of an entry and its line in the directory have in common. */
+/** The fields common to the local header and the directory entry. */
 void writeEntryFields(QDataStream& stream, const QByteArray& name, const QByteArray& contents)
 {
     constexpr quint16 versionNeeded = 20;

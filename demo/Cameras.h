@@ -5,7 +5,7 @@
 
 namespace demo {
 
-/** A camera that the host looks after. */
+/** A camera that the host administers. */
 struct Camera
 {
     QString name;
@@ -14,7 +14,7 @@ struct Camera
     QString address;
 };
 
-/** What the maker publishes for one model. No model's name begins with another's. */
+/** A camera model with its firmware versions. No model's name begins with another's. */
 struct CameraModel
 {
     QString name;
@@ -24,7 +24,7 @@ struct CameraModel
 
 QList<CameraModel> cameraModels();
 
-/** The cameras of a small site; with @p isCurrent all have the newest firmware. */
+/** The cameras of a small site; if @p isCurrent, all have the newest firmware. */
 QList<Camera> siteCameras(bool isCurrent);
 
 } // namespace demo

@@ -4,9 +4,9 @@
 
 namespace demo {
 
-/** One line on standard output, UTF-8 whatever the locale, at once. */
+/** Prints one line on standard output, as UTF-8 whatever the locale, and flushes. */
 void print(const QString& line);
-/** One line on the error output. */
+/** Prints one line on standard error. */
 void printError(const QString& line);
 
 } // namespace demo

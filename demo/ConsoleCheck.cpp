@@ -1,6 +1,7 @@
 #include "demo/ConsoleCheck.h"
 
 #include "demo/Console.h"
+#include "demo/HostTranslator.h"
 #include "demo/VisibleWindow.h"
 
 #include "client/SoftwareUpdateClient.h"
@@ -71,7 +72,7 @@ ConsoleCheck::ConsoleCheck(zk::SoftwareUpdateClient& client)
     connect(&client, &Client::stateChanged, this, &ConsoleCheck::followState);
     connect(&client, &Client::messageChanged, this, [](const QString& message) {
         if (!message.isEmpty()) {
-            print(QStringLiteral("message: %1").arg(message));
+            print(QStringLiteral("message: %1").arg(translatedMessage(message)));
         }
     });
     connect(&client, &Client::lastCheckTextChanged, this,
@@ -97,7 +98,7 @@ void ConsoleCheck::followState(EState oldState, EState newState)
 {
     print(QStringLiteral("state: %1 -> %2").arg(described(oldState), described(newState)));
     if (newState != zk::SoftwareUpdate::eChecking) {
-        // The state is announced before the message, and before the dialog is filled.
+        // The state is emitted before the message, and before the dialog is filled.
         QMetaObject::invokeMethod(this, &ConsoleCheck::finish, Qt::QueuedConnection);
     }
 }

@@ -10,7 +10,9 @@ class SoftwareUpdateClient;
 
 namespace demo {
 
-/** Runs one check through the client's public interface and prints what a host gets to know of it.
+/**
+ * Runs one check through the client's public interface and prints everything that a host learns
+ * about it.
  */
 class ConsoleCheck : public QObject
 {
@@ -20,7 +22,7 @@ public:
     explicit ConsoleCheck(zk::SoftwareUpdateClient& client);
     ~ConsoleCheck() override;
 
-    /** Ends the event loop with 0 when the check has ended, however it did. */
+    /** Ends the event loop with 0 after the check, whatever its result. */
     void start();
 
 private slots:

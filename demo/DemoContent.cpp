@@ -31,7 +31,7 @@ struct Firmware
     QString date;
 };
 
-/** The same bytes for the same @p seed, which no compression makes smaller. */
+/** Incompressible bytes, the same for the same @p seed. */
 QByteArray generatedBytes(quint32 seed, int size)
 {
     QByteArray bytes(size, Qt::Uninitialized);
@@ -43,7 +43,7 @@ QByteArray generatedBytes(quint32 seed, int size)
     return bytes;
 }
 
-/** Writes the document and publishes what it mentions as it goes. */
+/** Writes the document and publishes the files and pages that it links to. */
 class Publisher
 {
 public:
@@ -71,7 +71,7 @@ private:
     QXmlStreamWriter m_xml;
     quint32 m_seed = 0;
 
-    /** Never twice the same size: packages of one date and one size pass for the same package. */
+    /** All sizes differ: packages with the same date and size count as the same package. */
     QByteArray nextBytes(int size)
     {
         ++m_seed;

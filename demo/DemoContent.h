@@ -11,8 +11,8 @@ class UpdateServer;
 QString productName();
 
 /**
- * Publishes the update document of "Camera Desk" and its cameras on @p server, with every package
- * file, release notes and readme page that it links to.
+ * Publishes the update document of "Camera Desk" and its cameras on @p server, with all package
+ * files, release notes and readme pages that it links to.
  *
  * There is a stable release 4.3.0 and a beta 4.4.0-beta, each for both platforms as exe and zip,
  * and firmware for each model in several languages. Package files take about three seconds to

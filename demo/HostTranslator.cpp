@@ -1,5 +1,8 @@
 #include "demo/HostTranslator.h"
 
+#include <QCoreApplication>
+#include <QRegularExpression>
+
 #include <cstring>
 #include <utility>
 
@@ -43,6 +46,36 @@ const Text texts[] = {
     {"Shade every other row", "Jede zweite Zeile hinterlegen", "Griser une ligne sur deux"},
 };
 
+/** A text of Qt that its catalogues lack; null for a language whose catalogue has it. */
+struct QtText
+{
+    const char* context;
+    const char* english;
+    const char* german;
+    const char* french;
+};
+
+constexpr char s_httpError[] = "Error transferring %1 - server replied: %2";
+
+const QtText qtTexts[] = {
+    {"QNetworkReply", s_httpError, nullptr,
+     "Erreur lors du transfert de %1 - le serveur a répondu : %2"},
+    {"QHttp", "Too many redirects", nullptr, "Trop de redirections"},
+    {"QHttp", "Insecure redirect", nullptr, "Redirection non sécurisée"},
+    {"QNativeSocketEngine", "Connection reset by peer", nullptr,
+     "Connexion réinitialisée par le correspondant"},
+    {"QNativeSocketEngine", "Network dropped connection on reset", nullptr,
+     "Le réseau a rompu la connexion lors d'une réinitialisation"},
+    {"QNetworkReplyHttpImplPrivate", "No suitable proxy found",
+     "Es konnte kein geeigneter Proxy-Server gefunden werden", "Aucun proxy trouvé"},
+    {"QSslSocket", "TLS initialization failed", nullptr, "Échec de l'initialisation de TLS"},
+};
+
+bool isHostContext(const char* context)
+{
+    return std::strncmp(context, "demo::", std::strlen("demo::")) == 0;
+}
+
 } // namespace
 
 HostTranslator::HostTranslator(QString language)
@@ -58,15 +91,36 @@ bool HostTranslator::isEmpty() const
 QString HostTranslator::translate(const char* context, const char* sourceText,
                                   const char* /*disambiguation*/, int /*n*/) const
 {
-    if (isEmpty() || !context || std::strncmp(context, "demo::", std::strlen("demo::")) != 0) {
+    if (isEmpty() || !context) {
+        return QString();
+    }
+    const bool isGerman = m_language == QLatin1String("de");
+    if (!isHostContext(context)) {
+        for (const QtText& text : qtTexts) {
+            if (std::strcmp(text.context, context) == 0 &&
+                std::strcmp(text.english, sourceText) == 0) {
+                return QString::fromUtf8(isGerman ? text.german : text.french);
+            }
+        }
         return QString();
     }
     for (const Text& text : texts) {
         if (std::strcmp(text.english, sourceText) == 0) {
-            return QString::fromUtf8(m_language == QLatin1String("de") ? text.german : text.french);
+            return QString::fromUtf8(isGerman ? text.german : text.french);
         }
     }
     return QString();
+}
+
+QString translatedMessage(const QString& message)
+{
+    static const QRegularExpression httpError(
+        QStringLiteral("^Error transferring (\\S+) - server replied: (.*)$"),
+        QRegularExpression::DotMatchesEverythingOption);
+    const QRegularExpressionMatch match = httpError.match(message);
+    return match.hasMatch() ? QCoreApplication::translate("QNetworkReply", s_httpError)
+                                  .arg(match.captured(1), match.captured(2))
+                            : message;
 }
 
 } // namespace demo

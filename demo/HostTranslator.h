@@ -4,11 +4,14 @@
 
 namespace demo {
 
-/** The host's own texts in German and French, kept in code: there are few of them. */
+/**
+ * The host's own texts in German and French, and the network errors that Qt's own catalogue lacks;
+ * kept in code, since there are few of them.
+ */
 class HostTranslator : public QTranslator
 {
 public:
-    /** @p language: two letters; one that is not known leaves everything English. */
+    /** @p language: two letters; texts stay English for an unknown one. */
     explicit HostTranslator(QString language);
 
     [[nodiscard]] bool isEmpty() const override;
@@ -18,5 +21,11 @@ public:
 private:
     const QString m_language;
 };
+
+/**
+ * @p message of the client in the user's language. Qt never looks up the text of an HTTP status,
+ * although its catalogues have it; everything else is translated already.
+ */
+QString translatedMessage(const QString& message);
 
 } // namespace demo

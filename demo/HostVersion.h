@@ -4,7 +4,7 @@
 
 namespace demo {
 
-/** The version that this program was built as. */
+/** The version of this program. */
 QString hostVersion();
 
 } // namespace demo

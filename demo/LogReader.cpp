@@ -20,7 +20,7 @@ protected:
     int_type overflow(int_type character) override
     {
         if (character == L'\n') {
-            // Whole lines only: half of a surrogate pair is no text.
+            // Converts whole lines only: a surrogate pair may be split.
             emit m_reader.lineWritten(QString::fromStdWString(m_line));
             m_line.clear();
         } else if (character != traits_type::eof()) {

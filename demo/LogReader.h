@@ -8,11 +8,10 @@
 namespace demo {
 
 /**
- * Turns the library's log into a signal, for as long as it lives.
+ * Emits the lines of the library's log as a signal while it exists.
  *
- * The library writes from any of its threads; lineWritten() is emitted in the thread that writes,
- * so a receiver in the GUI thread gets it queued where needed. Construct and destroy in the GUI
- * thread.
+ * The library writes from several threads; lineWritten() is emitted in the writing thread, so
+ * connect receivers automatically or queued. Construct and destroy it in the GUI thread.
  */
 class LogReader : public QObject
 {
@@ -23,7 +22,7 @@ public:
     ~LogReader() override;
 
 signals:
-    /** One line without its end. */
+    /** One line without its line end. */
     void lineWritten(const QString& line);
 
 private:

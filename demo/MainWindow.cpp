@@ -1,5 +1,6 @@
 #include "demo/MainWindow.h"
 
+#include "demo/HostTranslator.h"
 #include "demo/PreferencesDialog.h"
 
 #include "client/SoftwareUpdateClient.h"
@@ -106,7 +107,7 @@ void MainWindow::connectClient()
     m_client.setParent(this);
     connect(&m_client, &Client::messageChanged, this, &MainWindow::showMessage);
     connect(&m_client, &Client::stateChanged, this, &MainWindow::followState);
-    // Queued: the client's dialog that asks is not to go down in its own click.
+    // Queued: the client's dialog must not be destroyed while it handles the click.
     connect(&m_client, &Client::openUpdateSettings, this, &MainWindow::showUpdatePreferences,
             Qt::QueuedConnection);
 }
@@ -116,7 +117,7 @@ void MainWindow::appendLogLine(const QString& line)
     m_log->appendPlainText(line);
 }
 
-// The user asked, so whether automatic checks are wanted does not matter.
+// An explicit request, so it does not matter whether automatic checks are on.
 void MainWindow::checkForUpdates()
 {
     m_client.performUpdateCheck(QUrl(m_client.getSettings().serverUrl));
@@ -125,11 +126,11 @@ void MainWindow::checkForUpdates()
 void MainWindow::showMessage(const QString& message)
 {
     if (!message.isEmpty()) {
-        statusBar()->showMessage(message);
+        statusBar()->showMessage(translatedMessage(message));
     }
 }
 
-// The client has no words of its own for these two.
+// The client emits no message for these two states.
 void MainWindow::followState(zk::SoftwareUpdate::EState /*oldState*/,
                              zk::SoftwareUpdate::EState newState)
 {

@@ -69,7 +69,7 @@ Options parseOptions(const QStringList& arguments)
          QStringLiteral("folder")},
         {version, QStringLiteral("Pretend to be <version>, with cameras that are up to date."),
          QStringLiteral("version"), hostVersion()},
-        {server, QStringLiteral("The update server is normal, stopped, hanging or empty."),
+        {server, QStringLiteral("The update server is normal, stopped, hanging, empty or failing."),
          QStringLiteral("kind"), QStringLiteral("normal")},
         {language,
          QStringLiteral("Show texts in <language>: en, de or fr (default: the system's)."),
@@ -81,9 +81,10 @@ Options parseOptions(const QStringList& arguments)
     parser.process(arguments + more.split(QLatin1Char('\n'), Qt::SkipEmptyParts));
 
     Options options;
-    options.server = Options::Server(choice(parser, server,
-                                            {QStringLiteral("normal"), QStringLiteral("stopped"),
-                                             QStringLiteral("hanging"), QStringLiteral("empty")}));
+    options.server = Options::Server(
+        choice(parser, server,
+               {QStringLiteral("normal"), QStringLiteral("stopped"), QStringLiteral("hanging"),
+                QStringLiteral("empty"), QStringLiteral("failing")}));
     if (parser.isSet(language)) {
         choice(parser, language,
                {QStringLiteral("en"), QStringLiteral("de"), QStringLiteral("fr")});
@@ -100,6 +101,11 @@ Options parseOptions(const QStringList& arguments)
                    : parser.isSet(check)      ? Options::eCheck
                    : parser.isSet(selfUpdate) ? Options::eSelfUpdate
                                               : Options::eInteractive;
+    if (options.mode == Options::eSelfUpdate && options.serverUrl.isEmpty()) {
+        // The packages of the demo's own server would replace the build folder.
+        printError(QStringLiteral("--self-update needs --server-url"));
+        std::exit(2);
+    }
     return options;
 }
 

@@ -7,36 +7,36 @@
 
 namespace demo {
 
-/** What the command line asks for. */
+/** The parsed command line. */
 struct Options
 {
-    enum Server { eNormal, eStopped, eHanging, eEmpty };
+    enum Server { eNormal, eStopped, eHanging, eEmpty, eFailing };
     enum Mode { eInteractive, eCheck, eTour, eSelfUpdate };
 
     Mode mode = eInteractive;
     Server server = eNormal;
     QString hostVersion = demo::hostVersion();
-    /** The default version was replaced: the cameras are current too then. */
+    /** --host-version was given; the cameras are up to date then too. */
     bool isCurrent = false;
     /** Two letters; empty: the system's language. */
     QString language;
     QString settingsFile;
-    /** Where the tour and a self-update leave pictures; empty: nowhere. */
+    /** The folder for pictures of the tour and a self-update; empty: none. */
     QString pictures;
-    /** Of a server that runs already; empty: the host brings its own. */
+    /** The document's address on a running server; empty: the host starts its own. */
     QString serverUrl;
-    /** Keys that packages must be signed with; none: signatures are not asked for. */
+    /** Public keys of package signatures; empty: signatures are not checked. */
     QStringList publicKeys;
-    /** Where a self-update reports its steps. */
+    /** The file to which a self-update appends its steps. */
     QString report;
 };
 
 /**
- * Reads @p arguments (the program's name first). Prints and ends the process on --help and on
- * errors.
+ * Parses @p arguments (the program's name first). On --help and on errors it prints a message and
+ * ends the process.
  *
- * The lines of the variable CAMERA_DESK_ARGUMENTS are further arguments: a program that is started
- * again after an update gets none.
+ * The lines of the variable CAMERA_DESK_ARGUMENTS are further arguments, since a program restarted
+ * by an update gets none.
  */
 Options parseOptions(const QStringList& arguments);
 

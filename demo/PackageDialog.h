@@ -7,15 +7,15 @@ class QTableWidget;
 
 namespace demo {
 
-// What a user does in the library's dialogs, done by the program.
+// Operates the library's dialogs in place of a user.
 
-/** The table of the visible update-available dialog; null when none is visible. */
+/** The table of the visible update-available dialog; null if there is none. */
 QTableWidget* packageTable();
-/** Whether such a table is there and has rows. */
+/** Whether there is such a table and it has rows. */
 bool hasRows();
-/** Selects for each of @p types the first visible row with that file type, and nothing else. */
+/** Selects only the first visible row of each of the file @p types. */
 void selectRows(QTableWidget* table, const QStringList& types);
-/** The button of @p box that accepts, or the one that does not. */
+/** The accepting or the rejecting button of @p box. */
 QAbstractButton* answerButton(const QMessageBox& box, bool isAccepted);
 
 } // namespace demo

@@ -1,5 +1,7 @@
 #include "demo/PreferencesDialog.h"
 
+#include "demo/HostTranslator.h"
+
 #include "client/SoftwareUpdateClient.h"
 #include "ui/SoftwareUpdateWidget.h"
 
@@ -68,7 +70,8 @@ void PreferencesDialog::connectUpdates()
     connect(m_updates, &Panel::checkForUpdate, &m_client, &Client::performUpdateCheck);
     connect(m_updates, &Panel::applySettings, &m_client, &Client::applyDialogSettings);
     connect(&m_client, &Client::stateChanged, m_updates, &Panel::clientStateChanged);
-    connect(&m_client, &Client::messageChanged, m_updates, &Panel::setMessage);
+    connect(&m_client, &Client::messageChanged, m_updates,
+            [this](const QString& message) { m_updates->setMessage(translatedMessage(message)); });
     connect(&m_client, &Client::lastCheckTextChanged, m_updates, &Panel::setLastCheckText);
 }
 

@@ -12,7 +12,7 @@ class SoftwareUpdateWidget;
 
 namespace demo {
 
-/** The host's preferences, with the library's settings panel as one of their pages. */
+/** The host's preferences, with a page for the library's settings panel. */
 class PreferencesDialog : public QDialog
 {
     Q_OBJECT

@@ -41,8 +41,8 @@ void SelfUpdate::start()
     m_client.performUpdateCheck(QUrl(m_client.getSettings().serverUrl));
 }
 
-// A new timer each time: one that is being handled does not fire inside nested event loops.
-// Not const: it sets in motion what changes this.
+// A new timer each time: a timer does not fire in nested event loops of its own slot. Not const: it
+// schedules a function that changes this.
 // NOLINTNEXTLINE(readability-make-member-function-const)
 void SelfUpdate::lookSoon()
 {
@@ -94,7 +94,7 @@ void SelfUpdate::takePicture()
     }
     m_window.repaint();
     const QString file = QDir(m_pictures).filePath(QStringLiteral("self-update.png"));
-    // What the screen shows, not what the window would paint.
+    // A screenshot, not a repainted window.
     const QPixmap picture = m_window.screen()->grabWindow(m_window.winId());
     if (!QDir().mkpath(m_pictures) || !picture.save(file)) {
         report(QStringLiteral("cannot write ") + file);

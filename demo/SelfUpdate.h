@@ -14,24 +14,24 @@ class SoftwareUpdateClient;
 namespace demo {
 
 /**
- * The host updates itself without a user: checks, installs the zip package that is offered and says
- * yes to everything, after which this process is replaced. The new version finds that it is up to
+ * Unattended self-update of the host: checks, installs the offered zip package and accepts all
+ * questions, after which this process is replaced. The new version then finds that it is up to
  * date.
  *
- * Writes each step with the time (ms since the epoch) and the host's version to a report, which
- * both versions append to. The last one is only written once the host's window is on the screen.
+ * Both versions append their steps to a report, with the time (ms since the epoch) and the host's
+ * version. The last step is written once the host's window is exposed.
  */
 class SelfUpdate : public QObject
 {
     Q_OBJECT
 
 public:
-    /** @p pictures is the folder for a picture of the window in the end; empty: none. */
+    /** @p pictures is the folder for a final picture of the window; empty: none. */
     SelfUpdate(zk::SoftwareUpdateClient& client, QWidget& window, const QString& reportFile,
                const QString& pictures);
     ~SelfUpdate() override;
 
-    /** Ends the event loop with 0 when nothing is newer, with 1 when anything goes wrong. */
+    /** Ends the event loop with 0 if nothing is newer, with 1 on any error. */
     void start();
 
 private:

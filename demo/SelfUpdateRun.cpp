@@ -1,10 +1,10 @@
-// A program alone: nothing else depends on when its static objects are made.
+// A stand-alone program: the initialisation order of its static objects does not matter.
 // clazy:excludeall=non-pod-global-static
 
-// A whole self-update with real processes and files: lays out an application folder with Camera
-// Desk 4.2.0, publishes 4.3.0 as a zip package, starts the old version and waits for the new one to
-// say that it is up to date. Prints what happened when. Ends with 0 only if the folder then holds
-// the new version, file by file.
+// End-to-end self-update with real processes and files: creates an application folder with Camera
+// Desk 4.2.0, publishes 4.3.0 as a zip package, starts the old version and waits until the new one
+// reports that it is up to date. Prints the timeline. Exits with 0 only if the folder then contains
+// exactly the files of the new version.
 
 #include "demo/Archive.h"
 #include "demo/Console.h"
@@ -50,7 +50,7 @@ QByteArray contents(const QString& path)
     return file.readAll();
 }
 
-/** The application folder of one version: the host, what it needs, and @p payload bytes more. */
+/** The application folder of one version: the host, its dependencies, and @p payload more bytes. */
 QList<ArchiveFile> application(const QString& host, const QString& library, quint32 seed,
                                int payload)
 {
@@ -91,7 +91,7 @@ QByteArray hash(const QByteArray& bytes)
     return QCryptographicHash::hash(bytes, QCryptographicHash::Sha1);
 }
 
-/** What differs between @p folder and @p files; empty when nothing does. */
+/** The differences between @p folder and @p files; empty if they are equal. */
 QStringList differences(const QDir& folder, const QList<ArchiveFile>& files)
 {
     QMap<QString, QByteArray> expected;
@@ -169,7 +169,7 @@ bool waitFor(Condition isTrue, int patience)
     return true;
 }
 
-/** What stands behind @p text in the step that begins with it. */
+/** The rest of the step that begins with @p text. */
 QString restOf(const QList<Step>& steps, const QString& text)
 {
     for (const Step& step : steps) {
@@ -181,8 +181,8 @@ QString restOf(const QList<Step>& steps, const QString& text)
 }
 
 /**
- * The process of the old version. On Windows it ends, and its successors are other processes; where
- * there is an exec, it turns into UpdateInstaller.
+ * The process of the old version. On Windows it ends and its successors are new processes;
+ * elsewhere exec turns it into UpdateInstaller.
  */
 class HostProcess
 {
@@ -204,7 +204,7 @@ public:
         qint64 id = 0;
         const bool isStarted = process.startDetached(&id);
 #ifdef Q_OS_WIN
-        // As long as it is held, the number stands for this process and for no other.
+        // While this handle is open, the system does not reuse the process id.
         m_handle = ::OpenProcess(SYNCHRONIZE, FALSE, static_cast<DWORD>(id));
 #endif
         return isStarted;
@@ -234,7 +234,7 @@ struct Job
     QString pictures;
 };
 
-/** Starts the old version in @p folder, with everything that is to be found again in @p root. */
+/** Starts the old version in @p folder; its settings, logs and temporary files go to @p root. */
 bool startHost(HostProcess& process, const QDir& folder, const QDir& root, const QString& url,
                const QString& pictures)
 {
@@ -259,11 +259,11 @@ bool startHost(HostProcess& process, const QDir& folder, const QDir& root, const
     host.setProgram(folder.filePath(hostName));
     host.setProcessEnvironment(environment);
     host.setWorkingDirectory(folder.path());
-    // Outlives this object, and becomes another program.
+    // Detached: it outlives this object and becomes another program.
     return process.start(host);
 }
 
-/** A temporary folder that goes as soon as nobody works in it any more. */
+/** A temporary folder that is removed once no process uses it any more. */
 class Root
 {
 public:
@@ -314,7 +314,7 @@ int run(const Job& job)
     for (const Step& step : qAsConst(steps)) {
         print(QStringLiteral("%1 ms  %2").arg(step.time - steps.first().time, 6).arg(step.text));
     }
-    // The installer tidies up after the new version has started.
+    // The installer cleans up after the new version has started.
     QStringList tidy{QStringLiteral("Camera Desk"), QStringLiteral("UpdateInstaller.log")};
 #ifdef Q_OS_WIN
     tidy << QStringLiteral("UpdateInstaller.retired-1"); // it cannot remove itself there

@@ -28,8 +28,7 @@ void closeSocket(socket_t sock)
 }
 #endif
 
-/** One connection, read ahead: httplib takes its lines byte by byte. The time-outs are the
- * socket's. */
+/** A buffered connection: httplib reads lines byte by byte. Uses the socket's time-outs. */
 class Connection : public httplib::Stream
 {
 public:
@@ -41,11 +40,11 @@ public:
     bool is_readable() const override { return true; }
     bool is_writable() const override { return true; }
     socket_t socket() const override { return m_socket; }
-    // Nobody asks: all clients are on this machine.
+    // Not used: all clients are on this machine.
     void get_remote_ip_and_port(std::string& /*ip*/, int& /*port*/) const override {}
     void get_local_ip_and_port(std::string& /*ip*/, int& /*port*/) const override {}
 
-    /** Waits for the next byte; false when the client is gone or idle for too long. */
+    /** Waits for the next byte; false if the client has disconnected or times out. */
     bool waitForData()
     {
         if (m_next == m_end) {
@@ -115,7 +114,7 @@ bool StoppableServer::enter(socket_t sock)
     return !m_isStopping;
 }
 
-// Closed under the lock: the number may belong to another connection at once.
+// Closed under the lock: the descriptor may be reused by another connection immediately.
 void StoppableServer::leave(socket_t sock)
 {
     const std::lock_guard<std::mutex> lock(m_mutex);

@@ -8,14 +8,14 @@
 namespace demo {
 
 /**
- * An httplib server that can be stopped at once: it knows its connections and shuts them down.
+ * An httplib server that can be stopped immediately: it shuts down its open connections.
  *
- * As it comes, httplib waits for every idle connection to run into its time-out, a second at least.
+ * By itself httplib waits until each idle connection times out, at least a second.
  */
 class StoppableServer : public httplib::Server
 {
 public:
-    /** Ends all connections, those that are about to be accepted included, then the listening. */
+    /** Closes all connections, including those being accepted, and stops listening. */
     void stopAtOnce();
 
 private:

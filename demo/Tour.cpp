@@ -48,7 +48,7 @@ bool always()
     return true;
 }
 
-// Without a display the screen has 800 x 600 pixels, at 200 % half of that, and dialogs keep within
+// Without a display the screen has 800 x 600 pixels, half of that at 200 %, and dialogs must fit on
 // it.
 void enlargePackageDialog()
 {
@@ -103,7 +103,7 @@ Tour::~Tour()
 
 void Tour::start()
 {
-    // As if the host had just been installed.
+    // Settings as after the host's installation.
     zk::SoftwareUpdateWidgetSettings settings;
     settings.checkForUpdates = true;
     m_client.applyDialogSettings(settings);
@@ -249,7 +249,7 @@ void Tour::addInstallationScene()
 
 void Tour::addFailureScene()
 {
-    // Both platforms: which one stands first in the table is the document's business.
+    // Both platforms: the document determines which one comes first in the table.
     m_player.add(QStringLiteral("the file disappears from the server"), always, [this] {
         for (const char* const platform : {"win32", "win64"}) {
             m_server.setAnswer(packagePath(QStringLiteral("4.3.0"), QLatin1String(platform),

@@ -17,8 +17,7 @@ namespace demo {
 class MainWindow;
 class UpdateServer;
 
-/** What a user would do with Camera Desk, from the first check to an installation, played without
- * one. */
+/** Plays what a user would do with Camera Desk, from the first check to an installation. */
 class Tour : public QObject
 {
     Q_OBJECT
@@ -32,7 +31,7 @@ public:
     void start();
 
 public slots:
-    /** Stands in for the web browser. */
+    /** Replaces the web browser. */
     void openPage(const QUrl& url);
 
 private:

@@ -44,7 +44,7 @@ void TourPlayer::start()
     schedule();
 }
 
-// A new timer each time: one that is being handled does not fire inside nested event loops.
+// A new timer each time: a timer does not fire in nested event loops of its own slot.
 void TourPlayer::schedule()
 {
     m_waiting.start();

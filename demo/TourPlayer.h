@@ -12,9 +12,9 @@ class QWidget;
 namespace demo {
 
 /**
- * Plays a list of steps one after the other, each as soon as it can be played.
+ * Plays a list of steps in order, each as soon as its condition holds.
  *
- * A step may open a dialog that is executed: the next step is due inside its event loop.
+ * A step may execute a dialog: the next step then runs in its event loop.
  */
 class TourPlayer : public QObject
 {
@@ -25,18 +25,20 @@ public:
     using Action = std::function<void()>;
     using Finder = std::function<QWidget*()>;
 
-    /** Pictures go to the folder @p pictures; empty: none are taken. @p prefix begins their names.
+    /**
+     * Saves pictures in the folder @p pictures (empty: none), with names that begin with @p prefix.
      */
     TourPlayer(QString pictures, QString prefix);
     ~TourPlayer() override;
 
-    /** @p text is printed when the step is played, which is when @p isReady holds. */
+    /** Adds a step, played once @p isReady holds; @p text is printed then. */
     void add(const QString& text, const Condition& isReady, const Action& act);
-    /** A picture of the window that @p find finds, once it is there. */
+    /** Adds a picture of the window that @p find returns, taken once it exists. */
     void addPicture(const QString& name, const Finder& find);
 
-    /** Ends the event loop with 0 after the last step, with 1 when a step does not come about in 20
-     * s. */
+    /**
+     * Ends the event loop with 0 after the last step, with 1 if a step is not ready within 20 s.
+     */
     void start();
 
 private:

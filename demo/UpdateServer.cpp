@@ -15,7 +15,8 @@ using Answer = UpdateServer::Answer;
 
 namespace {
 
-// Idle connections hold a worker each, and browsers and QNetworkAccessManager open six at a time.
+// Each idle connection occupies a worker, and browsers and QNetworkAccessManager open six at a
+// time.
 constexpr std::size_t workers = 24;
 
 } // namespace
@@ -26,7 +27,7 @@ public:
     Private()
     {
         m_server.new_task_queue = [] { return new httplib::ThreadPool(workers); };
-        // Without options: the default would let another process listen on the same port.
+        // No socket options: the default ones would let another process listen on the same port.
         m_server.set_socket_options([](socket_t) {});
         m_server.set_tcp_nodelay(true);
         m_server.set_pre_routing_handler(
@@ -39,7 +40,7 @@ public:
             return;
         }
         m_thread = std::thread([this] { m_server.listen_after_bind(); });
-        // Stopping a server that does not run yet does nothing.
+        // Stopping a server that is not running yet has no effect.
         while (!m_server.is_running()) {
             std::this_thread::sleep_for(std::chrono::milliseconds(1));
         }
@@ -98,7 +99,7 @@ private:
         send(given, response);
     }
 
-    // Through a provider: a plain body would be compressed behind our back.
+    // Through a content provider: httplib would compress a plain body.
     void send(const std::shared_ptr<const Answer>& given, httplib::Response& response)
     {
         const std::string type = given->contentType.toStdString();
@@ -117,7 +118,7 @@ private:
             });
     }
 
-    /** False when the server is stopped before @p duration is over. */
+    /** False if the server is stopped before @p duration has elapsed. */
     bool pause(std::chrono::milliseconds duration)
     {
         std::unique_lock<std::mutex> lock(m_mutex);

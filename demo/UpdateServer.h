@@ -9,27 +9,28 @@
 namespace demo {
 
 /**
- * An HTTP server for one update document and what it links to, on 127.0.0.1 and a free port.
+ * An HTTP server for an update document and the files that it links to, on 127.0.0.1 and a free
+ * port.
  *
- * It listens as soon as it is constructed, on threads of its own; every member may be called from
- * any thread. The destructor gives up hanging and slow answers and returns within about a second,
- * which is how long a connection kept alive by a client may stay idle.
+ * Listens from its construction on, on threads of its own; all members are thread-safe. The
+ * destructor aborts hanging and slow answers and returns within about a second, the time-out of
+ * idle connections.
  */
 class UpdateServer
 {
 public:
-    /** What is sent for a path. */
+    /** The answer for a path. */
     struct Answer
     {
         int status = 200;
         QByteArray contentType;
-        /** Sent as it stands: nothing is compressed on the way. */
+        /** Sent unchanged, without compression. */
         QByteArray body;
-        /** The body goes out in pieces of this many bytes ... */
+        /** The body is sent in pieces of this many bytes ... */
         int pieceSize = 64 * 1024;
         /** ... with a pause of this many milliseconds before each. */
         int pause = 0;
-        /** Say nothing at all until the server stops, which ends the connection. */
+        /** Send nothing until the server stops, which closes the connection. */
         bool hang = false;
     };
 
@@ -38,18 +39,19 @@ public:
     UpdateServer(const UpdateServer&) = delete;
     UpdateServer& operator=(const UpdateServer&) = delete;
 
-    /** False when no port could be had; nothing else works then. */
+    /** False if no port was available; nothing else works then. */
     [[nodiscard]] bool isListening() const;
     [[nodiscard]] quint16 port() const;
     /** The address of @p path on this server. */
     [[nodiscard]] QUrl url(const QString& path = documentPath()) const;
-    /** Where the update document is: "/updates.xml". */
+    /** The path of the update document: "/updates.xml". */
     [[nodiscard]] static QString documentPath();
 
-    /** From the next request on @p document is the answer for documentPath(). */
+    /** Sets the answer for documentPath() to @p document, from the next request on. */
     void setDocument(const QByteArray& document);
-    /** From the next request on @p answer is given for @p path, whatever the query. Other paths:
-     * 404. */
+    /**
+     * Sets the answer for @p path, whatever the query, from the next request on. Other paths: 404.
+     */
     void setAnswer(const QString& path, const Answer& answer);
     /** The answer for @p path; a 404 for a path never set. */
     [[nodiscard]] Answer answer(const QString& path) const;

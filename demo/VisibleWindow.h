@@ -5,7 +5,7 @@
 
 namespace demo {
 
-/** The first visible top-level window of class @p Window, null when there is none. */
+/** The first visible top-level window of class @p Window; null if there is none. */
 template <typename Window>
 Window* visibleWindow()
 {

@@ -28,8 +28,8 @@ namespace {
 
 bool isExpected(const QString& message)
 {
-    // The offscreen platform says so for every window; and the library's settings dialog connects a
-    // signal that its panel has only with an address, which does no harm.
+    // The offscreen platform prints this for every window. The library's settings dialog connects a
+    // signal that its panel has only with an argument, which is harmless.
     return message.startsWith(QLatin1String("This plugin does not support ")) ||
            message.contains(QLatin1String("zk::SoftwareUpdateWidget::checkForUpdate()")) ||
            message.contains(QLatin1String("(sender name:   'SoftwareUpdateGui')"));
@@ -45,7 +45,7 @@ void reportMessage(QtMsgType type, const QMessageLogContext& /*context*/, const 
     }
 }
 
-/** All translators of the process; they must live as long as windows do. */
+/** All translators of the process; they must outlive all windows. */
 class Language
 {
 public:
@@ -53,9 +53,15 @@ public:
         : m_hostTexts(language.isEmpty() ? QLocale().name().left(2) : language)
     {
         const QLocale locale = language.isEmpty() ? QLocale() : QLocale(language);
-        if (m_qtTexts.load(locale, QStringLiteral("qtbase"), QStringLiteral("_"),
-                           QLibraryInfo::location(QLibraryInfo::TranslationsPath))) {
-            QCoreApplication::installTranslator(&m_qtTexts);
+        // Shipped beside the program, otherwise installed in Qt's own folder.
+        const QString shipped =
+            QCoreApplication::applicationDirPath() + QLatin1String("/translations");
+        const QString installed = QLibraryInfo::location(QLibraryInfo::TranslationsPath);
+        for (const QString& folder : {shipped, installed}) {
+            if (m_qtTexts.load(locale, QStringLiteral("qtbase"), QStringLiteral("_"), folder)) {
+                QCoreApplication::installTranslator(&m_qtTexts);
+                break;
+            }
         }
         if (m_libraryTexts.load(locale)) {
             QCoreApplication::installTranslator(&m_libraryTexts);
@@ -69,7 +75,7 @@ private:
     demo::HostTranslator m_hostTexts;
 };
 
-/** The server that the command line asks for: one that runs already, or one of our own. */
+/** The server chosen on the command line: a running one, or one of our own. */
 class Publication
 {
 public:
@@ -82,7 +88,7 @@ public:
     }
 
     [[nodiscard]] bool isReachable() const { return !m_url.isEmpty(); }
-    /** Null when it is not our own, and when it is to be stopped. */
+    /** Null if the server is not our own, or is stopped. */
     [[nodiscard]] demo::UpdateServer* server() const { return m_server.get(); }
     [[nodiscard]] const QString& url() const { return m_url; }
 
@@ -102,6 +108,9 @@ private:
             m_server->setDocument(demo::emptyDocument());
         } else if (kind == Options::eHanging) {
             m_server->setAnswer(demo::UpdateServer::documentPath(), demo::UpdateServer::hanging());
+        } else if (kind == Options::eFailing) {
+            m_server->setAnswer(demo::UpdateServer::documentPath(),
+                                demo::UpdateServer::failure(500));
         } else if (kind == Options::eStopped) {
             m_server.reset();
         }
@@ -112,7 +121,7 @@ void startClient(const Options& options, const QString& url, AppSettings& settin
 {
     SoftwareUpdateClient::init(
         demo::productName(), zk::VersionNumber(options.hostVersion.toStdWString()), url, &settings);
-    // The client starts with exe alone; it reads the list anew each time.
+    // The client initialises the list with exe only; it reads it again each time.
     settings.set(QStringLiteral("exe,zip"), AppSettings::SoftwareUpdateGroup,
                  AppSettings::UpdateInstallableSuffixes, false);
     zk::SoftwareUpdate::TCurrentCameraVersions versions;
@@ -169,14 +178,14 @@ int main(int argc, char* argv[])
 {
     qInstallMessageHandler(reportMessage);
 #ifndef Q_OS_WIN
-    // File names are UTF-8 also where the locale that is asked for is not installed.
+    // File names are UTF-8 even if the requested locale is not installed.
     QTextCodec::setCodecForLocale(QTextCodec::codecForName("UTF-8"));
 #endif
     QCoreApplication::setAttribute(Qt::AA_EnableHighDpiScaling);
     QCoreApplication::setAttribute(Qt::AA_UseHighDpiPixmaps);
     const QApplication application(argc, argv);
     if (QGuiApplication::platformName() == QLatin1String("offscreen")) {
-        // Its own font is half as large again as that of any desktop.
+        // Its default font is half as large again as usual desktop fonts.
         QFont font = QApplication::font();
         font.setPointSize(9);
         QApplication::setFont(font);

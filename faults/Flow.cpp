@@ -101,11 +101,13 @@ void Flow::start()
     connect(downloader->findChild<QNetworkAccessManager*>(), &QNetworkAccessManager::finished, this,
             [this] { reach(Act::eReceived); });
     connect(downloader, &FileDownloader::finished, this, [this] { reach(Act::eWhole); });
+    connect(m_client, &SoftwareUpdateClient::stateChanged, this, &Flow::actInSlot);
+    connect(m_client, &SoftwareUpdateClient::messageChanged, this, &Flow::actInSlot);
     reach(Act::eCheck);
     m_client->performUpdateCheck(m_peer.documentUrl());
 }
 
-// Called every millisecond, in nested event loops too; must not start one of its own.
+// Called every millisecond, also in nested event loops; must not start one itself.
 void Flow::tick()
 {
     if (m_sinceTick.isValid()) {
@@ -131,16 +133,16 @@ void Flow::tick()
         m_ticksSinceBusy = 0;
         return;
     }
-    // Qt keeps connections on which it need not ask for anything any more.
-    // In ticks, not in time: while the machine stands still, no answer comes either.
+    // Qt keeps idle connections open. In ticks, not in time: while the machine is stalled, no
+    // answer arrives either.
     constexpr int longestAnswer = 500;
     if (m_peer.isConnected() && m_ticksSinceBusy >= 0 &&
         ++m_ticksSinceBusy < longestAnswer * slowness()) {
         m_idleTicks = 0;
         return;
     }
-    // What is queued comes first; between two requests of a client without windows, nothing shows
-    // that it is busy.
+    // Queued events first: between two requests of a client without windows, nothing shows that it
+    // is busy.
     if (++m_idleTicks < (m_hasActed ? 40 : 3)) {
         return;
     }
@@ -154,7 +156,7 @@ void Flow::tick()
     m_loop.quit();
 }
 
-// Nobody waits for 15 s here, or for ever.
+// Do not wait for the time-out of 15 s, or for ever.
 void Flow::hurry()
 {
     const bool isSilent =
@@ -237,22 +239,32 @@ void Flow::reach(Act::Stage stage)
 
 bool Flow::eventFilter(QObject* object, QEvent* event)
 {
-    // The client leaves them alive.
+    // The client does not delete them.
     if (event->type() == QEvent::ChildAdded && object->inherits("zk::DownloadManager")) {
         m_managers << object;
     }
     if (event->type() == QEvent::Show && qobject_cast<QProgressDialog*>(object)) {
         reach(Act::eDownload);
     }
-    // Not timers, which time alone decides on, except where they are the turns of the work itself.
+    // Not timers, which depend on time, except those that drive the work itself.
     const bool isTurn = m_plan.act.stage == Act::eReceived && object != &m_tick;
     const bool counts = (event->type() != QEvent::Timer || isTurn) && object != this;
     if (counts && !m_hasActed && m_plan.act.kind != Act::eNothing &&
         m_stages.contains(m_plan.act.stage) && ++m_events > m_plan.act.events) {
         m_hasActed = true;
-        QMetaObject::invokeMethod(this, &Flow::act, Qt::QueuedConnection);
+        m_isSlotDue = m_plan.act.isInSlot;
+        if (!m_isSlotDue) {
+            QMetaObject::invokeMethod(this, &Flow::act, Qt::QueuedConnection);
+        }
     }
     return false;
+}
+
+void Flow::actInSlot()
+{
+    if (std::exchange(m_isSlotDue, false)) {
+        act();
+    }
 }
 
 void Flow::act()
@@ -286,7 +298,29 @@ void Flow::act()
     case Act::eRemoveTemporaryFolder:
         m_sandbox.removeTemporaryFolder();
         break;
+    case Act::eCloseList:
+        if (auto* const offer = visibleWindow<SoftwareUpdateAvailableDialog>()) {
+            offer->close();
+        }
+        break;
+    case Act::eCloseProgress:
+        if (auto* const progress = visibleWindow<QProgressDialog>()) {
+            progress->close();
+        }
+        break;
+    case Act::eLinger:
+        linger();
+        break;
     }
+}
+
+void Flow::linger()
+{
+    QEventLoop loop;
+    QTimer::singleShot(m_plan.patienceMs, &loop, &QEventLoop::quit);
+    ++m_calls;
+    loop.exec();
+    --m_calls;
 }
 
 void Flow::cancel()

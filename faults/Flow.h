@@ -5,6 +5,7 @@
 #include "Sandbox.h"
 
 #include "client/SoftwareUpdateClient.h"
+#include "install/FileDownloader.h"
 #include "support/AppSettings.h"
 
 #include <QElapsedTimer>
@@ -18,10 +19,10 @@ class QProgressDialog;
 
 namespace zk::faults {
 
-/** What became of a flow. */
+/** The result of a flow. */
 struct Outcome
 {
-    /** What must not be; empty when all is well. */
+    /** The violated conditions; empty if all is well. */
     QStringList violations;
     /** "program started", "tree handed over", "state 6", ... for the summary. */
     QString end;
@@ -29,8 +30,8 @@ struct Outcome
 };
 
 /**
- * One flow in full: a host with a client, a person who installs what is offered, and everything
- * that its plan has go wrong. Then it looks at what is left.
+ * Runs one complete flow: a host with a client, a user who installs what is offered, and all faults
+ * of the plan. Then examines what is left.
  */
 class Flow : public QObject
 {
@@ -42,7 +43,7 @@ public:
 
     Outcome run();
 
-    /** To be called instead of execv(), which would end this process. */
+    /** Called instead of execv(), which would end this process. */
     static int handOver(const QStringList& arguments);
 
     bool eventFilter(QObject* object, QEvent* event) override;
@@ -60,7 +61,7 @@ private:
     QTimer m_tick;
     QElapsedTimer m_clock;
     QElapsedTimer m_sinceTick;
-    /** -1: never busy yet. */
+    /** -1: not busy yet. */
     int m_ticksSinceBusy = -1;
     qint64 m_waitingSince = -1;
     QObjectList m_managers;
@@ -69,6 +70,7 @@ private:
     int m_calls = 0;
     int m_idleTicks = 0;
     bool m_hasActed = false;
+    bool m_isSlotDue = false;
     bool m_hasInstalled = false;
     bool m_wasParentClosed = false;
     bool m_wasClientDeleted = false;
@@ -85,7 +87,9 @@ private:
     [[nodiscard]] bool isUnpacking() const;
     [[nodiscard]] bool hasOffer() const;
     void reach(Act::Stage stage);
+    void actInSlot();
     void act();
+    void linger();
     void cancel();
     void deleteClient();
     void tearDown();

@@ -1,4 +1,4 @@
-// What is looked at when a flow is over.
+// The checks after a flow.
 
 #include "Flow.h"
 
@@ -21,7 +21,7 @@ void Flow::examineState()
     }
     const int state = m_client->state();
     const bool isEnd = state >= SoftwareUpdate::eUpdateAvailable && state <= SoftwareUpdate::eError;
-    // Without a parent nothing can be offered, and the check stays what it is.
+    // Without a parent nothing can be offered, and the state stays eChecking.
     const bool isParentless =
         m_wasParentClosed && (state == SoftwareUpdate::eChecking || state == SoftwareUpdate::eIdle);
     if (!isEnd && !isParentless) {
@@ -87,7 +87,7 @@ bool Flow::mayStay(const QString& folder, const Tree& files) const
     if (m_peer.mayUnpack(files)) {
         return true;
     }
-    // While it was being unpacked: what is left may stay, but never be handed over.
+    // During unpacking: the rest may stay, but must never be handed over.
     if (m_hasActed && m_plan.act.kind == Act::eRemoveTemporaryFolder && !files.isEmpty() &&
         m_peer.mayBePartOfTree(files)) {
         return true;
@@ -101,7 +101,7 @@ bool Flow::mayStay(const QString& folder, const Tree& files) const
             return rest.isEmpty();
         }
     }
-    // By design: nobody is there to be told, and nothing is erased behind a person's back.
+    // By design: there is nobody to inform, and nothing is erased without the user's knowledge.
     return m_wasParentClosed;
 }
 

@@ -49,11 +49,20 @@ QByteArray elsewhere(const test::ScriptedServer& server, int number)
     return places[number % int(std::size(places))];
 }
 
-/** An answer of status 200 whose header may say something else about the body's length. */
+/** An answer with status 200 whose header may declare another body length. */
 QByteArray response(const QByteArray& body, const QByteArray& length)
 {
     return "HTTP/1.1 200 OK\r\nConnection: close\r\n" +
            (length.isEmpty() ? length : "Content-Length: " + length + "\r\n") + "\r\n" + body;
+}
+
+/** The first @p part millionths of @p body in compressed form. */
+Answer compressed(const QByteArray& body, int part)
+{
+    // qCompress() puts four bytes before the stream.
+    const QByteArray packed = qCompress(body).mid(4);
+    return test::http(200, packed.left(int(qint64(packed.size()) * part / millionths)),
+                      "Content-Encoding: deflate\r\n");
 }
 
 QByteArray signatureOf(const QByteArray& file, const publisher::SecretKey& key,
@@ -94,7 +103,7 @@ bool Peer::mayDispatch() const
         return true;
     }
     switch (m_plan.signature.kind) {
-    // What arrives of it may happen to be all that counts.
+    // The part that arrives may contain everything that counts.
     case Fault::eNoLength:
     case Fault::eWrongLength:
     case Fault::eLoop:
@@ -102,6 +111,7 @@ bool Peer::mayDispatch() const
     case Fault::eNone:
     case Fault::eDelay:
     case Fault::eDrip:
+    case Fault::eCompressed:
         return m_plan.forgery == Plan::eNoForgery;
     default:
         return false;
@@ -123,7 +133,7 @@ QByteArray Peer::firstLines()
     return "#!/bin/sh\n: > \"$0.arguments\"\nexit 0\n";
 }
 
-// Variant 0 is the one that is signed; 1 is what lies on the server instead.
+// Variant 0 is the signed one; 1 is on the server instead.
 QByteArray Peer::makePackage(int variant)
 {
     if (m_plan.isArchive) {
@@ -152,7 +162,7 @@ QByteArray Peer::makeArchive(int variant)
         item.crc = 1;
         return builder.add(item).bytes();
     }
-    // With keys, only what is signed may ever be unpacked.
+    // With keys, only signed archives may be unpacked.
     if (variant == 0 || !m_plan.hasKeys) {
         m_trees << tree;
     }
@@ -235,6 +245,13 @@ void Peer::serve(const QByteArray& path, const QByteArray& body, const Fault& fa
         arriving.clear();
         answer.bytes = noise(m_plan, 9, 500);
         break;
+    case Fault::eCompressed:
+        answer = compressed(body, millionths);
+        break;
+    case Fault::eCompressedAndCut:
+        arriving.clear();
+        answer = compressed(body, fault.number);
+        break;
     case Fault::eElsewhere:
         arriving.clear();
         answer = test::redirect(fault.status, elsewhere(m_server, fault.number));
@@ -257,7 +274,7 @@ void Peer::serve(const QByteArray& path, const QByteArray& body, const Fault& fa
 void Peer::lead(const QByteArray& path, const Fault& fault, const Answer& last)
 {
     if (fault.kind == Fault::eLoop) {
-        // An odd one leads to itself, an even one to and fro.
+        // An odd one redirects to itself, an even one back and forth.
         const QByteArray back = fault.number % 2 == 1 ? path : "/back" + path;
         QList<Answer> answers;
         for (int i = 0; i < fault.number; ++i) {

@@ -10,10 +10,10 @@
 
 namespace zk::faults {
 
-/** Files by their path relative to some folder. */
+/** File contents by relative path. */
 using Tree = QMap<QString, QByteArray>;
 
-/** The update server of one flow: it does what the plan says, and knows what may come of it. */
+/** The update server of one flow: executes the plan and knows the allowed results. */
 class Peer
 {
 public:
@@ -25,14 +25,14 @@ public:
 
     /** Whether a program with this content may be started. */
     [[nodiscard]] bool mayStart(const QByteArray& content) const;
-    /** Whether anything may be started at all: without keys, or with a signature that can hold. */
+    /** Whether anything may be started: without keys, or with a signature that can be valid. */
     [[nodiscard]] bool mayDispatch() const;
-    /** Whether these files may stand where an archive was unpacked. */
+    /** Whether an unpacked archive may consist of these files. */
     [[nodiscard]] bool mayUnpack(const Tree& tree) const { return m_trees.contains(tree); }
-    /** Whether these files, and others that are missing, may. */
+    /** The same if some files are missing. */
     [[nodiscard]] bool mayBePartOfTree(const Tree& files) const;
 
-    /** What each program that is sent does first: it leaves a note beside itself. */
+    /** The first action of each published program: it writes a note beside itself. */
     static QByteArray firstLines();
 
 private:
@@ -41,7 +41,7 @@ private:
     publisher::SecretKey m_other{QByteArray(32, 'x')};
     test::ScriptedServer m_server;
     QByteArray m_package;
-    /** What the server's answers can amount to, in HTTP's own terms. */
+    /** The possible results of the server's answers, in HTTP terms. */
     QSet<QByteArray> m_bodies;
     QList<Tree> m_trees;
 

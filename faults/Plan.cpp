@@ -12,7 +12,7 @@ namespace {
 
 constexpr int millionths = 1'000'000;
 
-/** Dice that fall alike on every platform. */
+/** A random generator with the same sequence on all platforms. */
 class Dice
 {
 public:
@@ -21,7 +21,7 @@ public:
     {
     }
 
-    /** One of 0 to @p end - 1. */
+    /** A number from 0 to @p end - 1. */
     int below(int end) { return m_generator.bounded(end); }
     int between(int first, int last) { return first + below(last - first + 1); }
     bool oneIn(int n) { return below(n) == 0; }
@@ -50,7 +50,7 @@ Fault drawFault(Dice& dice)
                                    404, 407, 408, 410, 416, 429, 500, 502, 503, 504};
     static const int redirects[] = {301, 302, 303, 307, 308};
     Fault fault;
-    fault.kind = Fault::Kind(dice.between(Fault::eDelay, Fault::eNoHttp));
+    fault.kind = Fault::Kind(dice.between(Fault::eDelay, Fault::eCompressedAndCut));
     fault.status = dice.of(redirects);
     switch (fault.kind) {
     case Fault::eDelay:
@@ -79,11 +79,13 @@ Fault drawFault(Dice& dice)
 Act drawAct(Dice& dice)
 {
     Act act;
-    act.kind = Act::Kind(dice.between(Act::eCancel, Act::eRemoveTemporaryFolder));
+    act.kind = Act::Kind(dice.between(Act::eCancel, Act::eLinger));
     act.stage = Act::Stage(dice.between(Act::eCheck, Act::eWhole));
     act.events = act.stage == Act::eReceived
                      ? dice.below(6)
                      : dice.logarithmic(act.stage == Act::eWhole ? 60 : 250);
+    // The client says that it must not be deleted from a slot of its own.
+    act.isInSlot = dice.oneIn(3) && act.kind != Act::eDeleteClient;
     return act;
 }
 
@@ -123,19 +125,28 @@ void drawTrouble(Dice& dice, Plan& plan)
     default:
         plan.act = drawAct(dice);
         if (plan.act.stage == Act::eReceived && !plan.isArchive) {
-            plan.size += 30'000'000; // which takes several turns of the event loop to write
+            plan.size += 30'000'000; // takes several iterations of the event loop to write
         }
         break;
     }
 }
 
-const char* const kinds[] = {"in order",      "delayed by ms",  "dripping by",   "cut and closed",
-                             "cut and reset", "cut and silent", "length off by", "no length, cut",
-                             "status",        "redirects",      "redirect loop", "elsewhere",
-                             "HTML",          "empty",          "no HTTP"};
-const char* const acts[] = {
-    "nothing",     "cancel",        "close the parent", "delete client",
-    "check again", "install again", "abort update",     "remove the temporary folder"};
+const char* const kinds[] = {"in order",       "delayed by ms",  "dripping by",   "cut and closed",
+                             "cut and reset",  "cut and silent", "length off by", "no length, cut",
+                             "status",         "redirects",      "redirect loop", "elsewhere",
+                             "HTML",           "empty",          "no HTTP",       "compressed",
+                             "compressed, cut"};
+const char* const acts[] = {"nothing",
+                            "cancel",
+                            "close the parent",
+                            "delete client",
+                            "check again",
+                            "install again",
+                            "abort update",
+                            "remove the temporary folder",
+                            "close the list",
+                            "close the progress",
+                            "linger"};
 const char* const stages[] = {"the check", "the install", "the download", "the writing",
                               "the whole file"};
 const char* const contents[] = {"", "changed meanwhile", "climbing archive", "damaged archive"};
@@ -148,8 +159,8 @@ const char* const surroundings[] = {"", "full disk", "file limit", "no temporary
 
 bool Fault::isHarmless() const
 {
-    // A check does not follow the last status; the other limit is that of downloads.
-    return kind == eNone || kind == eDelay || kind == eDrip ||
+    // Checks do not follow the last status; the other limit is that of downloads.
+    return kind == eNone || kind == eDelay || kind == eDrip || kind == eCompressed ||
            (kind == eRedirects && number <= 50 && status != 308);
 }
 
@@ -187,10 +198,12 @@ QString Plan::text() const
     add(forgery != eNoForgery, QLatin1String(forgeries[forgery]));
     add(surroundings != eFine,
         QStringLiteral("%1 (%2)").arg(QLatin1String(faults::surroundings[surroundings])).arg(room));
-    add(act.kind != Act::eNothing, QStringLiteral("%1 %2 events after the start of %3")
-                                       .arg(QLatin1String(acts[act.kind]))
-                                       .arg(act.events)
-                                       .arg(QLatin1String(stages[act.stage])));
+    add(act.kind != Act::eNothing,
+        QStringLiteral("%1%4 %2 events after the start of %3")
+            .arg(QLatin1String(acts[act.kind]))
+            .arg(act.events)
+            .arg(QLatin1String(stages[act.stage]))
+            .arg(act.isInSlot ? QStringLiteral(" in a slot") : QString()));
     return list.join(QStringLiteral("; "));
 }
 

@@ -5,36 +5,40 @@
 
 namespace zk::faults {
 
-/** What is wrong with one answer of the server. */
+/** A fault in one answer of the server. */
 struct Fault
 {
     enum Kind {
         eNone,
-        /** Nothing for @ref number milliseconds, then the answer. */
+        /** Silence for @ref number milliseconds, then the answer. */
         eDelay,
-        /** In drops of @ref number bytes. */
+        /** In pieces of @ref number bytes. */
         eDrip,
-        /** The first @ref number millionths of the answer's bytes, then the end. */
+        /** Cut off after @ref number millionths of the answer's bytes. */
         eCutAndClosed,
         eCutAndReset,
         eCutAndSilent,
-        /** The Content-Length is off by @ref number bytes. */
+        /** The Content-Length is wrong by @ref number bytes. */
         eWrongLength,
         /** No Content-Length, and @ref number millionths of the body. */
         eNoLength,
         /** The HTTP status @ref number. */
         eStatus,
-        /** @ref number hops, the answer behind the last one. */
+        /** @ref number hops, followed by the answer. */
         eRedirects,
-        /** To itself (or to and fro), @ref number times. */
+        /** A redirect to itself (or back and forth), @ref number times. */
         eLoop,
-        /** A redirect to another kind of place, the @ref number th of a list. */
+        /** A redirect to another kind of address, the @ref number th of a list. */
         eElsewhere,
         /** A page of HTML with status 200. */
         eHtml,
         eEmpty,
-        /** No HTTP at all. */
+        /** Not HTTP. */
         eNoHttp,
+        /** Compressed on its way, whole. */
+        eCompressed,
+        /** The first @ref number millionths of the compressed body, announced as all there is. */
+        eCompressedAndCut,
     };
 
     Kind kind = eNone;
@@ -42,19 +46,19 @@ struct Fault
     /** The status of redirects. */
     int status = 302;
 
-    /** The answer comes in the end, and whole. */
+    /** The complete answer arrives eventually. */
     [[nodiscard]] bool isHarmless() const;
-    /** Whoever waits for this answer may wait for ever. */
+    /** The answer may never arrive. */
     [[nodiscard]] bool isSilent() const { return kind == eCutAndSilent || kind == eElsewhere; }
     [[nodiscard]] QString text() const;
 };
 
-/** Something that a person or the host does in the middle of a flow. */
+/** An action of the user or the host during a flow. */
 struct Act
 {
     enum Kind {
         eNothing,
-        /** Presses the Cancel button there is, whichever. */
+        /** Presses whichever Cancel button is visible. */
         eCancel,
         eCloseParent,
         eDeleteClient,
@@ -62,17 +66,23 @@ struct Act
         eInstallAgain,
         eAbortUpdate,
         eRemoveTemporaryFolder,
+        eCloseList,
+        eCloseProgress,
+        /** Runs an event loop of its own for a while. */
+        eLinger,
     };
-    /** Since when @ref events are counted. */
+    /** The start of the count of @ref events. */
     enum Stage { eCheck, eInstall, eDownload, eReceived, eWhole };
 
     Kind kind = eNothing;
     Stage stage = eCheck;
-    /** It happens after so many events of the application. */
+    /** It happens after this number of events of the application. */
     int events = 0;
+    /** In a slot that the client calls after that, not from the event loop. */
+    bool isInSlot = false;
 };
 
-/** One flow from the check to the installer, and everything that goes wrong in it. */
+/** One flow from the check to the installer, with all its faults. */
 struct Plan
 {
     enum Content { eGenuine, eChangedMeanwhile, eClimbingArchive, eDamagedArchive };
@@ -92,19 +102,19 @@ struct Plan
     Content content = eGenuine;
     Forgery forgery = eNoForgery;
     Surroundings surroundings = eFine;
-    /** Bytes that fit on the disk, or into one file. */
+    /** Capacity of the disk, or of one file, in bytes. */
     int room = 0;
     Act act;
-    /** How long the person at the screen waits for a server that says nothing. */
+    /** How long the user waits for a silent server. */
     int patienceMs = 0;
 
-    /** Nothing in it keeps the package from being installed. */
+    /** Whether nothing in it prevents the installation. */
     [[nodiscard]] bool mustSucceed() const;
-    /** Its faults, one after the other. */
+    /** Its faults as text. */
     [[nodiscard]] QString text() const;
 };
 
-/** Flow @p number of the campaign @p seed: the same one wherever and whenever it is asked for. */
+/** Flow @p number of the campaign @p seed; reproducible on all platforms. */
 Plan drawPlan(quint32 seed, int number);
 
 } // namespace zk::faults

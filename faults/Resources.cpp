@@ -35,7 +35,7 @@ Resources Resources::now()
         char target[4096];
         const QByteArray path = QFile::encodeName(folder.filePath(name));
         const ssize_t size = readlink(path.constData(), target, sizeof target);
-        // The last one is that of the listing.
+        // The last one belongs to the listing itself.
         if (size > 0 && QFile::exists(QString::fromLocal8Bit(path))) {
             found.descriptors << QString::fromLocal8Bit(target, int(size))
                                      .remove(QRegularExpression(QStringLiteral("\\[\\d+\\]$")));
@@ -61,7 +61,7 @@ QStringList Resources::beyond(const Resources& before) const
 
 void returnLargeBlocks()
 {
-    // Setting it at all ends its growing.
+    // Setting it explicitly disables its dynamic growth.
     mallopt(M_MMAP_THRESHOLD, 128 * 1024);
 }
 

@@ -4,25 +4,25 @@
 
 namespace zk::faults {
 
-/** How much slower a sanitizer makes everything; 1 without one. */
+/** The slow-down by a sanitizer; 1 without one. */
 int slowness();
 
-/** What this process holds of the system. */
+/** The system resources of this process. */
 struct Resources
 {
-    /** What its descriptors are of, sorted; numbers that change all the time left out. */
+    /** The targets of its descriptors, sorted, without changing numbers. */
     QStringList descriptors;
     int threads = 0;
 
     static Resources now();
-    /** What is here and not in @p before. */
+    /** The resources that are not in @p before. */
     [[nodiscard]] QStringList beyond(const Resources& before) const;
 };
 
-/** Makes the heap give large blocks back at once: what it keeps for later looks like a leak. */
+/** Makes the heap release large blocks immediately: cached blocks look like a leak. */
 void returnLargeBlocks();
 
-/** Resident memory in KiB, after what is free has been given back. */
+/** Resident memory in KiB, after free memory has been released. */
 long residentKb();
 
 } // namespace zk::faults

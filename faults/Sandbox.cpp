@@ -1,4 +1,4 @@
-// A program alone: nothing else depends on when its static objects are made.
+// A stand-alone program: the initialisation order of its static objects does not matter.
 // clazy:excludeall=non-pod-global-static
 
 #include "Sandbox.h"
@@ -31,7 +31,7 @@ const QByteArray settings = "[SoftwareUpdateGroup]\n"
                             "Geometry=@Rect(1 2 3 4)\n"
                             "Recent=one, two, three\n";
 
-// In a chroot it is not, and with a mount table of its own the program would not find itself there.
+// In a chroot it is not, and with its own mount namespace the program would not find itself there.
 bool isRootMounted()
 {
     QFile table(QStringLiteral("/proc/self/mountinfo"));
@@ -43,7 +43,7 @@ bool isRootMounted()
     });
 }
 
-// In a mount table of our own, which goes with this process.
+// In a mount namespace of our own, which ends with this process.
 bool mountSmallDisk(const QByteArray& folder)
 {
     return isRootMounted() && unshare(CLONE_NEWNS) == 0 &&
@@ -51,7 +51,7 @@ bool mountSmallDisk(const QByteArray& folder)
            mount("faults", folder.constData(), "tmpfs", MS_NOSUID | MS_NODEV, "size=512k") == 0;
 }
 
-// What is read-only shall be so for root, too.
+// Read-only files must be read-only for root too.
 void obeyPermissions()
 {
     __user_cap_header_struct header{_LINUX_CAPABILITY_VERSION_3, 0};
@@ -79,7 +79,7 @@ Sandbox::Sandbox()
     }
     m_hasSmallDisk = mountSmallDisk(QFile::encodeName(path("small")));
     obeyPermissions();
-    // Too large a file is an error of write() then.
+    // A file that is too large then makes write() fail.
     std::signal(SIGXFSZ, SIG_IGN);
     qputenv("HOME", QFile::encodeName(path("home")));
     QDir::setCurrent(path("work"));
@@ -113,7 +113,7 @@ void Sandbox::prepare(const Plan& plan)
     if (plan.surroundings != Plan::eNoTemporaryFolder) {
         QDir().mkpath(m_temporary);
     }
-    // Replaced, so that nobody takes it for the file of the flow before.
+    // Replaced, so it is not mistaken for the previous flow's file.
     QFile::remove(settingsFile());
     test::writeFile(settingsFile(), settings);
     if (m_isOnSmallDisk) {

@@ -7,8 +7,8 @@
 namespace zk::faults {
 
 /**
- * The folders that a flow may touch, with a disk of its own that can be full where the system lets
- * us have one. Make it before any thread is started.
+ * The folders that a flow may touch, on a separate disk of limited size if the system allows
+ * mounting one. Construct it before any thread is started.
  */
 class Sandbox
 {
@@ -18,19 +18,19 @@ public:
     Sandbox(const Sandbox&) = delete;
     Sandbox& operator=(const Sandbox&) = delete;
 
-    /** Makes everything as @p plan wants it; the settings are those of a user who has chosen. */
+    /** Prepares everything for @p plan; the settings are those of a user who has changed them. */
     void prepare(const Plan& plan);
-    /** Takes back what hinders, and leaves everything else for examination. */
+    /** Removes the obstacles and leaves everything else for examination. */
     void restore();
 
     void removeTemporaryFolder() const;
     [[nodiscard]] bool hasSmallDisk() const { return m_hasSmallDisk; }
     [[nodiscard]] QString settingsFile() const;
-    /** What lies in the temporary folder: per entry its name and the files below it. */
+    /** The contents of the temporary folder: the name of each entry and the files below it. */
     [[nodiscard]] QMap<QString, Tree> leftovers() const;
-    /** What lies everywhere else. */
+    /** The contents of all other folders. */
     [[nodiscard]] QStringList otherFiles() const;
-    /** What has become of the user's settings; empty when they are all there. */
+    /** The changes of the user's settings; empty if there are none. */
     [[nodiscard]] QString lostSettings() const;
 
     /** All files below @p folder. */

@@ -1,4 +1,4 @@
-// A program alone: nothing else depends on when its static objects are made.
+// A stand-alone program: the initialisation order of its static objects does not matter.
 // clazy:excludeall=non-pod-global-static
 
 // Complete flows from the check to the installer, with faults drawn at random.
@@ -22,7 +22,7 @@ using namespace zk::faults;
 
 extern "C" int __wrap_execv(const char* path, char* const arguments[]); // NOLINT
 
-// The linker leads the library's calls here.
+// The linker redirects the library's calls here.
 int __wrap_execv(const char* /*path*/, char* const arguments[]) // NOLINT
 {
     QStringList list;
@@ -39,9 +39,9 @@ QStringList warnings;
 
 void collect(QtMsgType type, const QMessageLogContext& /*context*/, const QString& text)
 {
-    // An offscreen window's size; a connection that is published and never made; a reply that is
-    // aborted between its error and its end, for which only a robot presses OK fast enough; one
-    // that is aborted while its host is looked up.
+    // The size of an offscreen window; a published connection that never takes effect; a reply that
+    // is aborted between its error and its end, for which only a robot presses OK fast enough; one
+    // that is aborted during the host lookup.
     static const QStringList known{QStringLiteral("propagateSizeHints"),
                                    QStringLiteral("zk::SoftwareUpdateWidget::checkForUpdate()"),
                                    QStringLiteral("sender name:   'SoftwareUpdateGui'"),
@@ -54,7 +54,7 @@ void collect(QtMsgType type, const QMessageLogContext& /*context*/, const QStrin
     }
 }
 
-/** Runs flows and keeps the figures. */
+/** Runs flows and collects the figures. */
 class Campaign
 {
 public:
@@ -63,7 +63,7 @@ public:
     {
     }
 
-    /** False when something must not be. */
+    /** False if a condition is violated. */
     bool runOne(int number);
     void warmUp();
     bool report(int count);
@@ -91,7 +91,7 @@ Outcome Campaign::play(const Plan& plan)
     return flow.run();
 }
 
-// What is opened once and kept: fonts, certificates, the watcher of child processes.
+// Opened once and kept: fonts, certificates, the watcher of child processes.
 void Campaign::warmUp()
 {
     for (int i = 0; i < 8; ++i) {
@@ -112,7 +112,7 @@ void Campaign::warmUp()
     m_otherFiles = m_sandbox.otherFiles();
 }
 
-// Threads and connections take a moment to end.
+// Threads and connections need a moment to end.
 QStringList Campaign::unreturned() const
 {
     QStringList more;
@@ -161,7 +161,7 @@ bool Campaign::runOne(int number)
     return !outcome.violations.contains(QStringLiteral("comes to no end"));
 }
 
-// Of blocks of a hundred flows: the second against the last.
+// Compares blocks of a hundred flows: the second with the last.
 bool Campaign::hasGrown() const
 {
     constexpr long allowedKb = 8L * 1024;
@@ -199,7 +199,7 @@ bool Campaign::report(int count)
 
 int main(int argc, char* argv[])
 {
-    // Before Qt has a thread of its own; the arguments are read without it.
+    // Before Qt starts threads; the arguments are parsed without it.
     QStringList arguments;
     for (int i = 1; i < argc; ++i) {
         arguments << QString::fromLocal8Bit(argv[i]);
@@ -223,7 +223,7 @@ int main(int argc, char* argv[])
             std::printf("flow %d: %s\n", number, qPrintable(drawPlan(seed, number).text()));
         }
         if (!campaign.runOne(number)) {
-            // Whatever it waits for is still there: nothing after it could be trusted.
+            // It is still waiting for something: later results would not be reliable.
             std::fflush(stdout);
             std::_Exit(1);
         }

@@ -1,7 +1,7 @@
-// The same over and over, in one process: checks with every kind of answer, and each dialog opened
-// and closed. Memory and descriptors must stay where they are.
+// Endurance run in one process: checks with every kind of answer, and each dialog opened and
+// closed. Memory and descriptors must not grow.
 //
-//     faults_soak [CHECKS] [ROUNDS]
+// faults_soak [CHECKS] [ROUNDS]
 
 #include "ClientFixture.h"
 #include "DialogRobot.h"
@@ -29,12 +29,12 @@ using test::Answer;
 
 namespace {
 
-/** Ends the process when something does not happen: no figure after it would mean anything. */
+/** Ends the process if something does not happen: later figures would be meaningless. */
 void await(const std::function<bool()>& condition, const char* what)
 {
     QElapsedTimer clock;
     clock.start();
-    // Wakes the loop up now and then.
+    // Wakes the event loop up periodically.
     QTimer timer;
     timer.start(5);
     while (!condition()) {
@@ -48,7 +48,7 @@ void await(const std::function<bool()>& condition, const char* what)
     }
 }
 
-/** Figures taken in the course of one kind of work. */
+/** Samples taken during one kind of work. */
 class Course
 {
 public:
@@ -58,7 +58,7 @@ public:
     {
     }
 
-    /** Does @p round so many times and takes a sample fifty times. */
+    /** Calls @p round the given number of times and takes fifty samples. */
     void run(const std::function<void(int)>& round)
     {
         for (int i = 0; i < m_rounds; ++i) {
@@ -69,7 +69,7 @@ public:
         }
     }
 
-    /** Prints the first tenth against the last; false when something has grown. */
+    /** Prints the first tenth and the last; false if something has grown. */
     [[nodiscard]] bool report() const
     {
         const int tenth = qMax(1, m_resident.size() / 10);
@@ -77,7 +77,7 @@ public:
         const long last = mean(m_resident.mid(m_resident.size() - tenth));
         const long opened = mean(m_descriptors.mid(0, tenth));
         const long open = mean(m_descriptors.mid(m_resident.size() - tenth));
-        // A sanitizer keeps what is freed.
+        // A sanitizer does not release freed memory.
         constexpr long allowedKb = 2L * 1024;
         const bool isFlat = open <= opened && (slowness() > 1 || last - first <= allowedKb);
         QTextStream(stdout) << (isFlat ? "" : "VIOLATION: ") << m_name << ", " << m_rounds
@@ -94,7 +94,7 @@ private:
     QList<long> m_resident;
     QList<long> m_descriptors;
 
-    // A connection takes a moment to end on both sides.
+    // A connection needs a moment to end on both sides.
     void sample()
     {
         QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
@@ -195,7 +195,7 @@ bool offers(int rounds)
         await([] { return shown<SoftwareUpdateAvailableDialog>(); }, "no offer");
         QMetaObject::invokeMethod(f.client, "installPackage", Q_ARG(int, 0));
         if (!fails) {
-            // Before, Qt would keep the connection.
+            // Earlier, Qt would keep the connection.
             await([&f] { return f.server.requests().size() == 2; }, "no request");
             shown<QProgressDialog>()->findChild<QPushButton*>()->click();
         }
@@ -215,8 +215,8 @@ bool offers(int rounds)
 int main(int argc, char* argv[])
 {
     const QApplication application(argc, argv);
-    // What is printed shall be figures: the offscreen platform has a line for each window, and the
-    // settings dialog one for a connection that is published and never made.
+    // Print figures only: the offscreen platform prints a line for each window, and the settings
+    // dialog one for a published connection that never takes effect.
     qInstallMessageHandler([](QtMsgType, const QMessageLogContext&, const QString&) {});
     const int count = argc > 1 ? std::atoi(argv[1]) : 10'000;
     const int rounds = argc > 2 ? std::atoi(argv[2]) : 500;

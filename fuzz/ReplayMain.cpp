@@ -1,4 +1,4 @@
-// Runs a fuzz target over files, each of which has to pass: corpora and inputs that once failed.
+// Runs a fuzz target on files, all of which must pass: corpora and inputs that failed once.
 
 #include <cstdint>
 #include <cstdio>

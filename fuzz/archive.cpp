@@ -1,4 +1,4 @@
-// A zip archive with anything in it: read, and unpacked into a folder that nothing may leave.
+// Reads an arbitrary zip archive and unpacks it into a folder; no file may be written outside.
 
 #include "support/Exception.h"
 #include "support/ZipReader.h"
@@ -25,13 +25,13 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     try {
         zk::ZipReader reader(zipFile);
         reader.open(QIODevice::NotOpen);
-        // An honest bomb takes its time and says nothing about our code.
+        // A valid zip bomb takes long and shows no fault of our code.
         constexpr qint64 mostBytes = 8LL * 1024 * 1024;
         if (reader.uncompressedSize(reader.fileList()) < mostBytes) {
             reader.extractFiles(target, QRegExp(), QString(), true, reader.fileList());
         }
     } catch (const zk::IOException& error) {
-        // Refused: nothing stays, and the reason says which archive it was.
+        // Refused: no file is left, and the message names the archive.
         if (QDir(target).exists() || !error.message().contains(QStringLiteral("a.zip"))) {
             std::abort();
         }

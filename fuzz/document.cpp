@@ -1,4 +1,4 @@
-// The update document, as any server may send it, and what is selected from it.
+// Parses an arbitrary update document and selects packages from it.
 
 #include "catalogue/DocumentParser.h"
 #include "catalogue/PackageSelection.h"

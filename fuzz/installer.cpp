@@ -1,5 +1,5 @@
-// What UpdateInstaller reads: its command line, one argument a line, and the journal of an earlier
-// run.
+// The inputs of UpdateInstaller: its command line, one argument per line, and the journal of an
+// earlier run.
 
 #include "updateinstaller/CommandLine.h"
 #include "updateinstaller/Journal.h"
@@ -24,7 +24,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         std::abort();
     }
     if (const auto journal = Journal::decode(text)) {
-        // What is understood must come back as it was.
+        // What decodes must encode to the same text.
         const auto again = Journal::decode(journal->encode());
         if (!again || again->encode() != journal->encode()) {
             std::abort();

@@ -1,4 +1,5 @@
-// Signature files and public keys. Nobody signs at random: whatever is parsed must not be accepted.
+// Signature files and public keys. Random input is never signed: whatever is parsed must not be
+// accepted.
 
 #include "support/Minisign.h"
 

@@ -1,9 +1,9 @@
-// The values of a document: sizes, dates, suffixes, names of files, links.
+// Values of a document: sizes, dates, suffixes, file names, links.
 
 #include "catalogue/DocumentValues.h"
-#include "install/DownloadTarget.h"
-#include "install/LinkRule.h"
+#include "install/DownloadFileName.h"
 #include "install/PackagePresentation.h"
+#include "support/LinkRule.h"
 
 #include <QDateTime>
 

@@ -1,4 +1,4 @@
-// Version numbers: any two texts must have one order, and keep it.
+// Version numbers: any two texts must have a consistent order.
 
 #include "support/VersionNumber.h"
 

@@ -1,13 +1,13 @@
-#include "install/DownloadManager.h"
+#include "install/DownloadManagerPrivate.h"
 
-#include "catalogue/DocumentLevel.h"
+#include "catalogue/DocumentNodes.h"
 #include "catalogue/DocumentParser.h"
 #include "catalogue/DocumentValues.h"
+#include "catalogue/DocumentVocabulary.h"
 #include "catalogue/PackageSelection.h"
-#include "catalogue/UpdateDocument.h"
-#include "install/ProcessStart.h"
 #include "support/Exception.h"
 #include "support/FileUtils.h"
+#include "support/ProcessStart.h"
 
 #include <QBuffer>
 #include <QFileInfo>
@@ -53,6 +53,7 @@ bool registerTypes()
 
 DownloadManager::DownloadManager(QObject* parent)
     : QObject(parent)
+    , d(std::make_unique<DownloadManagerPrivate>(this))
 {
 }
 
@@ -135,15 +136,15 @@ int DownloadManager::countNew(const PackageInfoList& packages)
 
 void DownloadManager::setDocumentData(const QByteArray& documentData)
 {
-    m_documentData = documentData;
+    d->documentData = documentData;
 }
 
 PackageInfoList DownloadManager::recentPackages(const PackageInfo& /*filter*/)
 {
-    if (m_documentData.isEmpty()) {
+    if (d->documentData.isEmpty()) {
         return PackageInfoList();
     }
-    QBuffer buffer(&m_documentData);
+    QBuffer buffer(&d->documentData);
     buffer.open(QIODevice::ReadOnly);
     PackageInfoList packages = parseXML(&buffer);
     PackageSelection::markKnown(packages);
@@ -156,7 +157,7 @@ PackageInfoList DownloadManager::recentPackages(const QString& type, const QStri
                                                 const QSet<QString>& platforms,
                                                 const QSet<QString>& languages)
 {
-    if (m_documentData.isEmpty()) {
+    if (d->documentData.isEmpty()) {
         return PackageInfoList();
     }
     PackageInfo filter;
@@ -172,29 +173,29 @@ PackageInfoList DownloadManager::recentPackages(const QString& type, const QStri
 
 void DownloadManager::installLater(const PackageInfo& package, bool flag)
 {
-    m_installPackage = package;
-    m_installPackage.installDeferred = flag;
+    d->installPackage = package;
+    d->installPackage.installDeferred = flag;
 }
 
 void DownloadManager::installLater(const QString& localFile, const QString& second,
                                    const QString& third, const QString& fourth)
 {
-    m_installPackage.localFile = localFile;
-    m_laterPaths[0] = second;
-    m_laterPaths[1] = third;
-    m_laterPaths[2] = fourth;
+    d->installPackage.localFile = localFile;
+    d->laterPaths[0] = second;
+    d->laterPaths[1] = third;
+    d->laterPaths[2] = fourth;
 }
 
 bool DownloadManager::hasInstallPackage() const
 {
-    const QFileInfo file(m_installPackage.localFile);
-    return !m_installPackage.localFile.isEmpty() && file.isFile() &&
-           file.size() == qint64(m_installPackage.fileSize);
+    const QFileInfo file(d->installPackage.localFile);
+    return !d->installPackage.localFile.isEmpty() && file.isFile() &&
+           file.size() == qint64(d->installPackage.fileSize);
 }
 
 PackageInfo& DownloadManager::installPackage()
 {
-    return m_installPackage;
+    return d->installPackage;
 }
 
 void DownloadManager::runInstaller(const QString& filePath)

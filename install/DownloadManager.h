@@ -6,14 +6,15 @@
 #include <QDir>
 #include <QDomElement>
 #include <QObject>
-#include <QPointer>
+
+#include <memory>
 
 class QIODevice;
-class QProgressDialog;
 
 namespace zk {
 
 class Unzipper;
+struct DownloadManagerPrivate;
 
 /**
  * Reading and selecting from update documents, and installing packages for the host application.
@@ -177,18 +178,9 @@ protected:
                                                 const PackageInfo& filter);
 
 private:
-    QByteArray m_documentData;
-    PackageInfo m_installPackage;
-    QString m_laterPaths[3];
-    Unzipper* m_unzipper = nullptr;
-    QString m_unzipDir;
-    QPointer<QProgressDialog> m_progressDialog;
-    qint64 m_progressScale = 1;
-    /** Bytes that are not yet worth one step of the progress dialog. */
-    qint64 m_progressRest = 0;
+    friend struct DownloadManagerPrivate;
 
-    void startProgress(qint64 total);
-    bool unpackWithProgress(const QString& zipFile, const QString& unpackDir);
+    const std::unique_ptr<DownloadManagerPrivate> d;
 };
 
 } // namespace zk

@@ -1,12 +1,15 @@
 #include "install/FileDownloader.h"
 
-#include "install/BodyWriter.h"
-#include "install/LinkRule.h"
+#include "support/BodyWriter.h"
+#include "support/ContentDecoder.h"
+#include "support/LinkRule.h"
 #include "support/Log.h"
+#include "support/ManagerRetirement.h"
 
 #include <QNetworkAccessManager>
 #include <QNetworkProxy>
 #include <QNetworkRequest>
+#include <QPointer>
 #include <QTimer>
 
 #include <limits>
@@ -42,66 +45,108 @@ QUrl redirectTarget(const QNetworkReply& reply, const QVariant& attribute)
 
 } // namespace
 
+/** The requests of a FileDownloader, and the file of the last one. */
+struct FileDownloaderPrivate
+{
+    using Result = FileDownloader::Result;
+    /** Whether the error of a result has been emitted by its reply already. */
+    enum Report { eKnownError, eNewError };
+
+    explicit FileDownloaderPrivate(FileDownloader* downloader)
+        : q(downloader)
+        , manager(new QNetworkAccessManager(downloader))
+    {
+    }
+
+    FileDownloader* const q;
+    QNetworkAccessManager* const manager;
+    /** Of the last request. */
+    QPointer<QNetworkReply> current;
+    /** Writes the body of the current reply. */
+    QPointer<BodyWriter> currentWriter;
+    QString filePath;
+    int redirects = 0;
+    FileDownloader::CompletionCallback completed;
+
+    void get(const QUrl& url);
+    void stopOversized(QNetworkReply* reply, qint64 received, qint64 total) const;
+    bool followRedirect(QNetworkReply* reply);
+    void refuse(QNetworkReply* reply, QNetworkReply::NetworkError code) const;
+    void write(BodyWriter* writer, const Result& result) const;
+    void deliver(BodyWriter* writer, Result result, Report report) const;
+    void conclude(const Result& result, Report report, const QString& path) const;
+    void complete(const Result& result) const;
+};
+
 FileDownloader::FileDownloader(QObject* parent)
     : QObject(parent)
-    , m_manager(new QNetworkAccessManager(this))
+    , d(std::make_unique<FileDownloaderPrivate>(this))
 {
-    connect(m_manager, SIGNAL(finished(QNetworkReply*)), this,
+    connect(d->manager, SIGNAL(finished(QNetworkReply*)), this,
             SLOT(fileDownloaded(QNetworkReply*)));
 }
 
 FileDownloader::~FileDownloader()
 {
-    if (m_isDelivering) {
-        // The manager is still busy with the signal that led here.
-        m_manager->setParent(nullptr);
-        m_manager->deleteLater();
+    d->manager->disconnect(this);
+    // No signal of a reply may reach a half-destroyed object. The manager may be emitting the very
+    // signal that led here, so it is deleted later.
+    const QList<QNetworkReply*> replies = d->manager->findChildren<QNetworkReply*>();
+    for (QNetworkReply* reply : replies) {
+        reply->disconnect(this);
     }
+    d->manager->setParent(nullptr);
+    retireNetworkManager(d->manager);
 }
 
 void FileDownloader::downloadFile(const QUrl& url, const QString& filePath)
 {
-    m_filePath = filePath;
-    m_redirects = 0;
-    get(url);
+    d->filePath = filePath;
+    d->redirects = 0;
+    d->get(url);
 }
 
 void FileDownloader::abortDownload()
 {
-    if (m_writer) {
+    if (d->currentWriter) {
         // The reply has ended, and cannot be aborted any more.
-        m_writer->close();
-        deliver(m_writer, {QNetworkReply::OperationCanceledError, httpStatus(*m_reply)}, true);
-    } else if (m_reply) {
-        m_reply->abort();
+        d->currentWriter->close();
+        Result aborted;
+        aborted.error = QNetworkReply::OperationCanceledError;
+        aborted.httpStatus = httpStatus(*d->current);
+        d->deliver(d->currentWriter, aborted, FileDownloaderPrivate::eNewError);
+    } else if (d->current) {
+        d->current->abort();
     }
 }
 
 void FileDownloader::setProxy(const QNetworkProxy& proxy)
 {
-    m_manager->setProxy(proxy);
+    d->manager->setProxy(proxy);
 }
 
 void FileDownloader::setCompletionCallback(CompletionCallback callback)
 {
-    m_completed = std::move(callback);
+    d->completed = std::move(callback);
 }
 
-void FileDownloader::get(const QUrl& url)
+void FileDownloaderPrivate::get(const QUrl& url)
 {
-    m_writer = nullptr; // of an earlier reply, it goes on
-    m_reply = m_manager->get(QNetworkRequest(url));
-    QNetworkReply* const reply = m_reply;
-    connect(reply, &QNetworkReply::downloadProgress, this, &FileDownloader::progress);
-    connect(
-        reply, &QNetworkReply::downloadProgress, this,
+    currentWriter = nullptr; // that of an earlier reply goes on
+    QNetworkRequest request(url);
+    ContentDecoder::accept(request);
+    QNetworkReply* const reply = manager->get(request);
+    current = reply;
+    QObject::connect(reply, &QNetworkReply::downloadProgress, q, &FileDownloader::progress);
+    QObject::connect(
+        reply, &QNetworkReply::downloadProgress, q,
         [this, reply](qint64 received, qint64 total) { stopOversized(reply, received, total); });
     // By text: the signal has the name of a function of the same class.
-    connect(reply, SIGNAL(error(QNetworkReply::NetworkError)), this,
-            SIGNAL(error(QNetworkReply::NetworkError)));
+    QObject::connect(reply, SIGNAL(error(QNetworkReply::NetworkError)), q,
+                     SIGNAL(error(QNetworkReply::NetworkError)));
 }
 
-void FileDownloader::stopOversized(QNetworkReply* reply, qint64 received, qint64 total)
+void FileDownloaderPrivate::stopOversized(QNetworkReply* reply, qint64 received, qint64 total) const
 {
     // A body is held in memory until it is written, so there must be an end to it.
     constexpr qint64 maximumSize = std::numeric_limits<int>::max();
@@ -110,9 +155,9 @@ void FileDownloader::stopOversized(QNetworkReply* reply, qint64 received, qint64
         return;
     }
     const QPointer<QNetworkReply> guard(reply);
-    // Once is enough: what arrives until it is aborted is not looked at.
-    disconnect(reply, &QNetworkReply::downloadProgress, this, nullptr);
-    emit error(QNetworkReply::UnknownContentError);
+    // Report it once.
+    QObject::disconnect(reply, &QNetworkReply::downloadProgress, q, nullptr);
+    emit q->error(QNetworkReply::UnknownContentError);
     if (guard) {
         guard->abort();
     }
@@ -121,61 +166,62 @@ void FileDownloader::stopOversized(QNetworkReply* reply, qint64 received, qint64
 void FileDownloader::fileDownloaded(QNetworkReply* pReply)
 {
     SOFTWAREUPDATE_LOG(Log::eInfo, slotName, " : ", int(pReply->error()), " : ",
-                       pReply->errorString());
+                       withoutCredentials(pReply->errorString(), pReply->url()));
     SOFTWAREUPDATE_LOG(Log::eInfo, slotName, " finished : ", int(pReply->isFinished()));
     SOFTWAREUPDATE_LOG(Log::eInfo, slotName, " downloaded : ", pReply->size());
     Result result;
     result.error = pReply->error();
     result.httpStatus = httpStatus(*pReply);
     SOFTWAREUPDATE_LOG(Log::eInfo, slotName, " http status : ", result.httpStatus);
-    if (isRedirect(result.httpStatus) && followRedirect(pReply)) {
+    if (isRedirect(result.httpStatus) && d->followRedirect(pReply)) {
         return;
     }
-    auto* const writer = new BodyWriter(pReply, m_filePath, this);
-    if (m_reply == pReply) {
-        m_writer = writer;
+    auto* const writer = new BodyWriter(pReply, d->filePath, this);
+    if (d->current == pReply) {
+        d->currentWriter = writer;
     }
-    write(writer, result);
+    d->write(writer, result);
 }
 
-void FileDownloader::write(BodyWriter* writer, const Result& result)
+void FileDownloaderPrivate::write(BodyWriter* writer, const Result& result) const
 {
     if (writer->writeMore()) {
         QTimer::singleShot(0, writer, [this, writer, result] { write(writer, result); });
-    } else {
-        deliver(writer, result, false);
+        return;
     }
+    Result checked = result;
+    if (result.error == QNetworkReply::NoError) {
+        checked.error = writer->bodyError(); // of which Qt says nothing
+    }
+    deliver(writer, checked, checked.error == result.error ? eKnownError : eNewError);
 }
 
-void FileDownloader::deliver(BodyWriter* writer, Result result, bool isErrorNew)
+void FileDownloaderPrivate::deliver(BodyWriter* writer, Result result, Report report) const
 {
     result.allWritten = writer->isWhole();
-    result.isOutdated = m_reply != writer->reply();
+    result.systemError = writer->systemError();
+    result.isOutdated = current != writer->reply();
     const QString path = writer->isOpened() ? writer->path() : QString();
     writer->reply()->deleteLater();
     delete writer;
-    conclude(result, isErrorNew, path);
+    conclude(result, report, path);
 }
 
-void FileDownloader::conclude(const Result& result, bool isErrorNew, const QString& path)
+void FileDownloaderPrivate::conclude(const Result& result, Report report, const QString& path) const
 {
-    const QPointer<FileDownloader> self(this);
-    const bool wasDelivering = std::exchange(m_isDelivering, true);
-    if (isErrorNew) {
-        emit error(result.error);
+    const QPointer<FileDownloader> self(q);
+    if (report == eNewError) {
+        emit q->error(result.error);
     }
     if (self) {
         complete(result);
     }
     if (self && !path.isEmpty()) {
-        emit finished(path);
-    }
-    if (self) {
-        m_isDelivering = wasDelivering;
+        emit q->finished(path);
     }
 }
 
-bool FileDownloader::followRedirect(QNetworkReply* reply)
+bool FileDownloaderPrivate::followRedirect(QNetworkReply* reply)
 {
     const QVariant attribute = reply->attribute(QNetworkRequest::RedirectionTargetAttribute);
     if (attribute.isNull()) {
@@ -187,9 +233,12 @@ bool FileDownloader::followRedirect(QNetworkReply* reply)
     if (target == reply->url()) {
         return false;
     }
-    if (!isOpenableLink(target)) {
-        refuse(reply, QNetworkReply::ProtocolUnknownError);
-    } else if (++m_redirects > maximumRedirects) {
+    const QNetworkReply::NetworkError refusal = redirectError(reply->url(), target);
+    if (refusal != QNetworkReply::NoError || !isOpenableLink(target)) {
+        SOFTWAREUPDATE_LOG(Log::eWarning, slotName, "redirect is not followed: ", logText(target));
+        refuse(reply,
+               refusal != QNetworkReply::NoError ? refusal : QNetworkReply::ProtocolUnknownError);
+    } else if (++redirects > FileDownloader::maximumRedirects) {
         refuse(reply, QNetworkReply::TooManyRedirectsError);
     } else {
         get(target);
@@ -198,18 +247,21 @@ bool FileDownloader::followRedirect(QNetworkReply* reply)
 }
 
 /** Ends the download with @p reply, of which nothing is written. */
-void FileDownloader::refuse(QNetworkReply* reply, QNetworkReply::NetworkError code)
+void FileDownloaderPrivate::refuse(QNetworkReply* reply, QNetworkReply::NetworkError code) const
 {
-    const Result result{code, httpStatus(*reply), false, m_reply != reply};
+    Result result;
+    result.error = code;
+    result.httpStatus = httpStatus(*reply);
+    result.isOutdated = current != reply;
     reply->deleteLater();
-    conclude(result, true, QString());
+    conclude(result, eNewError, QString());
 }
 
-void FileDownloader::complete(const Result& result)
+void FileDownloaderPrivate::complete(const Result& result) const
 {
     // A copy: the callback may replace or destroy the one that is being called.
-    if (const CompletionCallback completed = m_completed) {
-        completed(result);
+    if (const FileDownloader::CompletionCallback callback = completed) {
+        callback(result);
     }
 }
 

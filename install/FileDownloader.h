@@ -4,18 +4,17 @@
 
 #include <QNetworkReply>
 #include <QObject>
-#include <QPointer>
 #include <QString>
 
 #include <functional>
+#include <memory>
 
-class QNetworkAccessManager;
 class QNetworkProxy;
 class QUrl;
 
 namespace zk {
 
-class BodyWriter;
+struct FileDownloaderPrivate;
 
 /**
  * Fetches one file at a time over HTTP(S), follows redirects and writes the whole body to a local
@@ -36,7 +35,8 @@ public:
     /** How a download ended. */
     struct Result
     {
-        /** As of the reply; NoError for a body that could not be written. */
+        /** As of the reply; ProtocolFailure for a body that cannot be decoded, NoError for one that
+         * could not be written. */
         QNetworkReply::NetworkError error = QNetworkReply::NoError;
         /** Status of the last reply, 0 where there is none (file: URLs, no connection). */
         int httpStatus = 0;
@@ -45,6 +45,8 @@ public:
         /** It was not the reply of the last request: another download had been started meanwhile.
          */
         bool isOutdated = false;
+        /** What the system said of a file that could not be opened or written; else empty. */
+        QString systemError;
 
         /** Whether the file now holds what the URL stands for. */
         [[nodiscard]] bool isWholeFile() const
@@ -53,12 +55,12 @@ public:
                    (httpStatus == 200 || httpStatus == 0);
         }
     };
-    /** Told how each download ended. */
+    /** Called with how a download ended. */
     using CompletionCallback = std::function<void(const Result& result)>;
 
     /** More hops than this in one download end in error(TooManyRedirectsError), and one that leads
-     * to anything but http, https, ftp or a file of this machine in error(ProtocolUnknownError);
-     * nothing is written. */
+     * to anything but http, https or ftp in error(ProtocolUnknownError), from https to less in
+     * error(InsecureRedirectError); nothing is written. */
     static constexpr int maximumRedirects = 50;
 
     /** Owned by @p parent, if there is one. */
@@ -97,23 +99,9 @@ private slots:
     void fileDownloaded(QNetworkReply* pReply);
 
 private:
-    QNetworkAccessManager* m_manager;
-    QPointer<QNetworkReply> m_reply;
-    /** Of the body of m_reply, while it is written. */
-    QPointer<BodyWriter> m_writer;
-    QString m_filePath;
-    int m_redirects = 0;
-    bool m_isDelivering = false;
-    CompletionCallback m_completed;
+    friend struct FileDownloaderPrivate;
 
-    void get(const QUrl& url);
-    void stopOversized(QNetworkReply* reply, qint64 received, qint64 total);
-    bool followRedirect(QNetworkReply* reply);
-    void refuse(QNetworkReply* reply, QNetworkReply::NetworkError code);
-    void write(BodyWriter* writer, const Result& result);
-    void deliver(BodyWriter* writer, Result result, bool isErrorNew);
-    void conclude(const Result& result, bool isErrorNew, const QString& path);
-    void complete(const Result& result);
+    const std::unique_ptr<FileDownloaderPrivate> d;
 };
 
 } // namespace zk

@@ -1,8 +1,9 @@
 #include "install/PackagePresentation.h"
 
+#include "catalogue/DocumentVocabulary.h"
 #include "catalogue/PackageSelection.h"
-#include "catalogue/UpdateDocument.h"
-#include "install/LinkRule.h"
+#include "support/DisplayText.h"
+#include "support/LinkRule.h"
 
 #include <QCoreApplication>
 
@@ -26,6 +27,13 @@ QString joined(const QSet<QString>& words)
         text += text.isEmpty() ? word : QStringLiteral(", ") + word;
     }
     return text;
+}
+
+// Text of the document as HTML. Laying out a megabyte would block the window.
+QString shown(const QString& text)
+{
+    constexpr int longest = 1000;
+    return displayText(text, longest).toHtmlEscaped();
 }
 
 } // namespace
@@ -59,13 +67,14 @@ QString comment(const PackageInfo& package, const QLocale& locale)
         const QString date = locale.toString(package.releaseDate.date(), QLocale::LongFormat);
         published = translate("Published on %1").arg(date) + QStringLiteral("<br />");
     }
-    const QString url = package.url.toString().toHtmlEscaped();
+    const QString url = shown(package.url.toString());
     const bool isLink = package.url.isRelative() || isOpenableLink(package.url);
-    const QString link = isLink ? QStringLiteral("<a href=\"") + url + QStringLiteral("\">") + url +
-                                      QStringLiteral("</a>")
+    const QString target = package.url.toString().toHtmlEscaped();
+    const QString link = isLink ? QStringLiteral("<a href=\"") + target + QStringLiteral("\">") +
+                                      url + QStringLiteral("</a>")
                                 : url;
-    return QStringLiteral("<b>") + title(package).toHtmlEscaped() + QStringLiteral(", ") +
-           package.type.toHtmlEscaped() + QStringLiteral("</b><br />") + published + link +
+    return QStringLiteral("<b>") + shown(title(package)) + QStringLiteral(", ") +
+           shown(package.type) + QStringLiteral("</b><br />") + published + link +
            QStringLiteral("<br />");
 }
 

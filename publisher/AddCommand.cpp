@@ -5,7 +5,7 @@
 #include "publisher/FindingReport.h"
 #include "publisher/Lint.h"
 
-#include "catalogue/UpdateDocument.h"
+#include "catalogue/DocumentVocabulary.h"
 #include "support/StringUtils.h"
 
 #include <QFile>
@@ -18,19 +18,20 @@ namespace {
 
 using namespace zk;
 
-/** The options that are single values, by the names that the document has for them. */
+/** The options with a single value, named like the document's keys. */
 struct ValueOption
 {
     const char* key;
     const char* description;
     const char* defaultValue;
+    bool isNeeded = false;
 };
 
 const ValueOption valueOptions[] = {
     {Vocabulary::type, "Its type.", Vocabulary::typeApplication},
-    {Vocabulary::name, "The product.", ""},
+    {Vocabulary::name, "The product.", "", true},
     {Vocabulary::namePublic, "The product's name for users.", ""},
-    {Vocabulary::releaseVersion, "The version.", ""},
+    {Vocabulary::releaseVersion, "The version.", "", true},
     {Vocabulary::releaseVersionPublic, "The version for users.", ""},
     {Vocabulary::releaseStatus, "STABLE or BETA.", Vocabulary::statusStable},
     {Vocabulary::comment, "A comment for users.", ""},
@@ -67,14 +68,12 @@ QStringList words(const CommandLine& line, const char* key)
     return line.value(QString::fromLatin1(key)).split(StringUtils::splitWords, Qt::SkipEmptyParts);
 }
 
-/** What is wrong with the command line, or nothing. */
+/** Reads the release from the command line; returns the error, if any. */
 QString readRelease(const CommandLine& line, NewRelease& release)
 {
     for (const ValueOption& value : valueOptions) {
         const QString text = line.value(QString::fromLatin1(value.key));
-        const bool isNeeded =
-            value.key == Vocabulary::name || value.key == Vocabulary::releaseVersion;
-        if (isNeeded && text.isEmpty()) {
+        if (value.isNeeded && text.isEmpty()) {
             return QStringLiteral("--%1 is needed").arg(QLatin1String(value.key));
         }
         if (!text.isEmpty()) {
@@ -90,7 +89,7 @@ QString readRelease(const CommandLine& line, NewRelease& release)
         const QStringList pages = line.values(QString::fromLatin1(key));
         for (const QString& page : pages) {
             if (page.indexOf(QLatin1Char('=')) < 1) {
-                return QStringLiteral("a page is LANGUAGE=ADDRESS, and not \"%1\"").arg(page);
+                return QStringLiteral("a page must be LANGUAGE=ADDRESS, not \"%1\"").arg(page);
             }
             release.links << NewLink{key, page.section(QLatin1Char('='), 0, 0),
                                      page.section(QLatin1Char('='), 1)};
@@ -99,7 +98,7 @@ QString readRelease(const CommandLine& line, NewRelease& release)
     return QString();
 }
 
-/** What is wrong with the files, or nothing. */
+/** Reads the data of the files; returns the error, if any. */
 QString readFiles(const CommandLine& line, NewRelease& release)
 {
     const QString date = line.value(QString::fromLatin1(Vocabulary::releaseDate));
@@ -107,7 +106,7 @@ QString readFiles(const CommandLine& line, NewRelease& release)
     for (const QString& path : paths) {
         const QFileInfo info(path);
         if (!info.isFile() || info.size() == 0) {
-            return QStringLiteral("%1 is no file, or empty").arg(path);
+            return QStringLiteral("%1 is not a file, or it is empty").arg(path);
         }
         NewFile file{QString::fromLatin1(QUrl::toPercentEncoding(info.fileName())), info.size(),
                      info.lastModified()};
@@ -116,14 +115,14 @@ QString readFiles(const CommandLine& line, NewRelease& release)
                 date.trimmed().replace(QLatin1Char(' '), QLatin1Char('T')), Qt::ISODate);
         }
         if (!file.date.isValid()) {
-            return QStringLiteral("\"%1\" is no date").arg(date);
+            return QStringLiteral("\"%1\" is not a date").arg(date);
         }
         release.files << file;
     }
     return QString();
 }
 
-/** What the document becomes on the disk, and what is wrong with it then. */
+/** Adds the release to the document on the disk and lints the result. */
 int addTo(const QString& path, const NewRelease& release, Console& console)
 {
     std::optional<QByteArray> before = QByteArray();

@@ -2,7 +2,7 @@
 
 #include "publisher/PackageSource.h"
 
-#include "catalogue/UpdateDocument.h"
+#include "catalogue/DocumentVocabulary.h"
 
 #include <QTextCodec>
 
@@ -14,7 +14,7 @@ namespace {
 
 using namespace zk;
 
-/** The packages of @p after that are not in @p before; nothing when one of those is gone. */
+/** The packages of @p after that are not in @p before; nothing if one of @p before is missing. */
 std::optional<PackageInfoList> added(const PackageInfoList& before, const PackageInfoList& after)
 {
     PackageInfoList more;
@@ -61,16 +61,16 @@ QString refusal(const PackageInfoList& before, const PackageInfoList& more,
     for (int i = 0; i < more.size(); ++i) {
         const PackageInfo& package = more.at(i);
         if (package.url.isRelative()) {
-            return QStringLiteral("the document says no base-url for it: give --base-url");
+            return QStringLiteral("the document has no base-url for it: use --base-url");
         }
         if (!isWhatWasWanted(package, release, release.files.at(i))) {
-            return QStringLiteral("values that stand above it in the document would change it");
+            return QStringLiteral("inherited values of the document would change it");
         }
         const PackageInfoList others = before + more.mid(0, i);
         for (const PackageInfo& other : others) {
             const bool isTwin = other == package && other.platforms.intersects(package.platforms);
             if (other.url == package.url || isTwin) {
-                return QStringLiteral("%1 is in the document already%2")
+                return QStringLiteral("the document already contains %1%2")
                     .arg(package.url.toString(),
                          isTwin ? QStringLiteral(", or one of the same date and size") : QString());
             }
@@ -79,7 +79,7 @@ QString refusal(const PackageInfoList& before, const PackageInfoList& more,
     return QString();
 }
 
-/** Where the files are is said once, for all that will be added. */
+/** With the base address once, for all packages that will be added. */
 QByteArray emptyDocument(const NewRelease& release)
 {
     const QString base = singleValue(release, Vocabulary::baseUrl).toHtmlEscaped();
@@ -112,7 +112,7 @@ Addition addRelease(const QByteArray& bytes, const NewRelease& release)
     }
     const QString text = withRelease(document, release);
     if (text.isEmpty()) {
-        return QStringLiteral("every set in the document says something that is wrong for it");
+        return QStringLiteral("each set of the document has a value that is wrong for it");
     }
     const QTextCodec* const codec = QTextCodec::codecForName(document.encoding());
     if (!codec->canEncode(text)) {
@@ -126,8 +126,8 @@ Addition addRelease(const QByteArray& bytes, const NewRelease& release)
     }
     const PackageInfoList before = parsePackages(original);
     const auto more = added(before, parsePackages(result));
-    const QString complaint = more ? refusal(before, *more, release)
-                                   : QStringLiteral("packages that are there would change");
+    const QString complaint =
+        more ? refusal(before, *more, release) : QStringLiteral("existing packages would change");
     if (!complaint.isEmpty()) {
         return complaint;
     }

@@ -8,18 +8,18 @@
 
 namespace publisher {
 
-/** What the document becomes, or why it stays what it is. */
+/** The new document, or the reason why nothing was added. */
 using Addition = std::variant<QByteArray, QString>;
 
 /**
- * The update document @p bytes with the packages of @p release; an empty one is begun for no bytes.
+ * Adds the packages of @p release to the update document @p bytes; no bytes start a new document.
  *
- * Refuses packages that are there already, and any outcome in which a client would not read just
- * the packages it read before and the new ones.
+ * Refuses packages that the document has already, and any result from which a client would not read
+ * exactly the previous packages and the new ones.
  */
 Addition addRelease(const QByteArray& bytes, const NewRelease& release);
 
-/** Whether two packages are the same in all that a document says of them. */
+/** Whether two packages are equal in everything that a document can specify. */
 bool isSamePackage(const zk::PackageInfo& one, const zk::PackageInfo& other);
 
 } // namespace publisher

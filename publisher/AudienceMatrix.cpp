@@ -28,7 +28,7 @@ QList<MatrixRow> audienceMatrix(const zk::PackageInfoList& packages, const QLoca
             Audience audience;
             audience.locale = locale;
             if (isFirmware) {
-                // A name that no product has: only the camera counts.
+                // A name that no product has, so only the camera counts.
                 audience.host.productName = QStringLiteral("\n");
                 audience.host.cameraVersions = {{platform, zk::VersionNumber(L"0")}};
                 cameras.insert(platform, audience);

@@ -4,7 +4,7 @@
 
 namespace publisher {
 
-/** What the users of one platform, or the owners of one camera, are offered. */
+/** The offers for the users of one platform or the owners of one camera model. */
 struct MatrixRow
 {
     QString audience; //!< "Camera Desk, Win64" or a camera's model
@@ -13,7 +13,7 @@ struct MatrixRow
 };
 
 /**
- * What everybody whom @p packages are for is offered, the version they have being older than any:
+ * The offers for all audiences of @p packages, with installed versions older than all packages:
  * each product on each of its platforms, then each camera model.
  */
 QList<MatrixRow> audienceMatrix(const zk::PackageInfoList& packages, const QLocale& locale);

@@ -19,7 +19,7 @@ std::optional<int> CommandLine::read(const QStringList& arguments, int fewest, i
 {
     const bool isUnderstood = parse(arguments);
     if (isUnderstood && isSet(QStringLiteral("help"))) {
-        // The usage line begins with the path of the program: the name is what people type.
+        // Qt begins the usage line with the path of the program; show the name instead.
         QString text = helpText().trimmed();
         text.remove(0, text.indexOf(QLatin1Char(' ')) + 1);
         console.print(QStringLiteral("Usage: softwareupdate-publish %1 %2")

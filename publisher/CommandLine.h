@@ -12,12 +12,12 @@ class Console;
 class CommandLine : public QCommandLineParser
 {
 public:
-    /** @p examples are printed behind the help, one per line. */
+    /** @p examples are printed after the help, one per line. */
     CommandLine(const QString& description, const QStringList& examples);
 
     /**
-     * Reads @p arguments, which begin with the command's name. The exit code when there is nothing
-     * left to do: help was asked for, or the arguments make no sense and that was said.
+     * Parses @p arguments, which begin with the command's name. Returns an exit code if nothing is
+     * left to do: help was printed, or an error in the arguments was reported.
      */
     [[nodiscard]] std::optional<int> read(const QStringList& arguments, int fewest, int most,
                                           Console& console);

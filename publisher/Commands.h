@@ -6,13 +6,13 @@
 
 namespace publisher {
 
-/** What the process answers; more than one is wrong: the largest. */
+/** Exit codes; of several errors the largest counts. */
 enum ExitCode {
     eFine = 0,
     eHasWarnings = 1,
     eHasErrors = 2,
-    eUsage = 3,  //!< the command line makes no sense
-    eFailed = 4, //!< something could not be read, written or reached
+    eUsage = 3,  //!< invalid command line
+    eFailed = 4, //!< a file or server could not be read or written
 };
 
 // The commands. @p arguments begin with the name of the command; the result is the exit code.

@@ -14,7 +14,7 @@ namespace publisher {
 namespace {
 
 #ifdef Q_OS_WIN
-/** A terminal that understands colours; older ones show their codes. */
+/** Whether the terminal supports colours; older ones show the escape codes. */
 bool isTerminal(std::FILE* stream, DWORD number)
 {
     DWORD mode = 0;

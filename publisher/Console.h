@@ -4,7 +4,7 @@
 
 namespace publisher {
 
-/** Where this program's answers, complaints and progress go; UTF-8 whatever the locale. */
+/** Output of this program: results, errors and progress; UTF-8 whatever the locale. */
 class Console
 {
 public:
@@ -12,17 +12,17 @@ public:
 
     Console();
 
-    /** One line of the answer itself, on standard output. */
+    /** Prints one line of the result on standard output. */
     void print(const QString& line) const;
-    /** One line for the person, on the error output. */
+    /** Prints one error message on standard error. */
     void complain(const QString& line) const;
 
-    /** @p text in a colour where the answer is shown on a terminal. */
+    /** @p text in a colour if standard output is a terminal. */
     [[nodiscard]] QString coloured(const QString& text, Colour colour) const;
 
     /**
-     * Draws a bar on the error output if that is a terminal: @p done of @p total, which may be
-     * unknown (0). What has begun ends with endProgress().
+     * Draws a progress bar on standard error if that is a terminal: @p done of @p total, which may
+     * be unknown (0). Call endProgress() afterwards.
      */
     void progress(const QString& label, qint64 done, qint64 total);
     void endProgress();

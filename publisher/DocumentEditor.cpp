@@ -2,7 +2,7 @@
 
 #include "publisher/PackageSource.h"
 
-#include "catalogue/UpdateDocument.h"
+#include "catalogue/DocumentVocabulary.h"
 #include "support/StringUtils.h"
 
 #include <algorithm>
@@ -14,7 +14,7 @@ namespace {
 
 using namespace zk;
 
-/** What a set says of a release, itself or through the sets around it. */
+/** Matches a set, with the values it inherits, against a release. */
 class Place
 {
 public:
@@ -36,13 +36,15 @@ public:
     }
 
     [[nodiscard]] const SourceElement& set() const { return m_set; }
-    /** Nothing that the set says is wrong for the release and cannot be said otherwise below. */
+    /**
+     * Whether the set has no value that is wrong for the release and cannot be overridden in it.
+     */
     [[nodiscard]] bool isPossible() const { return m_isPossible; }
     /** Higher is better. */
     [[nodiscard]] int score() const { return m_score; }
-    /** What is left to be written. */
+    /** The values that the set does not provide. */
     [[nodiscard]] const QList<NewValue>& missing() const { return m_missing; }
-    /** Of links, those to kinds of pages that the release has not got yet. */
+    /** Those of the links whose key the set does not provide. */
     [[nodiscard]] QList<NewLink> missingLinks(const QList<NewLink>& links) const
     {
         QList<NewLink> left;
@@ -82,7 +84,7 @@ private:
         return words;
     }
 
-    // What stands above adds up, and can be taken back nowhere.
+    // Inherited list values add up and cannot be overridden.
     void takeList(const char* key, const QStringList& wanted)
     {
         QStringList left = wanted;
@@ -96,7 +98,7 @@ private:
         }
     }
 
-    // Links, a comment and a public release belong to the one release that they were written for.
+    // Links, a comment and a public release apply only to the release that they were written for.
     void checkRest(const NewRelease& release)
     {
         const auto isNamed = [&release](const char* key) {
@@ -150,7 +152,7 @@ QStringList linkLines(const QList<NewLink>& links)
     return lines;
 }
 
-/** An element of that name around lines, which are indented. */
+/** An element with this name around the given lines, which it indents. */
 QStringList element(const char* name, const QString& text, const QStringList& inner)
 {
     QStringList lines{QLatin1Char('<') + QLatin1String(name) + text + QLatin1Char('>')};
@@ -173,7 +175,7 @@ QStringList packageLines(const NewFile& file, const QString& shared, const QStri
                    QStringList{line} + links);
 }
 
-/** What is shared stands once: on a set when there are several files. */
+/** Shared values are written once: on a set if there are several files. */
 QStringList releaseLines(const NewRelease& release, const QList<NewValue>& missing)
 {
     const QStringList links = linkLines(release.links);
@@ -187,7 +189,7 @@ QStringList releaseLines(const NewRelease& release, const QList<NewValue>& missi
     return element(Vocabulary::packageSet, attributes(missing), inner);
 }
 
-/** The blanks before the first character of the line that @p offset is in. */
+/** The indentation of the line at @p offset. */
 QString indentation(const QString& text, int offset)
 {
     const int start = text.lastIndexOf(QLatin1Char('\n'), qMax(0, offset - 1)) + 1;
@@ -237,7 +239,7 @@ QString withRelease(const SourceDocument& document, const NewRelease& release)
                             QLatin1Char('>') + lineEnd + inserted + outer + QStringLiteral("</") +
                                 set.name + QLatin1Char('>'));
     }
-    // Before the line of the closing tag, or on lines of its own where the tag shares its line.
+    // Before the line of the closing tag, or on separate lines if the tag shares its line.
     const int blanks = indentation(text, set.endOffset).size();
     const int lineStart = text.lastIndexOf(QLatin1Char('\n'), qMax(0, set.endOffset - 1)) + 1;
     const bool isAlone = lineStart + blanks == set.endOffset;

@@ -7,14 +7,14 @@
 
 namespace publisher {
 
-/** A value that packages shall have. */
+/** A value for the new packages. */
 struct NewValue
 {
     const char* key;
     QString text;
 };
 
-/** A page about a release, in one language. */
+/** A link to a page about a release, in one language. */
 struct NewLink
 {
     const char* key;
@@ -22,18 +22,18 @@ struct NewLink
     QString url;
 };
 
-/** A file that becomes a package. */
+/** The file of a new package. */
 struct NewFile
 {
-    QString url; //!< as it is to be written
+    QString url; //!< as written to the document
     qint64 size = 0;
     QDateTime date;
 };
 
-/** Packages of one release that differ in their files only. */
+/** Packages of one release that differ only in their files. */
 struct NewRelease
 {
-    QList<NewValue> values; //!< in the order in which they are written
+    QList<NewValue> values; //!< in the order of the document
     QStringList platforms;
     QStringList languages;
     QList<NewLink> links;
@@ -41,9 +41,9 @@ struct NewRelease
 };
 
 /**
- * The text of @p document with the packages of @p release, which are put last into the set that
- * says most of what they need already. All that was there stays as it is written, comments
- * included. Empty when no set can take them: lists and links of a set hold for all below it.
+ * The text of @p document with the packages of @p release appended to the set that already has most
+ * of their values. The existing text is preserved, comments included. Empty if no set is suitable:
+ * lists and links of a set apply to everything in it.
  */
 QString withRelease(const SourceDocument& document, const NewRelease& release);
 

@@ -17,7 +17,7 @@ namespace {
 
 constexpr int timeoutMs = 15'000;
 
-/** Nothing when there is no answer, which is said. */
+/** Nothing if there is no answer, which is reported. */
 std::optional<QByteArray> fetch(const QUrl& url, const Console& console)
 {
     QNetworkAccessManager manager;

@@ -13,20 +13,23 @@ class Console;
 struct DocumentFile
 {
     std::optional<QByteArray> bytes;
-    QString folder; //!< where the file lies; empty for one from a server
+    QString folder; //!< the folder of the file; empty for a document from a server
 };
 
-/** Reads @p place, a path or an http, https or file URL. Waits for a server up to 15 s. Says on
- * @p console why there is nothing. */
+/**
+ * Reads @p place, a path or an http, https or file URL. Waits up to 15 s for a server. Reports
+ * errors on @p console.
+ */
 DocumentFile readDocument(const QString& place, const Console& console);
 
-/** All of a file; nothing when it cannot be read, which is said on @p console. */
+/** The contents of a file; nothing if it cannot be read, which is reported on @p console. */
 std::optional<QByteArray> readFile(const QString& path, const Console& console);
 
 enum class Readers { eEverybody, eOwner };
 
-/** Replaces the file as a whole or leaves it as it is; false, and said on @p console, if it cannot
- * be written. */
+/**
+ * Replaces the file atomically. Returns false and reports on @p console if it cannot be written.
+ */
 [[nodiscard]] bool writeFile(const QString& path, const QByteArray& bytes, const Console& console,
                              Readers readers = Readers::eEverybody);
 

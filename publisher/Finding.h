@@ -7,19 +7,19 @@
 
 namespace publisher {
 
-/** Something in a document that its author should know. */
+/** A finding in a document that its author should know about. */
 struct Finding
 {
     enum Level {
-        eNote,    //!< works, and may be meant
-        eWarning, //!< works, but hardly as it is meant
-        eError,   //!< is lost on clients
+        eNote,    //!< works and may be intended
+        eWarning, //!< works, but probably not as intended
+        eError,   //!< clients ignore it
     };
 
     Level level = eError;
     Position position;
-    QString rule; //!< names the kind of mistake, e.g. "unknown-name"
-    QString text; //!< for people
+    QString rule; //!< identifies the kind of mistake, e.g. "unknown-name"
+    QString text; //!< message for users
 };
 
 using Findings = QList<Finding>;

@@ -5,8 +5,6 @@
 #include "publisher/Files.h"
 #include "publisher/Password.h"
 
-#include <QList>
-
 namespace publisher {
 
 QCommandLineOption passwordOption()
@@ -29,25 +27,33 @@ std::optional<QByteArray> readPassword(const CommandLine& line, const QString& q
         }
         return password;
     }
-    const auto text = readFile(path, console);
-    return text ? std::optional(text->split('\n').first().trimmed()) : std::nullopt;
+    auto text = readFile(path, console);
+    if (!text) {
+        return std::nullopt;
+    }
+    const Wiper wiper(*text);
+    const int end = text->indexOf('\n');
+    QByteArray password(text->constData(), end < 0 ? text->size() : end);
+    return std::move(password).trimmed(); // in place
 }
 
 std::optional<SecretKey> readKey(const CommandLine& line, const QString& path,
                                  const Console& console)
 {
-    const auto text = readFile(path, console);
+    auto text = readFile(path, console);
     if (!text) {
         return std::nullopt;
     }
+    const Wiper textWiper(*text);
     QByteArray password;
+    const Wiper passwordWiper(password);
     if (SecretKey::isEncrypted(*text)) {
         const auto given =
             readPassword(line, QStringLiteral("Password of %1: ").arg(path), console);
         if (!given) {
             return std::nullopt;
         }
-        password = *given;
+        password = *given; // shared, and wiped with it
     }
     auto key = SecretKey::decode(*text, password);
     if (const auto* const error = std::get_if<QString>(&key)) {

@@ -11,15 +11,17 @@ namespace publisher {
 class CommandLine;
 class Console;
 
-/** The option that keeps readPassword() from asking. */
+/** The option that makes readPassword() read a file. */
 QCommandLineOption passwordOption();
 
-/** From the file that the command line names, else asked for on the terminal with @p question;
- * nothing, and said on @p console, when there is no way to get one. */
+/**
+ * The password in the file that the command line names, or one typed on the terminal after
+ * @p question. Nothing, and a complaint on @p console, if there is neither. The caller wipes it.
+ */
 std::optional<QByteArray> readPassword(const CommandLine& line, const QString& question,
                                        const Console& console);
 
-/** The key in the file; nothing, and said on @p console, when it cannot be had. */
+/** The key in the file at @p path; nothing, and a complaint on @p console, if it cannot be read. */
 std::optional<SecretKey> readKey(const CommandLine& line, const QString& path,
                                  const Console& console);
 

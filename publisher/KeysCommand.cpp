@@ -15,7 +15,8 @@ constexpr char publicSuffix[] = ".pub";
 int makeKeys(const QString& name, const QByteArray& password, const Console& console)
 {
     const SecretKey key = SecretKey::generate();
-    const QByteArray secret = key.encode(password);
+    QByteArray secret = key.encode(password);
+    const Wiper wiper(secret);
     if (secret.isEmpty()) {
         console.complain(QStringLiteral("there is not enough memory to protect it"));
         return eFailed;
@@ -50,12 +51,13 @@ int keysCommand(const QStringList& arguments, Console& console)
     const QString name = line.positionalArguments().constFirst();
     const QString secretPath = name + QLatin1String(secretSuffix);
     if (QFile::exists(secretPath)) {
-        console.complain(QStringLiteral("%1 exists: whoever loses a key can sign nothing that "
-                                        "hosts accept")
+        console.complain(QStringLiteral("%1 exists: without the old key nothing can be signed "
+                                        "that hosts accept")
                              .arg(secretPath));
         return eFailed;
     }
     QByteArray password;
+    const Wiper wiper(password);
     if (!line.isSet(unprotected)) {
         const auto given =
             readPassword(line, QStringLiteral("Password for the new key: "), console);
@@ -63,7 +65,7 @@ int keysCommand(const QStringList& arguments, Console& console)
             console.complain(QStringLiteral("a key without a password is made with --no-password"));
             return eUsage;
         }
-        password = *given;
+        password = *given; // shared, and wiped with it
     }
     return makeKeys(name, password, console);
 }

@@ -8,7 +8,7 @@ namespace publisher {
 
 void Report::add(Finding::Level level, int offset, const char* rule, const QString& text)
 {
-    // What stands above many packages is met with each of them.
+    // An inherited value is found once for each package.
     const QString key = QString::number(offset) + QLatin1Char(' ') + text;
     if (!m_known.contains(key)) {
         m_known.insert(key);
@@ -40,13 +40,14 @@ Findings lint(const QByteArray& bytes, const QString& folder)
                    QStringLiteral("clients refuse a document that declares entities; leave the "
                                   "document type out"));
     }
+    checkReferences(document, report);
     checkStructure(*document.root(), report);
     const auto packages = readPackages(bytes, document);
     if (packages.empty()) {
         const bool isEmpty = document.packages().empty();
         report.add(isEmpty ? Finding::eWarning : Finding::eError, document.root()->offset,
                    isEmpty ? "no-packages" : "refused",
-                   isEmpty ? QStringLiteral("there is no package in it: clients report that there "
+                   isEmpty ? QStringLiteral("it has no packages: clients report that there "
                                             "is no update")
                            : QStringLiteral("clients refuse this document: it declares entities, "
                                             "or is too large"));

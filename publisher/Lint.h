@@ -7,10 +7,10 @@
 namespace publisher {
 
 /**
- * All mistakes in the update document @p bytes, by place.
+ * All mistakes in the update document @p bytes, ordered by position.
  *
- * Files that its packages name by a relative address are looked for in @p folder and compared with
- * what the document says of them; none are when it is empty.
+ * Files with a relative address are looked up in @p folder and compared with the document; skipped
+ * if @p folder is empty.
  */
 Findings lint(const QByteArray& bytes, const QString& folder);
 

@@ -1,11 +1,11 @@
-// The values of one package.
+// Checks the values of one package.
 
 #include "publisher/LintRules.h"
 
 #include "catalogue/DocumentValues.h"
+#include "catalogue/DocumentVocabulary.h"
 #include "catalogue/PackageSelection.h"
-#include "catalogue/UpdateDocument.h"
-#include "install/LinkRule.h"
+#include "support/LinkRule.h"
 #include "support/StringUtils.h"
 #include "support/VersionNumber.h"
 
@@ -32,7 +32,7 @@ void checkPresence(const PackageSource& package, Report& report)
         {Vocabulary::releaseVersion, Finding::eError, "it is never newer than anything"},
         {Vocabulary::platform, Finding::eError, "it fits no host and no camera"},
         {Vocabulary::name, Finding::eError, "it belongs to no product"},
-        {Vocabulary::type, Finding::eWarning, "nobody can tell whether it is firmware"},
+        {Vocabulary::type, Finding::eWarning, "clients cannot tell whether it is firmware"},
         {Vocabulary::releaseStatus, Finding::eError,
          "it is offered only to users who want beta releases"},
         {Vocabulary::releaseDate, Finding::eWarning,
@@ -43,13 +43,15 @@ void checkPresence(const PackageSource& package, Report& report)
     };
     for (const Need& need : needs) {
         const auto value = package.value(need.key);
-        const bool isFirmwareOnly = need.key == Vocabulary::language;
-        const bool isMissing = need.key == Vocabulary::platform ? package.info.platforms.isEmpty()
-                                                                : !value || value->text.isEmpty();
+        const QLatin1String key(need.key);
+        const bool isFirmwareOnly = key == QLatin1String(Vocabulary::language);
+        const bool isMissing = key == QLatin1String(Vocabulary::platform)
+                                   ? package.info.platforms.isEmpty()
+                                   : !value || value->text.isEmpty();
         if (isMissing && (!isFirmwareOnly || isCameraFirmware(package.info))) {
             report.add(need.level, value ? value->offset : package.element->offset, "missing",
                        QStringLiteral("the package has no \"%1\": %2")
-                           .arg(QLatin1String(need.key), QLatin1String(need.consequence)));
+                           .arg(key, QLatin1String(need.consequence)));
         }
     }
 }
@@ -102,7 +104,7 @@ void checkDate(const PackageSource& package, Report& report)
                                  : QStringLiteral("\"2026-09-14\" or \"2026-09-14 09:30:00\"")));
 }
 
-/** Whether a size of "52.5MB" can be that of a file of so many bytes: one digit is left out. */
+/** Whether a size such as "52.5MB" matches a number of bytes, allowing for one rounded digit. */
 bool fits(const QString& written, quint32 stated, qint64 actual)
 {
     const QString text = written.toUpper();
@@ -135,7 +137,7 @@ void checkSize(const PackageSource& package, const QString& folder, Report& repo
     if (folder.isEmpty() || !url) {
         return;
     }
-    // Published files lie beside the document as their addresses end.
+    // Published files are in the document's folder, at the ends of their addresses.
     const QString path = package.info.url.path();
     const QString file = QDir(folder).filePath(
         QUrl(url->text).isRelative() && !url->text.startsWith(QLatin1Char('/'))
@@ -191,7 +193,7 @@ void checkPlatforms(const PackageSource& package, Report& report)
     }
 }
 
-/** The value of the link itself or of its file; what is above is somebody else's. */
+/** The value of the link itself or of its file; inherited values do not count. */
 std::optional<SourceValue> ownValue(const SourceElement& link, const char* key)
 {
     const SourceElement* const file = link.child(QLatin1String(Vocabulary::file));

@@ -1,9 +1,9 @@
-// What packages are to each other.
+// Checks packages against each other.
 
 #include "publisher/LintRules.h"
 
+#include "catalogue/DocumentVocabulary.h"
 #include "catalogue/PackageSelection.h"
-#include "catalogue/UpdateDocument.h"
 #include "support/VersionNumber.h"
 
 #include <QHash>
@@ -26,7 +26,7 @@ void checkTwins(const std::vector<PackageSource>& packages, Report& report)
         PackageInfo info = package.info;
         const QString identity = info.stringID();
         if (info.releaseDate.isNull() || info.fileSize == 0) {
-            continue; // said already
+            continue; // reported already
         }
         const PackageSource* const twin = first.value(identity);
         if (!twin) {
@@ -38,15 +38,15 @@ void checkTwins(const std::vector<PackageSource>& packages, Report& report)
                    "counts-as-one",
                    (isCounted ? QStringLiteral("date and size are those of \"%1\": a camera that "
                                                "both are for is offered only the first")
-                              : QStringLiteral("date and size are those of \"%1\": to whoever "
-                                               "compares packages the two are one"))
+                              : QStringLiteral("date and size are those of \"%1\": clients "
+                                               "treat both as the same package"))
                        .arg(twin->info.url.fileName()));
     }
 }
 
 void checkModels(const std::vector<PackageSource>& packages, Report& report)
 {
-    // Sorted, a text stands right before those that begin with it.
+    // In sorted order a text comes directly before those that begin with it.
     QMap<QString, const PackageSource*> models;
     for (const PackageSource& package : packages) {
         for (const QString& platform : package.info.platforms) {

@@ -7,7 +7,7 @@
 
 namespace publisher {
 
-/** Collects what the rules find. */
+/** Collects the findings of the rules. */
 class Report
 {
 public:
@@ -17,7 +17,7 @@ public:
     }
 
     void add(Finding::Level level, int offset, const char* rule, const QString& text);
-    /** What was found, by place. */
+    /** The findings, ordered by position. */
     [[nodiscard]] Findings findings() const;
 
 private:
@@ -26,13 +26,16 @@ private:
     QSet<QString> m_known;
 };
 
+/** Character references that clients cut to 16 bits. */
+void checkReferences(const SourceDocument& document, Report& report);
+
 /** Names, places and repetitions: what clients overlook without a word. */
 void checkStructure(const SourceElement& root, Report& report);
 
-/** The values of one package, each by itself. */
+/** Checks the values of one package, each on its own. */
 void checkPackage(const PackageSource& package, const QString& folder, Report& report);
 
-/** What packages are to each other. */
+/** Checks packages against each other. */
 void checkPackages(const std::vector<PackageSource>& packages, Report& report);
 
 } // namespace publisher

@@ -1,13 +1,15 @@
-// Names, places and repetitions.
+// Names, places, repetitions and references.
 
 #include "publisher/LintRules.h"
 
-#include "catalogue/UpdateDocument.h"
+#include "catalogue/DocumentVocabulary.h"
 
+#include <QRegularExpression>
 #include <QSet>
 #include <QStringList>
 
 #include <algorithm>
+#include <initializer_list>
 #include <utility>
 
 namespace publisher {
@@ -16,24 +18,26 @@ namespace {
 
 using namespace zk;
 
-const QStringList& valueNames()
+/** The names of the keys of @p kinds, in the order of the vocabulary. */
+QStringList namesOf(std::initializer_list<Vocabulary::Kind> kinds)
 {
-    static const auto names = [] {
-        QStringList list;
-        for (const char* const name :
-             {Vocabulary::type, Vocabulary::name, Vocabulary::namePublic, Vocabulary::platform,
-              Vocabulary::releaseVersion, Vocabulary::releaseVersionPublic,
-              Vocabulary::releaseStatus, Vocabulary::releaseDate, Vocabulary::baseUrl,
-              Vocabulary::url, Vocabulary::fileSize, Vocabulary::language, Vocabulary::releaseNotes,
-              Vocabulary::readme, Vocabulary::comment}) {
-            list << QString::fromLatin1(name);
+    QStringList names;
+    for (const Vocabulary::KeyEntry& entry : Vocabulary::keys) {
+        if (std::find(kinds.begin(), kinds.end(), entry.kind) != kinds.end()) {
+            names << QString::fromLatin1(entry.name);
         }
-        return list;
-    }();
+    }
     return names;
 }
 
-/** How many letters must change to make one name of the other. */
+const QStringList& valueNames()
+{
+    using Vocabulary::Kind;
+    static const QStringList names = namesOf({Kind::Text, Kind::Words, Kind::Links});
+    return names;
+}
+
+/** The edit distance of two names. */
 int distance(const QString& a, const QString& b)
 {
     std::vector<int> row(std::size_t(b.size()) + 1);
@@ -51,7 +55,7 @@ int distance(const QString& a, const QString& b)
     return row.back();
 }
 
-/** " - did you mean ...?", or nothing when no known name is near. */
+/** " - did you mean ...?", or nothing if no known name is similar. */
 QString suggestion(const QString& name, const QStringList& known)
 {
     QString best;
@@ -88,7 +92,7 @@ Place placeOf(const SourceElement& element)
     return isLink(element.name) ? Place::eLink : Place::eValue;
 }
 
-/** What may stand in such an element, values included. */
+/** The names allowed in such an element, values included. */
 QStringList namesIn(Place place)
 {
     switch (place) {
@@ -108,7 +112,7 @@ QStringList namesIn(Place place)
     return {};
 }
 
-// Schemas and namespaces are declared in attributes that say nothing to clients.
+// Schemas and namespaces are declared in attributes that clients ignore.
 bool isOfXml(const QString& name)
 {
     return name.startsWith(QLatin1String("xmlns")) || name.startsWith(QLatin1String("xsi:")) ||
@@ -139,10 +143,9 @@ void checkName(const QString& name, int offset, const SourceElement& parent, con
 void checkRepetitions(const SourceElement& element, Report& report)
 {
     // Lists and links add up.
-    static const QSet<QString> manifold{
-        QLatin1String(Vocabulary::platform),     QLatin1String(Vocabulary::language),
-        QLatin1String(Vocabulary::releaseNotes), QLatin1String(Vocabulary::readme),
-        QLatin1String(Vocabulary::package),      QLatin1String(Vocabulary::packageSet)};
+    static const QStringList manifold =
+        namesOf({Vocabulary::Kind::Words, Vocabulary::Kind::Links}) +
+        QStringList{QLatin1String(Vocabulary::package), QLatin1String(Vocabulary::packageSet)};
     const bool isLinkElement = placeOf(element) == Place::eLink;
     QSet<QString> seen;
     for (const SourceElement* child : element.children) {
@@ -174,11 +177,10 @@ void checkElement(const SourceElement& element, Report& report)
     if (hasText && place == Place::eLink) {
         report.add(
             Finding::eError, element.textOffset, "stray-text",
-            QStringLiteral("the address of \"%1\" belongs into its \"url\"").arg(element.name));
+            QStringLiteral("the address of \"%1\" belongs in its \"url\"").arg(element.name));
     } else if (hasText && place != Place::eValue) {
-        report.add(
-            Finding::eWarning, element.textOffset, "stray-text",
-            QStringLiteral("text directly in \"%1\" says nothing to clients").arg(element.name));
+        report.add(Finding::eWarning, element.textOffset, "stray-text",
+                   QStringLiteral("clients ignore text directly in \"%1\"").arg(element.name));
     }
     for (const SourceElement* child : element.children) {
         checkName(child->name, child->offset, element, "element", report);
@@ -191,7 +193,7 @@ void checkTree(const SourceElement& element, Report& report)
     checkElement(element, report);
     const QStringList known = namesIn(placeOf(element));
     for (const SourceElement* child : element.children) {
-        // In what is overlooked there is nothing left to be found.
+        // Do not check the contents of ignored elements.
         if (known.contains(child->name)) {
             checkTree(*child, report);
         }
@@ -199,6 +201,25 @@ void checkTree(const SourceElement& element, Report& report)
 }
 
 } // namespace
+
+void checkReferences(const SourceDocument& document, Report& report)
+{
+    static const QRegularExpression pattern(
+        QStringLiteral("<!--.*?-->|<!\\[CDATA\\[.*?\\]\\]>|<\\?.*?\\?>|&#(x?)([0-9a-fA-F]+);"),
+        QRegularExpression::DotMatchesEverythingOption);
+    auto found = pattern.globalMatch(document.text());
+    while (found.hasNext()) {
+        const QRegularExpressionMatch match = found.next();
+        const uint code =
+            match.capturedRef(2).toUInt(nullptr, match.captured(1).isEmpty() ? 10 : 16);
+        if (code > 0xFFFF) {
+            report.add(Finding::eWarning, match.capturedStart(), "reference",
+                       QStringLiteral("clients read another character for %1; write the character "
+                                      "itself")
+                           .arg(match.captured()));
+        }
+    }
+}
 
 void checkStructure(const SourceElement& root, Report& report)
 {

@@ -1,7 +1,7 @@
 #include "publisher/PackageSource.h"
 
 #include "catalogue/DocumentParser.h"
-#include "catalogue/UpdateDocument.h"
+#include "catalogue/DocumentVocabulary.h"
 
 #include <QBuffer>
 
@@ -49,7 +49,7 @@ std::vector<PackageSource> readPackages(const QByteArray& bytes, const SourceDoc
     const zk::PackageInfoList infos = parsePackages(bytes);
     const auto elements = document.packages();
     std::vector<PackageSource> packages;
-    // One list is empty when only one of the two could read the document.
+    // One list is empty if only one of the two parsers could read the document.
     for (std::size_t i = 0; i < elements.size() && int(i) < infos.size(); ++i) {
         packages.push_back({elements[i], infos.at(int(i))});
     }

@@ -6,33 +6,34 @@
 
 namespace publisher {
 
-/** A value as it is written somewhere. */
+/** A value and its position. */
 struct SourceValue
 {
     QString text;
     int offset = 0;
 };
 
-/** A package as clients read it, and where each of its values comes from. */
+/** A package as clients read it, with the origin of its values. */
 struct PackageSource
 {
     const SourceElement* element = nullptr;
     zk::PackageInfo info;
 
-    /** The nearest value of that name, from the package's file upwards; nothing if there is none.
+    /**
+     * The nearest value with this name, from the package's file upwards; nothing if there is none.
      */
     [[nodiscard]] std::optional<SourceValue> value(const char* key) const;
-    /** Where the value stands, or else the package. */
+    /** The position of the value, otherwise that of the package. */
     [[nodiscard]] int offset(const char* key) const;
 };
 
-/** The value that @p level itself gives: that of a child element before that of an attribute. */
+/** The value in @p level itself; a child element takes precedence over an attribute. */
 std::optional<SourceValue> valueAt(const SourceElement& level, const char* key);
 
-/** The packages that clients read in @p bytes; none when they refuse them. */
+/** The packages that clients read from @p bytes; none if they refuse the document. */
 zk::PackageInfoList parsePackages(const QByteArray& bytes);
 
-/** The packages of @p document; empty when a client refuses it. */
+/** The packages of @p document; empty if clients refuse it. */
 std::vector<PackageSource> readPackages(const QByteArray& bytes, const SourceDocument& document);
 
 } // namespace publisher

@@ -1,6 +1,7 @@
 #include "publisher/Password.h"
 
 #include <cstdio>
+#include <sodium.h>
 #include <termios.h>
 #include <unistd.h>
 
@@ -20,7 +21,9 @@ std::optional<QByteArray> askPassword(const QString& question)
     const bool isRead = std::fgets(line, sizeof line, stdin) != nullptr;
     ::tcsetattr(STDIN_FILENO, TCSAFLUSH, &shown);
     std::fputc('\n', stderr);
-    return isRead ? std::optional(QByteArray(line).trimmed()) : std::nullopt;
+    auto password = isRead ? std::optional(QByteArray(line).trimmed()) : std::nullopt;
+    sodium_memzero(line, sizeof line);
+    return password;
 }
 
 } // namespace publisher

@@ -1,6 +1,7 @@
 #include "publisher/Password.h"
 
 #include <cstdio>
+#include <sodium.h>
 #include <windows.h>
 
 namespace publisher {
@@ -19,8 +20,15 @@ std::optional<QByteArray> askPassword(const QString& question)
     const BOOL isRead = ::ReadConsoleW(input, line, 1023, &length, nullptr);
     ::SetConsoleMode(input, shown);
     std::fputc('\n', stderr);
-    return isRead ? std::optional(QString::fromWCharArray(line, int(length)).trimmed().toUtf8())
-                  : std::nullopt;
+    if (!isRead) {
+        return std::nullopt;
+    }
+    QString text = QString::fromWCharArray(line, int(length));
+    sodium_memzero(line, sizeof line);
+    text = std::move(text).trimmed(); // in place
+    const QByteArray password = text.toUtf8();
+    sodium_memzero(text.data(), std::size_t(text.size()) * sizeof(QChar));
+    return password;
 }
 
 } // namespace publisher

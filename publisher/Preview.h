@@ -7,11 +7,12 @@
 
 namespace publisher {
 
-/** Somebody who runs a host: what the host says of itself, and which language its user has. */
+/** The user of a host: the host's settings and the user's language. */
 struct Audience
 {
-    /** Of these, product name, version, platforms, package suffixes, cameras and the wish for beta
-     * releases count. */
+    /**
+     * Only product name, version, platforms, package suffixes, cameras and includeBeta are used.
+     */
     zk::SoftwareUpdate::SoftwareUpdateSettings host;
     QLocale locale = QLocale(QLocale::English);
 };
@@ -26,19 +27,19 @@ struct PreviewRow
     zk::PackageInfo package;
 };
 
-/** What a check ends with. */
+/** The result of a check. */
 struct Preview
 {
     zk::SoftwareUpdate::EState state = zk::SoftwareUpdate::eIdle;
-    QString message; //!< that the user is told; empty when there is the table instead
+    QString message; //!< shown to the user; empty if the table is shown instead
     QStringList headers;
     QList<PreviewRow> rows;
 };
 
 /**
- * What a check that reads @p packages ends with for @p audience, by the library's own rules.
+ * The result of a check that reads @p packages for @p audience, by the library's own rules.
  *
- * Texts are those of the translators that are installed in the application.
+ * Texts come from the translators installed in the application.
  */
 Preview preview(zk::PackageInfoList packages, const Audience& audience);
 

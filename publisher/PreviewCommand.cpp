@@ -50,7 +50,7 @@ QStringList words(const QString& text)
     return text.split(zk::StringUtils::splitWords, Qt::SkipEmptyParts);
 }
 
-/** Nothing when a value makes no sense, which is said. */
+/** Nothing if a value is invalid, which is reported. */
 std::optional<Audience> readAudience(const CommandLine& line, const Options& options,
                                      const Console& console)
 {
@@ -66,13 +66,13 @@ std::optional<Audience> readAudience(const CommandLine& line, const Options& opt
         complaint = QStringLiteral("--product and --version are needed; a version begins with a "
                                    "number");
     } else if (audience.locale == QLocale::c()) {
-        complaint = QStringLiteral("there is no language \"%1\"").arg(line.value(options.language));
+        complaint = QStringLiteral("unknown language \"%1\"").arg(line.value(options.language));
     }
     const QStringList cameras = line.values(options.camera);
     for (const QString& camera : cameras) {
         const zk::VersionNumber firmware = version(camera.section(QLatin1Char('='), -1));
         if (!camera.contains(QLatin1Char('=')) || firmware.toString().empty()) {
-            complaint = QStringLiteral("a camera is MODEL=VERSION, and not \"%1\"").arg(camera);
+            complaint = QStringLiteral("a camera must be MODEL=VERSION, not \"%1\"").arg(camera);
         }
         audience.host.cameraVersions.append({camera.section(QLatin1Char('='), 0, -2), firmware});
     }
@@ -107,7 +107,7 @@ int show(const PreviewReport& report, const CommandLine& line, const Options& op
 int previewCommand(const QStringList& arguments, Console& console)
 {
     CommandLine line(
-        QStringLiteral("Shows what one user would see of an update document."),
+        QStringLiteral("Shows what a user would see of an update document."),
         {QStringLiteral(
              "preview updates.xml --product \"Camera Desk\" --version 4.2 --language de"),
          QStringLiteral("preview updates.xml --product \"Camera Desk\" --version 4.2 "

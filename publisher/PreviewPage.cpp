@@ -1,5 +1,5 @@
-// The preview as a page. Everything that comes from the document is escaped, but for the comment,
-// which is HTML that the library has made and escaped.
+// The preview as an HTML page. Everything from the document is escaped except for the comment,
+// which is HTML that the library has built and escaped.
 
 #include "publisher/FindingReport.h"
 #include "publisher/PreviewReport.h"
@@ -56,7 +56,8 @@ QString matrixCell(const Preview& preview)
 QString matrixSection(const QList<MatrixRow>& matrix)
 {
     if (matrix.isEmpty()) {
-        return QStringLiteral("<div class=\"muted\">The document is for nobody.</div>");
+        return QStringLiteral(
+            "<div class=\"muted\">The document has no packages for anybody.</div>");
     }
     QString rows =
         headerRow({QStringLiteral("Product or camera"), QStringLiteral("Stable releases"),
@@ -113,7 +114,7 @@ QByteArray toHtml(const PreviewReport& report)
         {QStringLiteral("preview"), previewSection(report.preview)},
         {QStringLiteral("matrix"), matrixSection(report.matrix)},
         {QStringLiteral("findings"), findingsSection(report.findings)}};
-    // In one pass: a value may hold what looks like a placeholder.
+    // In one pass: a value may contain text that looks like a placeholder.
     QString result;
     int end = 0;
     static const QRegularExpression placeholder(QStringLiteral("\\{([a-z]+)\\}"));

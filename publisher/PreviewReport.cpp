@@ -20,7 +20,10 @@ QString stateName(zk::SoftwareUpdate::EState state)
                                      : QStringLiteral("no update available");
 }
 
-/** The comment's lines; it is made of lines, bold text and links, everything else is escaped. */
+/**
+ * The lines of the comment, which consists of line breaks, bold text and links; everything else is
+ * escaped.
+ */
 QStringList plainLines(QString html)
 {
     static const QRegularExpression tags(QStringLiteral("<[^>]*>"));

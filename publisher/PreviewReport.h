@@ -9,27 +9,28 @@ namespace publisher {
 
 class Console;
 
-/** Everything that is known of one document. */
+/** Everything to report about one document. */
 struct PreviewReport
 {
-    QString place; //!< where the document is
+    QString place; //!< path or address of the document
     Audience audience;
     Preview preview;
     Findings findings;
     QList<MatrixRow> matrix;
 };
 
-/** What the audience sees, as text. */
+/** The preview for the audience as text. */
 void printPreview(const PreviewReport& report, const Console& console);
 
 /** An object with state, message and rows. */
 QByteArray toJson(const PreviewReport& report);
 
-/** One page that needs nothing else: what the audience sees, everybody else in short, the findings.
+/**
+ * A self-contained HTML page: the preview for the audience, a summary for all others, the findings.
  */
 QByteArray toHtml(const PreviewReport& report);
 
-/** The releases that are offered with their formats, "4.3.0 (exe, zip)"; empty for none. */
+/** The offered releases with their formats, e.g. "4.3.0 (exe, zip)"; empty if there are none. */
 QString offerText(const Preview& preview);
 
 } // namespace publisher

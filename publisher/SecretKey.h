@@ -1,5 +1,7 @@
 #pragma once
 
+#include "publisher/SecretBytes.h"
+
 #include <QByteArray>
 #include <QString>
 
@@ -10,24 +12,25 @@ namespace publisher {
 /**
  * A key that signs packages, in the file format of the minisign program.
  *
- * Its bytes are wiped when it goes.
+ * Its bytes are wiped when it is destroyed, and so are all copies that its functions make. The
+ * caller wipes what it passes and what encode() returns.
  */
 class SecretKey
 {
 public:
-    /** A new one from the system's randomness. */
+    /** A new key from the system's random numbers. */
     static SecretKey generate();
-    /** The one that grows from @p seed, 32 bytes that nobody may guess. */
+    /** The key derived from @p seed, 32 random bytes. */
     explicit SecretKey(const QByteArray& seed);
     SecretKey(SecretKey&& other) noexcept = default;
     SecretKey& operator=(SecretKey&&) = delete;
     SecretKey(const SecretKey&) = delete;
     SecretKey& operator=(const SecretKey&) = delete;
-    ~SecretKey();
+    ~SecretKey() = default;
 
     /** Whether the text of a key file is encrypted. */
     static bool isEncrypted(const QByteArray& file);
-    /** The key in the text of a key file, or what is wrong; a password takes a second to try. */
+    /** The key in the text of a key file, or the error; trying a password takes a second. */
     static std::variant<SecretKey, QString> decode(const QByteArray& file,
                                                    const QByteArray& password);
 
@@ -46,9 +49,9 @@ public:
 
 private:
     QByteArray m_id;
-    QByteArray m_secret; //!< the seed and behind it the public key
+    SecretBytes m_secret; //!< the seed, followed by the public key
 
-    SecretKey(const QByteArray& id, const QByteArray& secret);
+    SecretKey(const QByteArray& id, SecretBytes secret);
     [[nodiscard]] QByteArray signature(const QByteArray& bytes) const;
 };
 

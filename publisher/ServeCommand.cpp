@@ -10,7 +10,7 @@ namespace publisher {
 
 namespace {
 
-/** The address as people need it, for each document that lies in the folder. */
+/** Prints the address of each document in the folder. */
 void announce(const QDir& folder, int port, const Console& console)
 {
     const QString address = QStringLiteral("http://127.0.0.1:%1/").arg(port);
@@ -49,7 +49,7 @@ int serveCommand(const QStringList& arguments, Console& console)
     }
     const QDir folder(line.positionalArguments().constFirst());
     httplib::Server server;
-    // Without options: the default would let another process listen on the same port.
+    // No socket options: the default ones would let another process listen on the same port.
     server.set_socket_options([](socket_t) {});
     server.set_logger(
         [&console](const httplib::Request& request, const httplib::Response& response) {
@@ -59,7 +59,7 @@ int serveCommand(const QStringList& arguments, Console& console)
                               .arg(response.status));
         });
     if (!folder.exists() || !server.set_mount_point("/", folder.absolutePath().toStdString())) {
-        console.complain(QStringLiteral("there is no folder ") + folder.path());
+        console.complain(QStringLiteral("no such folder: ") + folder.path());
         return eFailed;
     }
     const bool isBound = wanted == 0 || server.bind_to_port("127.0.0.1", wanted);

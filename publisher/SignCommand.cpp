@@ -17,8 +17,10 @@ namespace publisher {
 
 namespace {
 
-/** The releases of the files: @p release, or what the document says; nothing, and said, when a file
- * is not in it. */
+/**
+ * The releases of the files: @p release, or those in the document; nothing if a file is not in it,
+ * which is reported.
+ */
 std::optional<QHash<QString, QString>> releasesOf(const QStringList& files, const QString& release,
                                                   const QString& documentPlace,
                                                   const Console& console)
@@ -58,7 +60,7 @@ bool signFile(const QString& path, const QString& release, const SecretKey& key,
         console.complain(QStringLiteral("%1: %2").arg(path, file.errorString()));
         return false;
     }
-    // The client compares file and release with what the document says of the package.
+    // The client compares file and release with the package's values in the document.
     QString comment = QStringLiteral("timestamp:%1\tfile:%2")
                           .arg(QDateTime::currentSecsSinceEpoch())
                           .arg(QFileInfo(path).fileName());
@@ -84,9 +86,9 @@ int signCommand(const QStringList& arguments, Console& console)
                       QStringLiteral("sign --key camera-desk.key --release 4.3 desk-4.3.exe")});
     line.addPositionalArgument(QStringLiteral("package"), QStringLiteral("The files to sign."),
                                QStringLiteral("package..."));
-    const QCommandLineOption keyFile(QStringLiteral("key"),
-                                     QStringLiteral("The secret key, of ours or minisign's."),
-                                     QStringLiteral("file"));
+    const QCommandLineOption keyFile(
+        QStringLiteral("key"), QStringLiteral("The secret key, from this program or minisign."),
+        QStringLiteral("file"));
     const QCommandLineOption release(QStringLiteral("release"),
                                      QStringLiteral("The release that the packages are of."),
                                      QStringLiteral("version"));

@@ -1,6 +1,6 @@
 #include "publisher/SourceDocument.h"
 
-#include "catalogue/UpdateDocument.h"
+#include "catalogue/DocumentVocabulary.h"
 
 #include <QTextCodec>
 #include <QXmlStreamReader>
@@ -11,10 +11,10 @@ namespace publisher {
 
 namespace {
 
-// Deeper ones are refused by clients, and would end this program instead.
+// Clients refuse deeper nesting, which would overflow the stack here.
 constexpr std::size_t maximumDepth = 1000;
 
-/** Where the attribute @p name of the tag at @p offset stands. */
+/** The position of the attribute @p name in the tag at @p offset. */
 int attributeOffset(const QString& text, int offset, const QString& name)
 {
     QChar quote;
@@ -39,7 +39,7 @@ int attributeOffset(const QString& text, int offset, const QString& name)
     return offset;
 }
 
-/** Of what is not blank between the two. */
+/** The position of the first non-blank character between the two. */
 int firstOffset(const QString& text, int begin, int end)
 {
     while (begin < end && text.at(begin).isSpace()) {
@@ -103,7 +103,7 @@ void SourceDocument::decode(const QByteArray& bytes)
     m_text = codec->toUnicode(bytes);
 }
 
-// The reader counts the "<" of a tag to what stands before it; within a tag there is no other.
+// The reader assigns the "<" of a tag to the text before it; a tag contains no other one.
 int SourceDocument::tagOffset(int tokenEnd) const
 {
     return m_text.lastIndexOf(QLatin1Char('<'), qMax(0, tokenEnd - 1));

@@ -11,7 +11,7 @@ class QXmlStreamReader;
 
 namespace publisher {
 
-/** A place in a text, both numbers counted from 1; columns in characters as editors count them. */
+/** A position in a text, counted from 1; columns are characters, as in editors. */
 struct Position
 {
     int line = 1;
@@ -25,7 +25,7 @@ struct SourceAttribute
     int offset = 0; //!< of its name in the text
 };
 
-/** An element as it is written, and where. */
+/** An element and its position in the text. */
 struct SourceElement
 {
     QString name;
@@ -34,18 +34,18 @@ struct SourceElement
     std::vector<const SourceElement*> children;
     /** All characters directly in it. */
     QString text;
-    int textOffset = 0;      //!< of the first of them that is not blank
+    int textOffset = 0;      //!< of the first non-blank character
     int offset = 0;          //!< of its "<"
-    int contentOffset = 0;   //!< behind the ">" of its opening tag
-    int endOffset = 0;       //!< of its closing tag; contentOffset where there is none
+    int contentOffset = 0;   //!< after the ">" of its opening tag
+    int endOffset = 0;       //!< of its closing tag; contentOffset if there is none
     bool isEmptyTag = false; //!< there is no closing tag: "<package/>"
 
-    /** The first attribute or child of that name; null if there is none. */
+    /** The first attribute or child with this name; null if there is none. */
     [[nodiscard]] const SourceAttribute* attribute(const QString& key) const;
     [[nodiscard]] const SourceElement* child(const QString& key) const;
 };
 
-/** What is wrong with a text as XML. */
+/** An XML syntax error. */
 struct SyntaxError
 {
     int offset = 0;
@@ -53,9 +53,9 @@ struct SyntaxError
 };
 
 /**
- * An update document as its author wrote it: all elements, known or not, with their places.
+ * An update document with all elements, known or not, and their positions in the text.
  *
- * The library's own parser decides what a client reads; this one is for telling people where.
+ * The library's parser decides what a client reads; this one finds the positions.
  */
 class SourceDocument
 {
@@ -64,14 +64,16 @@ public:
     SourceDocument(const SourceDocument&) = delete;
     SourceDocument& operator=(const SourceDocument&) = delete;
 
-    /** Null when the text ends before there is one. */
+    /** Null if the text has none. */
     [[nodiscard]] const SourceElement* root() const { return m_root; }
     [[nodiscard]] const std::optional<SyntaxError>& error() const { return m_error; }
-    /** The whole text; line ends as they are written. */
+    /** The whole text with its original line ends. */
     [[nodiscard]] const QString& text() const { return m_text; }
-    /** The name of the encoding to write it in. */
+    /** The name of the encoding to write it with. */
     [[nodiscard]] const QByteArray& encoding() const { return m_encoding; }
-    /** Where a document type declaration begins; nowhere in documents that clients accept. */
+    /**
+     * The offset of a document type declaration, which clients refuse; nothing if there is none.
+     */
     [[nodiscard]] std::optional<int> doctype() const { return m_doctype; }
 
     [[nodiscard]] Position position(int offset) const;

@@ -1,4 +1,4 @@
-// softwareupdate-publish: for people who publish update documents.
+// softwareupdate-publish, a tool for publishers of update documents.
 
 #include "publisher/Commands.h"
 
@@ -53,8 +53,7 @@ int main(int argc, char* argv[])
         printUsage(console);
         return name.isEmpty() ? eUsage : eFine;
     }
-    console.complain(
-        QStringLiteral("softwareupdate-publish: there is no command \"%1\"").arg(name));
+    console.complain(QStringLiteral("softwareupdate-publish: unknown command \"%1\"").arg(name));
     printUsage(console);
     return eUsage;
 }

@@ -9,7 +9,8 @@ namespace zk {
 
 namespace {
 
-// Readable names, so that a person can find and mend an entry in the registry or an INI file.
+// Readable names, so that an administrator can find and correct an entry in the registry or an INI
+// file.
 QString entryName(AppSettings::EGroup group, AppSettings::EKey key)
 {
     struct Name
@@ -41,9 +42,9 @@ QString entryName(AppSettings::EGroup group, AppSettings::EKey key)
     return folder + QStringLiteral("Key%1").arg(int(key));
 }
 
-// QSettings takes no notice of a disk that is full when it has written nearly everything, and then
-// puts a file that was cut off in the place of a whole one. What it cannot write at all it keeps,
-// even for objects that are made later, and writes when nobody looks at the disk.
+// QSettings misses a disk that fills up shortly before the end, and then replaces a complete file
+// by a truncated one. Values that it cannot write at all it keeps, even for objects created later,
+// and writes them at a time when nobody checks the disk.
 bool canBeRewritten(const QString& path)
 {
     const QFileInfo file(path);

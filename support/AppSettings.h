@@ -18,8 +18,7 @@ namespace zk {
  * Keys are readable there, e.g. "SoftwareUpdateGroup/UpdateServerUrl". A host that keeps its
  * settings elsewhere derives from this class and overrides value() and set().
  *
- * The host owns the object and keeps it alive longer than the client that uses it. Use it from the
- * GUI thread.
+ * The host owns the object, which must outlive the client that uses it. Use it from the GUI thread.
  */
 class SOFTWAREUPDATE_EXPORT AppSettings
 {
@@ -44,7 +43,7 @@ public:
         UpdateCameraVersions = 51,
     };
 
-    /** A store where QSettings keeps those of @p application, e.g. in the registry. */
+    /** The store that QSettings uses for @p application, e.g. in the registry. */
     AppSettings(QSettings::Format format, QSettings::Scope scope, const QString& organisation,
                 const QString& application);
 
@@ -55,14 +54,14 @@ public:
     AppSettings& operator=(const AppSettings&) = delete;
     virtual ~AppSettings();
 
-    /** The stored value, an invalid QVariant when nothing was ever stored. */
+    /** The stored value; an invalid QVariant if nothing was ever stored. */
     virtual QVariant value(EGroup group, EKey key);
 
     /**
-     * Stores @p value. With @p writeThrough it is on disk when the call returns, else when
-     * QSettings next synchronises. Where the file cannot be written, or the disk has no room for
-     * it, the log says so and the file stays as it is: this object keeps the value as long as it
-     * lives, and stores it with the next one that can be.
+     * Stores @p value. With @p writeThrough it is on disk when the call returns, otherwise when
+     * QSettings next synchronises. If the file cannot be written or the disk is full, this is
+     * logged and the file stays unchanged: the object keeps the value and writes it together with
+     * the next one that can be written.
      */
     virtual void set(const QVariant& value, EGroup group, EKey key, bool writeThrough);
 

@@ -10,8 +10,7 @@ namespace zk {
 class SOFTWAREUPDATE_EXPORT CoreApplication
 {
 public:
-    /** The host's version text, as the host gave it to QCoreApplication::setApplicationVersion().
-     */
+    /** The host's version, as set with QCoreApplication::setApplicationVersion(). */
     static QString applicationVersion();
 };
 

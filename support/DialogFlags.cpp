@@ -14,7 +14,7 @@ Qt::WindowFlags dialogFlags(bool resizable)
 
 Qt::WindowFlags sheetDialogFlags(QWidget* parent)
 {
-    // A sheet without a window below it would come up without frame and title.
+    // A sheet without a parent window would have no frame and no title.
     return parent ? dialogFlags(false) | Qt::Sheet : dialogFlags(false);
 }
 

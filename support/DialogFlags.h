@@ -15,8 +15,9 @@ namespace zk {
  */
 SOFTWAREUPDATE_EXPORT Qt::WindowFlags dialogFlags(bool resizable);
 
-/** Flags of a box that is shown over @p parent: a sheet where there is a parent, a plain dialog
- * else. */
+/**
+ * Flags of a message box over @p parent: a sheet if there is a parent, otherwise a plain dialog.
+ */
 SOFTWAREUPDATE_EXPORT Qt::WindowFlags sheetDialogFlags(QWidget* parent);
 
 } // namespace zk

@@ -33,4 +33,18 @@ std::optional<DiskSpace> diskSpaceAt(const QString& path)
     return DiskSpace{quint64(available), quint64(qMax(storage.blockSize(), 512))};
 }
 
+std::optional<std::size_t> firstBeyond(const std::vector<quint64>& sizes, const DiskSpace& space)
+{
+    quint64 left = space.available;
+    for (std::size_t i = 0; i < sizes.size(); ++i) {
+        // At most 2^63, so rounding up does not overflow.
+        const quint64 needed = (sizes[i] + space.block - 1) / space.block * space.block;
+        if (needed > left) {
+            return i;
+        }
+        left -= needed;
+    }
+    return std::nullopt;
+}
+
 } // namespace zk

@@ -3,6 +3,7 @@
 #include <QString>
 
 #include <optional>
+#include <vector>
 
 namespace zk {
 
@@ -10,11 +11,18 @@ struct DiskSpace
 {
     /** Bytes that this user may still write. */
     quint64 available;
-    /** Every file takes whole blocks of so many bytes. */
+    /** Size of a block; every file occupies whole blocks. */
     quint64 block;
 };
 
-/** Of the volume where @p path is or would be created; nothing when the system does not say. */
+/** Of the volume that holds, or would hold, @p path; nothing if the system does not report it. */
 std::optional<DiskSpace> diskSpaceAt(const QString& path);
+
+/**
+ * The index of the first file that does not fit when files of @p sizes, none above 2^63, are
+ * written one after the other; nothing when there is room for all.
+ */
+[[nodiscard]] std::optional<std::size_t> firstBeyond(const std::vector<quint64>& sizes,
+                                                     const DiskSpace& space);
 
 } // namespace zk

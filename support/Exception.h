@@ -9,12 +9,12 @@
 
 namespace zk {
 
-/** Root of everything the library throws. Throw by value, catch by reference. */
+/** Base class of everything the library throws. Throw by value, catch by reference. */
 class SOFTWAREUPDATE_EXPORT Exception : public std::exception
 {
 public:
     Exception() = default;
-    /** @{ There is nothing in it to copy. */
+    /** @{ Trivial: no members. */
     Exception(const Exception&) = default;
     Exception& operator=(const Exception&) = default;
     /** @} */
@@ -35,7 +35,7 @@ public:
 
     /** The text for the user. */
     [[nodiscard]] QString message() const;
-    /** What led to this exception, null when nothing is known; valid as long as this object. */
+    /** The cause of this exception, null if unknown; valid as long as this object. */
     [[nodiscard]] const ExceptionQt* cause() const;
     /** The message in UTF-8. */
     [[nodiscard]] const char* what() const noexcept override;

@@ -1,7 +1,7 @@
 #pragma once
 
 /**
- * Marks what the shared library exports.
+ * Marks the names that the shared library exports.
  *
  * SOFTWAREUPDATE_EXPORTS is set while the library itself is compiled, SOFTWAREUPDATE_STATIC_DEFINE
  * where its objects are linked directly (tests of internals).

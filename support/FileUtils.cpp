@@ -37,7 +37,7 @@ QString FileUtils::nativePath(const QString& program, const SearchPath& path)
             folders << folder;
         }
     }
-    // With no folders at all, Qt would search those of the environment.
+    // Given no folders, Qt would search those of the environment.
     const QString found =
         folders.isEmpty() ? QString() : QStandardPaths::findExecutable(program, folders);
     return QDir::toNativeSeparators(found.isEmpty() ? program : found);
@@ -45,12 +45,12 @@ QString FileUtils::nativePath(const QString& program, const SearchPath& path)
 
 bool FileUtils::erase(const QString& path)
 {
-    // QDir("").removeRecursively() would empty the working folder.
+    // QDir("").removeRecursively() would delete the contents of the working folder.
     const QFileInfo info(path);
     if (path.isEmpty() || info.isRelative() || QDir(QDir::cleanPath(path)).isRoot()) {
         return false;
     }
-    // isSymLink() first: exists() and isDir() look through a link.
+    // isSymLink() first: exists() and isDir() follow links.
     if (info.isSymLink()) {
         return QFile::remove(path);
     }
@@ -62,7 +62,7 @@ bool FileUtils::erase(const QString& path)
 
 QString FileUtils::createTempDir()
 {
-    // Empty when the temporary folder does not exist; the new one would then land in the root
+    // Empty if the temporary folder does not exist; the new one would then be created in the root
     // folder.
     const QString base = QDir::tempPath();
     if (base.isEmpty()) {

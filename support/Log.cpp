@@ -7,7 +7,29 @@
 
 namespace zk {
 
-std::atomic<unsigned> Log::s_enabledLevels{0};
+namespace {
+
+/** One bit per level: it has a stream and is not below the threshold. */
+std::atomic<unsigned> s_enabledLevels{0};
+
+template <typename Streams>
+void updateEnabledLevels(const Streams& streams, Log::ELevel threshold)
+{
+    unsigned enabled = 0;
+    for (unsigned level = Log::eTrace; level < Log::eOff; ++level) {
+        if (streams[level].load() && unsigned(threshold) <= level) {
+            enabled |= 1U << level;
+        }
+    }
+    s_enabledLevels = enabled;
+}
+
+} // namespace
+
+bool Log::isEnabled(ELevel level)
+{
+    return (s_enabledLevels.load(std::memory_order_relaxed) & (1U << unsigned(level))) != 0;
+}
 
 std::wstring tconvert(const char* text)
 {
@@ -38,7 +60,7 @@ void Log::setStream(ELevel level, std::wostream* stream)
     }
     const MutexLocker locker(m_mutex, true);
     m_streams[level] = stream;
-    updateEnabledLevels();
+    updateEnabledLevels(m_streams, m_level);
 }
 
 Log::ELevel Log::logLevel() const
@@ -50,12 +72,14 @@ void Log::setLogLevel(ELevel level)
 {
     const MutexLocker locker(m_mutex, true);
     m_level = level;
-    updateEnabledLevels();
+    updateEnabledLevels(m_streams, m_level);
 }
 
 namespace {
 
-/** "2026-11-21T11:28:00" of one second. Without a destructor, which would keep the library loaded.
+/**
+ * The text "2026-11-21T11:28:00" of one second. A destructor would keep the library from being
+ * unloaded.
  */
 struct SecondText
 {
@@ -64,7 +88,7 @@ struct SecondText
     size_t size = 0;
 };
 
-// Making the text costs more than all the rest of a line, and lines come in bursts.
+// Formatting the time costs more than the rest of a line, and lines come in bursts.
 void appendTime(std::wstring& line)
 {
     thread_local SecondText last;
@@ -102,17 +126,6 @@ Mutex& Log::mutex()
     return m_mutex;
 }
 
-void Log::updateEnabledLevels()
-{
-    unsigned enabled = 0;
-    for (unsigned level = eTrace; level < eOff; ++level) {
-        if (m_streams[level].load() && unsigned(m_level.load()) <= level) {
-            enabled |= 1U << level;
-        }
-    }
-    s_enabledLevels = enabled;
-}
-
 namespace {
 
 std::wstring linePrefix(Log::ELevel level, const char* function)
@@ -146,19 +159,8 @@ LogLine::~LogLine()
         mend();
     }
     m_stream->flags(m_flags);
-    // A stream that once met a character it cannot write would stay silent for ever.
+    // A stream that has met a character it cannot write would discard everything from then on.
     mend();
-}
-
-void LogLine::mend() noexcept
-{
-    try {
-        m_stream->clear();
-    } catch (...) {
-        // clear() throws only while badbit stays set for lack of a buffer: nothing to write to
-        // then.
-        m_stream = nullptr;
-    }
 }
 
 } // namespace zk

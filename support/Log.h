@@ -19,41 +19,38 @@ SOFTWAREUPDATE_EXPORT std::wstring tconvert(const char* text);
 SOFTWAREUPDATE_EXPORT std::wostream& operator<<(std::wostream& stream, const QString& text);
 
 /**
- * The process-wide logger: one wide stream per level and a threshold.
+ * The process-wide logger: one wide stream per level, and a threshold.
  *
- * Nothing is written until the host gives a level its stream. Streams belong to the host: it keeps
- * them alive until it has set another one (or null). A wide file stream in the "C" locale cannot
- * write anything beyond ASCII; imbue it with a UTF-8 locale or facet first.
+ * Nothing is written until the host sets a stream for a level. Streams are owned by the host, which
+ * keeps them alive until it has set another one (or null). A wide file stream in the "C" locale
+ * cannot write characters beyond ASCII; imbue it with a UTF-8 locale or facet first.
  *
- * Usable from any thread at any time, before main() and after it too.
+ * Thread-safe; may be used before main() and after it.
  */
 class SOFTWAREUPDATE_EXPORT Log
 {
 public:
-    /** What a line is about; eOff is above all of them. */
+    /** Severity of a line; eOff is above all of them. */
     enum ELevel { eTrace = 0, eInfo = 1, eWarning = 2, eError = 3, eOff = 4 };
 
     Log(const Log&) = delete;
     Log& operator=(const Log&) = delete;
 
-    /** The one log; made on the first call, and never destroyed. */
+    /** The only instance; created on the first call and never destroyed. */
     static Log& instance();
 
-    /** The stream of @p level, null when that level is not logged at all. */
+    /** The stream of @p level; null if that level is not logged. */
     [[nodiscard]] std::wostream* getStream(ELevel level) const;
-    /** Gives @p level its stream (null: not logged). Waits for a line that is being written. */
+    /** Sets the stream of @p level (null: not logged). Waits for a line that is being written. */
     void setStream(ELevel level, std::wostream* stream);
 
     /** A line of level L is written only if logLevel() <= L. eInfo at the start. */
     [[nodiscard]] ELevel logLevel() const;
-    /** @p level is the lowest that is written from now on; eOff silences all. */
+    /** @p level becomes the lowest that is written; eOff disables all. */
     void setLogLevel(ELevel level);
 
     /** Whether a line of @p level would be written now: one load and one comparison. */
-    [[nodiscard]] static bool isEnabled(ELevel level)
-    {
-        return (s_enabledLevels.load(std::memory_order_relaxed) & (1U << unsigned(level))) != 0;
-    }
+    [[nodiscard]] static bool isEnabled(ELevel level);
 
     /** Appends the line prefix to @p line and returns it: ISO time with milliseconds, level,
      * thread. */
@@ -64,26 +61,25 @@ public:
 
 private:
     Log() = default;
-    void updateEnabledLevels();
-
-    static std::atomic<unsigned> s_enabledLevels;
 
     mutable Mutex m_mutex;
     std::array<std::atomic<std::wostream*>, eOff> m_streams{};
     std::atomic<ELevel> m_level{eInfo};
 };
 
-/** One line for the log while it is being written: prefix out, lock held, format flags kept. */
+/**
+ * One log line while it is being written: holds the lock and restores the stream's format flags.
+ */
 class SOFTWAREUPDATE_EXPORT LogLine
 {
 public:
-    /** Begins the line with the prefix and "[function] "; waits for other threads' lines. */
+    /** Writes the prefix and "[function] "; waits for lines of other threads. */
     LogLine(Log::ELevel level, const char* function);
     ~LogLine();
     LogLine(const LogLine&) = delete;
     LogLine& operator=(const LogLine&) = delete;
 
-    /** Appends what a wide stream makes of @p value. A failing stream is mended; throws nothing. */
+    /** Writes @p value as a wide stream formats it. Resets a failed stream; never throws. */
     template <typename Value>
     LogLine& operator<<(const Value& value)
     {
@@ -98,7 +94,16 @@ public:
     }
 
 private:
-    void mend() noexcept;
+    // Inline because operator<< calls it in the host's code.
+    void mend() noexcept
+    {
+        try {
+            m_stream->clear();
+        } catch (...) {
+            // clear() throws only while badbit stays set because there is no buffer to write to.
+            m_stream = nullptr;
+        }
+    }
 
     std::wstring m_prefix;
     MutexLocker m_locker;
@@ -106,7 +111,7 @@ private:
     std::ios_base::fmtflags m_flags{};
 };
 
-/** Writes one line of already evaluated @p values; use it through SOFTWAREUPDATE_LOG. */
+/** Writes one line of @p values; use it through SOFTWAREUPDATE_LOG. */
 template <typename... Values>
 void writeLogLine(Log::ELevel level, const char* function, const Values&... values)
 {
@@ -120,7 +125,7 @@ void writeLogLine(Log::ELevel level, const char* function, const Values&... valu
  * Writes one log line: the level's prefix, "[function] ", then the values one after the other.
  *
  * @p function is the fully qualified name, e.g. "zk::DownloadManager::parseXML". The values are not
- * even evaluated when the level is off; a stream that fails or throws never disturbs the caller.
+ * evaluated if the level is off; a stream that fails or throws does not affect the caller.
  */
 #define SOFTWAREUPDATE_LOG(level, function, ...)                                                   \
     do {                                                                                           \

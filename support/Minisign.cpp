@@ -13,7 +13,7 @@ namespace {
 
 constexpr int letters = 2;
 
-/** The bytes of a line of base64 that must be exactly @p size long; nothing otherwise. */
+/** Decodes a base64 line; nothing unless it has exactly @p size bytes. */
 std::optional<QByteArray> decoded(const QByteArray& line, int size)
 {
     const auto result =
@@ -32,8 +32,7 @@ const unsigned char* bytesOf(const QByteArray& bytes)
     return reinterpret_cast<const unsigned char*>(bytes.constData());
 }
 
-/** What was signed in the first place: the file's hash, or the file. Nothing when it cannot be
- * read. */
+/** The signed bytes: the file's hash or the file itself. Nothing if it cannot be read. */
 std::optional<QByteArray> signedBytes(QFile& file, Signature::Algorithm algorithm,
                                       const Progress& progress)
 {
@@ -103,7 +102,7 @@ std::variant<Signature, QString> parseSignature(const QByteArray& text)
     }
     if (text.size() > maximumSignatureSize || lines.size() != 4 ||
         !lines.at(0).startsWith("untrusted comment: ") || !lines.at(2).startsWith(trusted)) {
-        return QStringLiteral("it is no signature file");
+        return QStringLiteral("it is not a signature file");
     }
     Signature signature;
     constexpr int size = letters + int(sizeof(signature.id) + sizeof(signature.signature));
@@ -130,7 +129,7 @@ QString verify(const QString& path, const Signature& signature, const std::vecto
         return known.id == signature.id;
     });
     if (key == keys.end()) {
-        return QStringLiteral("it was made with a key that is not known");
+        return QStringLiteral("it was made with an unknown key");
     }
     const QByteArray comment = QByteArray(reinterpret_cast<const char*>(signature.signature.data()),
                                           int(signature.signature.size())) +
@@ -151,7 +150,7 @@ QString verify(const QString& path, const Signature& signature, const std::vecto
     }
     return isSignedBy(*key, signature.signature, *bytes)
                ? QString()
-               : QStringLiteral("the file is not what the key has signed");
+               : QStringLiteral("the file is not the one that was signed");
 }
 
 std::optional<QString> commentField(const QByteArray& trustedComment, const QString& name)

@@ -14,9 +14,8 @@ class QIODevice;
 
 namespace zk::Minisign {
 
-// Ed25519 signatures of files in the format of the minisign program: key and signature files are
-// short texts whose lines of base64 begin with two letters for the algorithm and eight bytes that
-// name the key.
+// Ed25519 signatures of files in the format of the minisign program. Key and signature files are
+// short texts; their base64 lines begin with two letters for the algorithm and an 8-byte key id.
 
 using KeyId = std::array<unsigned char, 8>;
 
@@ -31,51 +30,55 @@ struct Signature
     enum Algorithm {
         /** The file itself is signed: it must fit into memory. */
         eLegacy,
-        /** Its BLAKE2b-512 hash is. */
+        /** The BLAKE2b-512 hash of the file is signed. */
         ePrehashed,
     };
 
     Algorithm algorithm;
     KeyId id;
     std::array<unsigned char, 64> signature;
-    /** Signed together with the signature, so that it cannot be moved to another. */
+    /** Covered by a second signature, so it cannot be moved to another file's signature. */
     QByteArray trustedComment;
     std::array<unsigned char, 64> globalSignature;
 };
 
-/** No signature file is larger: two comments and two lines of base64. */
+/** Upper bound for the size of a signature file: two comments and two base64 lines. */
 constexpr int maximumSignatureSize = 16 * 1024;
 
-/** The largest file with a legacy signature: it is read and hashed as one, which nothing can
- * interrupt. */
+/**
+ * The largest file with a legacy signature: it is read and hashed in one piece, which cannot be
+ * interrupted.
+ */
 constexpr qint64 maximumLegacyFileSize = 512LL * 1024 * 1024;
 
-/** Is told every megabyte how many bytes have been read, and says whether to go on. */
+/** Called after each megabyte with the number of bytes read; return false to cancel. */
 using Progress = std::function<bool(qint64)>;
 
-/** A public key as minisign prints it, or the whole text of a key file; nothing for anything else.
+/**
+ * Parses a public key as minisign prints it, or the text of a key file; nothing for anything else.
  */
 std::optional<PublicKey> parsePublicKey(const QString& text);
 
-/** The signature in @p text, or what is wrong with it. */
+/** The signature in @p text, or the error. */
 std::variant<Signature, QString> parseSignature(const QByteArray& text);
 
 /**
- * What is wrong with @p signature as one of the file @p path by one of @p keys; empty when nothing
- * is.
+ * Verifies @p signature against the file @p path and @p keys. Returns the error, empty if the
+ * signature is valid.
  *
- * Only then its trusted comment may be believed. Keeps the caller waiting for as long as reading
- * the file and hashing it takes; one that is not legacy is interrupted by @p progress.
+ * Trust its trusted comment only if it is valid. Blocks while the file is read and hashed; @p
+ * progress can cancel this unless the signature is a legacy one.
  */
 QString verify(const QString& path, const Signature& signature, const std::vector<PublicKey>& keys,
                const Progress& progress = {});
 
-/** The BLAKE2b-512 hash of all that @p device has left to read, 64 bytes; nothing when reading
- * fails or is interrupted. */
+/**
+ * The BLAKE2b-512 hash (64 bytes) of the rest of @p device; nothing if reading fails or is
+ * cancelled.
+ */
 std::optional<QByteArray> hashOf(QIODevice& device, const Progress& progress = {});
 
-/** The value of "name:value" among the tab-separated fields of a trusted comment, if there is one.
- */
+/** The value of the field "name:value" of a trusted comment, whose fields are separated by tabs. */
 std::optional<QString> commentField(const QByteArray& trustedComment, const QString& name);
 
 } // namespace zk::Minisign

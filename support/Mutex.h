@@ -8,21 +8,23 @@ namespace zk {
 class Mutex
 {
 public:
-    /** Waits for whoever has it. */
+    /** Blocks until the mutex is free. */
     void lock() { m_mutex.lock(); }
-    /** In the thread that has locked it. */
+    /** Call it in the thread that locked it. */
     void unlock() { m_mutex.unlock(); }
 
 private:
     QMutex m_mutex;
 };
 
-/** Holds a Mutex for a scope. With @p lock false it does nothing, for callers that already hold it.
+/**
+ * Locks a Mutex for a scope. With @p lock false it does nothing, for callers that hold the lock
+ * already.
  */
 class MutexLocker
 {
 public:
-    /** Locks @p mutex, which must live longer, if @p lock says so. */
+    /** Locks @p mutex, which must outlive this object, if @p lock is true. */
     MutexLocker(Mutex& mutex, bool lock)
         : m_mutex(lock ? &mutex : nullptr)
     {

@@ -6,7 +6,7 @@ namespace zk {
 
 namespace {
 
-// One character of splitWords.
+// Whether splitWords matches this character.
 bool separatesWords(QChar c)
 {
     return c.isSpace() || c == QLatin1Char(',') || c == QLatin1Char(';') || c == QLatin1Char('|');
@@ -27,8 +27,8 @@ void splitWordsInto(QSet<QString>& words, const QString& text)
 
 } // namespace
 
-// Not a QStringLiteral: Qt's cache of expressions keeps the pattern for longer than an unloaded
-// library keeps its literals, and crashed at the end of the process.
+// Not a QStringLiteral: Qt caches the pattern beyond the unloading of the library, which takes its
+// literals along; the process crashed at its end.
 const QRegExp StringUtils::splitWords(QLatin1String("[\\s,;|]+"));
 
 QSet<QString> StringUtils::splitStringSet(const QString& text, const QRegExp& separator,
@@ -36,7 +36,8 @@ QSet<QString> StringUtils::splitStringSet(const QString& text, const QRegExp& se
 {
     QSet<QString> parts;
     if (behavior == int(Qt::SkipEmptyParts) && separator == splitWords) {
-        // Lists of words are what documents are full of, and an expression takes ten times as long.
+        // Documents consist largely of word lists, and a regular expression takes ten times as
+        // long.
         splitWordsInto(parts, text);
         return parts;
     }

@@ -13,8 +13,8 @@ class SOFTWAREUPDATE_EXPORT StringUtils
 {
 public:
     /**
-     * What separates words in a list of words: runs of white space, comma, semicolon or vertical
-     * bar. Not the hyphen or the underscore, so "de_DE" and "zh-Hans" stay whole.
+     * Separators in a list of words: runs of white space, comma, semicolon or vertical bar. Hyphen
+     * and underscore are none, so "de_DE" and "zh-Hans" stay whole.
      */
     static const QRegExp splitWords;
 
@@ -22,8 +22,10 @@ public:
     static QSet<QString> splitStringSet(const QString& text, const QRegExp& separator,
                                         QString::SplitBehavior behavior);
 
-    /** Adds @p source to @p target and returns @p target. @p context, a translation context, is not
-     * used. */
+    /**
+     * Adds @p source to @p target and returns @p target. @p context, a translation context, is
+     * ignored.
+     */
     static QSet<QString>& appendAll(QSet<QString>& target, const QSet<QString>& source,
                                     const QString& context);
 

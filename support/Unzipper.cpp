@@ -11,20 +11,65 @@
 
 #include <algorithm>
 #include <exception>
+#include <mutex>
 
 namespace zk {
 
-// By reference as published.
+/** The work and its result; lives in the thread that constructed the Unzipper. */
+// Hidden: GCC would export it as a member of an exported class.
+class Q_DECL_HIDDEN Unzipper::Private : public QObject
+{
+    Q_OBJECT
+
+public:
+    Private(Unzipper& unzipper, QString archive, QString folder, bool deleteArchive)
+        : m_unzipper(unzipper)
+        , m_zipFile(std::move(archive))
+        , m_targetDir(std::move(folder))
+        , m_deleteArchive(deleteArchive)
+    {
+    }
+
+    void work();
+    void post(bool complete, const QString& failure);
+    void cancel();
+    void removeZipFile() const;
+    [[nodiscard]] bool isIntact() const;
+    [[nodiscard]] QString archiveName() const { return FileUtils::nativePath(m_zipFile); }
+
+private slots:
+    void announce();
+
+private:
+    [[nodiscard]] bool extract();
+    void setReader(ZipReader* reader);
+
+    Unzipper& m_unzipper;
+    const QString m_zipFile;
+    const QString m_targetDir;
+    const bool m_deleteArchive;
+    bool m_succeeded = false;
+    /** Totals of the archive; written by the thread before it posts its result. */
+    qint64 m_files = 0;
+    qint64 m_bytes = 0;
+
+    // Guards what follows. Not a QMutex: ThreadSanitizer does not see into an uninstrumented Qt.
+    std::mutex m_mutex;
+    ZipReader* m_reader = nullptr;
+    bool m_cancelled = false;
+    bool m_complete = false;
+    QString m_failure;
+};
+
+// By reference: the signature is published.
 // NOLINTNEXTLINE(modernize-pass-by-value)
 Unzipper::Unzipper(const QString& zipFile, const QString& targetDir, bool deleteArchive)
-    : m_zipFile(zipFile)
-    , m_targetDir(targetDir)
-    , m_deleteArchive(deleteArchive)
+    : d(std::make_unique<Private>(*this, zipFile, targetDir, deleteArchive))
 {
     start();
     if (!isRunning() && !isFinished()) {
-        post(false, QStringLiteral("No thread could be started to unpack '%1'.")
-                        .arg(FileUtils::nativePath(m_zipFile)));
+        d->post(false,
+                QStringLiteral("No thread could be started to unpack '%1'.").arg(d->archiveName()));
     }
 }
 
@@ -36,6 +81,26 @@ Unzipper::~Unzipper()
 
 void Unzipper::cancel()
 {
+    d->cancel();
+}
+
+void Unzipper::removeZipFile()
+{
+    d->removeZipFile();
+}
+
+bool Unzipper::isIntact() const
+{
+    return d->isIntact();
+}
+
+void Unzipper::run()
+{
+    d->work();
+}
+
+void Unzipper::Private::cancel()
+{
     const std::lock_guard<std::mutex> lock(m_mutex);
     m_cancelled = true;
     if (m_reader) {
@@ -43,7 +108,7 @@ void Unzipper::cancel()
     }
 }
 
-void Unzipper::removeZipFile()
+void Unzipper::Private::removeZipFile() const
 {
     if (m_succeeded && QFile::exists(m_zipFile) && !QFile::remove(m_zipFile)) {
         SOFTWAREUPDATE_LOG(Log::eError, "zk::Unzipper::removeZipFile",
@@ -51,7 +116,7 @@ void Unzipper::removeZipFile()
     }
 }
 
-bool Unzipper::isIntact() const
+bool Unzipper::Private::isIntact() const
 {
     if (!m_succeeded) {
         return false;
@@ -68,13 +133,13 @@ bool Unzipper::isIntact() const
     return files >= m_files && bytes >= m_bytes;
 }
 
-void Unzipper::run()
+void Unzipper::Private::work()
 {
     try {
         const bool complete = extract();
-        post(complete, complete ? QString()
-                                : QStringLiteral("Unpacking '%1' was cancelled.")
-                                      .arg(FileUtils::nativePath(m_zipFile)));
+        post(complete, complete
+                           ? QString()
+                           : QStringLiteral("Unpacking '%1' was cancelled.").arg(archiveName()));
     } catch (const ExceptionQt& error) {
         post(false, error.message());
     } catch (const std::exception& error) {
@@ -82,14 +147,14 @@ void Unzipper::run()
     }
 }
 
-/** False when cancelled; throws what the reader throws. */
-bool Unzipper::extract()
+/** Returns false if cancelled; throws what the reader throws. */
+bool Unzipper::Private::extract()
 {
     ZipReader reader(m_zipFile, nullptr);
     setReader(&reader);
     struct Forget
     {
-        Unzipper* self;
+        Private* self;
         ~Forget() { self->setReader(nullptr); }
     } const forget{this};
     Q_UNUSED(forget)
@@ -101,11 +166,11 @@ bool Unzipper::extract()
             return !entry.endsWith(QLatin1Char('/'));
         });
     }
-    // Not isAborted(): a cancel that comes after the last file changes nothing any more.
+    // Not isAborted(): cancelling after the last file has no effect.
     return reader.isComplete();
 }
 
-void Unzipper::setReader(ZipReader* reader)
+void Unzipper::Private::setReader(ZipReader* reader)
 {
     const std::lock_guard<std::mutex> lock(m_mutex);
     m_reader = reader;
@@ -114,20 +179,19 @@ void Unzipper::setReader(ZipReader* reader)
     }
 }
 
-void Unzipper::post(bool complete, const QString& failure)
+void Unzipper::Private::post(bool complete, const QString& failure)
 {
     {
         const std::lock_guard<std::mutex> lock(m_mutex);
         m_complete = complete;
         m_failure = failure;
     }
-    // Queued even from the own thread; what the destructor finds in the queue is dropped by
-    // ~QObject. By name, as a functor would cross the threads under locks that ThreadSanitizer does
-    // not see.
+    // Queued even from the own thread; ~QObject drops what is still in the queue. By name: a
+    // functor would cross the threads under locks that ThreadSanitizer does not see.
     QMetaObject::invokeMethod(this, "announce", Qt::QueuedConnection);
 }
 
-void Unzipper::announce()
+void Unzipper::Private::announce()
 {
     QString failure;
     {
@@ -136,14 +200,16 @@ void Unzipper::announce()
         failure = m_failure;
     }
     if (!m_succeeded) {
-        emit unzippingFailed(failure);
+        emit m_unzipper.unzippingFailed(failure);
         return;
     }
     if (m_deleteArchive) {
         removeZipFile();
     }
     // Last: a slot may delete this object.
-    emit unzippingDone(m_targetDir);
+    emit m_unzipper.unzippingDone(m_targetDir);
 }
 
 } // namespace zk
+
+#include "Unzipper.moc"

@@ -5,20 +5,18 @@
 #include <QString>
 #include <QThread>
 
-#include <mutex>
+#include <memory>
 
 namespace zk {
-
-class ZipReader;
 
 /**
  * Extracts one zip archive into a folder on a thread of its own.
  *
  * Construct and connect; the thread starts by itself. Exactly one of unzippingDone() and
  * unzippingFailed() follows, once, emitted in the thread that constructed the object when control
- * returns to its event loop, so nothing is lost before the connections stand. The destructor
- * cancels and waits; nothing is emitted once it has begun. Existing files are overwritten. After a
- * failure nothing of the archive is there.
+ * returns to its event loop, so connections made until then miss nothing. The destructor cancels
+ * and waits; nothing is emitted once it has begun. Existing files are overwritten. After a failure
+ * no file of the archive is left.
  */
 class SOFTWAREUPDATE_EXPORT Unzipper final : public QThread
 {
@@ -36,15 +34,15 @@ public:
     void cancel();
 
     /**
-     * Deletes the archive; does nothing before unzippingDone(), and nothing where it is gone
-     * already. Call it in the object's thread. A failure is logged.
+     * Deletes the archive; does nothing before unzippingDone() or if the archive is gone already.
+     * Call it in the object's thread. A failure is logged.
      */
     void removeZipFile();
 
     /**
      * Whether nothing that was unpacked has been removed since, judged by the number of files and
-     * bytes: temporary folders are tidied up by others too. False before unzippingDone(). Looks at
-     * each file below the folder; call it in the object's thread.
+     * bytes: other programs clean up temporary folders. False before unzippingDone(). Visits each
+     * file below the folder; call it in the object's thread.
      */
     [[nodiscard]] bool isIntact() const;
 
@@ -55,29 +53,12 @@ signals:
     void unzippingFailed(const QString& message);
 
 protected:
-    /** The work, in the thread of its own. */
+    /** Extracts, in the thread of its own. */
     void run() override;
 
 private:
-    [[nodiscard]] bool extract();
-    void setReader(ZipReader* reader);
-    void post(bool complete, const QString& failure);
-    Q_INVOKABLE void announce();
-
-    const QString m_zipFile;
-    const QString m_targetDir;
-    const bool m_deleteArchive;
-    bool m_succeeded = false;
-    /** Of the archive; written by the thread before it posts its result. */
-    qint64 m_files = 0;
-    qint64 m_bytes = 0;
-
-    // Guards what follows. Not a QMutex: ThreadSanitizer does not see into an uninstrumented Qt.
-    std::mutex m_mutex;
-    ZipReader* m_reader = nullptr;
-    bool m_cancelled = false;
-    bool m_complete = false;
-    QString m_failure;
+    class Private;
+    const std::unique_ptr<Private> d;
 };
 
 } // namespace zk

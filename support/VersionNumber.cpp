@@ -75,7 +75,7 @@ int compareWords(View a, View b)
     return a.size() == b.size() ? 0 : (a.size() < b.size() ? -1 : 1);
 }
 
-// Takes the next number of "4.3.1" off the front; empty when there is none left.
+// Removes and returns the first number of "4.3.1"; empty at the end.
 View takeNumber(View& numbers)
 {
     const std::size_t end = std::min(numbers.find(L'.'), numbers.size());
@@ -84,8 +84,7 @@ View takeNumber(View& numbers)
     return number;
 }
 
-// Takes the next piece of a label off the front: a run of digits or a run of letters; empty at the
-// end.
+// Removes and returns the first piece of a label, a run of digits or of letters; empty at the end.
 View takePiece(View& label)
 {
     std::size_t first = 0;
@@ -129,6 +128,35 @@ int compareLabels(View a, View b)
     return static_cast<int>(right.empty()) - static_cast<int>(left.empty());
 }
 
+/** The two parts of a version that count when it is compared. */
+struct Parts
+{
+    Parts(View text, std::size_t numbersAt, std::size_t labelAt, std::size_t labelEnd)
+        : isEmpty(text.empty())
+        , numbers(text.substr(numbersAt, labelAt - numbersAt))
+        , label(text.substr(labelAt, labelEnd - labelAt))
+    {
+    }
+
+    bool isEmpty;
+    View numbers;
+    View label;
+};
+
+// Negative if a is older, positive if it is newer.
+int compare(Parts a, Parts b)
+{
+    if (a.isEmpty || b.isEmpty) {
+        return static_cast<int>(b.isEmpty) - static_cast<int>(a.isEmpty);
+    }
+    while (!a.numbers.empty() || !b.numbers.empty()) {
+        if (const int order = compareNumbers(takeNumber(a.numbers), takeNumber(b.numbers))) {
+            return order;
+        }
+    }
+    return compareLabels(a.label, b.label);
+}
+
 } // namespace
 
 VersionNumber::VersionNumber(const std::wstring& text)
@@ -157,32 +185,34 @@ VersionNumber::~VersionNumber() = default;
 
 bool VersionNumber::operator==(const VersionNumber& other) const
 {
-    return compare(other) == 0;
+    return compare({m_text, m_numbers, m_label, m_labelEnd},
+                   {other.m_text, other.m_numbers, other.m_label, other.m_labelEnd}) == 0;
 }
 
 bool VersionNumber::operator!=(const VersionNumber& other) const
 {
-    return compare(other) != 0;
+    return !VersionNumber::operator==(other);
 }
 
 bool VersionNumber::operator<(const VersionNumber& other) const
 {
-    return compare(other) < 0;
+    return compare({m_text, m_numbers, m_label, m_labelEnd},
+                   {other.m_text, other.m_numbers, other.m_label, other.m_labelEnd}) < 0;
 }
 
 bool VersionNumber::operator<=(const VersionNumber& other) const
 {
-    return compare(other) <= 0;
+    return !other.VersionNumber::operator<(*this);
 }
 
 bool VersionNumber::operator>(const VersionNumber& other) const
 {
-    return compare(other) > 0;
+    return other.VersionNumber::operator<(*this);
 }
 
 bool VersionNumber::operator>=(const VersionNumber& other) const
 {
-    return compare(other) >= 0;
+    return !VersionNumber::operator<(other);
 }
 
 std::wstring VersionNumber::toString() const
@@ -200,23 +230,6 @@ std::wstring VersionNumber::toShortVersion() const
     const View label =
         trimmed(View(m_text).substr(0, m_labelEnd)).substr(std::min(m_label, m_text.size()));
     return std::wstring(numbers.substr(0, end)).append(label);
-}
-
-int VersionNumber::compare(const VersionNumber& other) const
-{
-    if (m_text.empty() || other.m_text.empty()) {
-        return static_cast<int>(other.m_text.empty()) - static_cast<int>(m_text.empty());
-    }
-    View left = View(m_text).substr(m_numbers, m_label - m_numbers);
-    View right = View(other.m_text).substr(other.m_numbers, other.m_label - other.m_numbers);
-    while (!left.empty() || !right.empty()) {
-        if (const int order = compareNumbers(takeNumber(left), takeNumber(right))) {
-            return order;
-        }
-    }
-    return compareLabels(
-        View(m_text).substr(m_label, m_labelEnd - m_label),
-        View(other.m_text).substr(other.m_label, other.m_labelEnd - other.m_label));
 }
 
 } // namespace zk

@@ -64,8 +64,6 @@ private:
     std::size_t m_numbers = 0;
     std::size_t m_label = 0;
     std::size_t m_labelEnd = 0;
-
-    [[nodiscard]] int compare(const VersionNumber& other) const;
 };
 
 } // namespace zk

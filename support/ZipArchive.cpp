@@ -33,8 +33,10 @@ struct ZipError
     zip_error_t value{};
 };
 
-/** The time in UTC that Unix archivers add; the directory's own is local and counts in twos. -1:
- * none. */
+/**
+ * The UTC time that Unix archivers add, -1 if missing. The directory's own time is local, with a
+ * resolution of two seconds.
+ */
 qint64 preciseTime(zip* archive, quint64 index)
 {
     constexpr zip_uint16_t extendedTimestamp = 0x5455;
@@ -67,12 +69,12 @@ QString kindComplaint(const ZipEntry& entry)
         return QStringLiteral("is a link or another special file");
     }
     if (type == UnixFolder && !entry.isFolder()) {
-        return QStringLiteral("is a folder by its mode and a file by its name");
+        return QStringLiteral("is a folder by its mode but a file by its name");
     }
     return QString();
 }
 
-/** Sizes that cannot be true, found before any memory is asked for because of them. */
+/** Detects impossible sizes before memory is allocated for them. */
 QString sizeComplaint(const ZipEntry& entry, quint64 fileSize)
 {
     constexpr quint64 maxDeflateRatio = 1032;
@@ -82,10 +84,22 @@ QString sizeComplaint(const ZipEntry& entry, quint64 fileSize)
         (entry.method == ZIP_CM_STORE ? entry.size == entry.compressedSize
                                       : entry.size / maxDeflateRatio <= entry.compressedSize) &&
         (!entry.isFolder() || entry.size == 0);
-    return possible ? QString() : QStringLiteral("has a size that cannot be true");
+    return possible ? QString() : QStringLiteral("has an impossible size");
 }
 
 } // namespace
+
+void ZipEntry::checkCrc(quint32 found) const
+{
+    if (found != crc) {
+        throw IOException(QStringLiteral("is damaged: its checksum is wrong"));
+    }
+}
+
+IOException ZipEntry::wrongSize()
+{
+    return IOException(QStringLiteral("is damaged: its size differs from the declared one"));
+}
 
 void ZipArchive::Closer::operator()(zip* archive) const
 {
@@ -117,7 +131,7 @@ void ZipArchive::Stream::readFully(char* data, qint64 size)
     for (qint64 done = 0; done < size;) {
         const qint64 got = read(data + done, size - done);
         if (got == 0) {
-            throw IOException(QStringLiteral("is cut short"));
+            throw IOException(QStringLiteral("is truncated"));
         }
         done += got;
     }
@@ -157,7 +171,7 @@ void ZipArchive::open()
     }
     m_fileSize = stat.size;
     if (m_fileSize == 0) {
-        // libzip takes it for an archive without entries; it is a download that never began.
+        // To libzip this is an archive without entries; in fact it is a download that never began.
         throw refusal(QStringLiteral("the file is empty"));
     }
 }
@@ -215,7 +229,8 @@ ZipEntry ZipArchive::readEntry(quint64 index) const
     zip_uint8_t system = 0;
     zip_uint32_t attributes = 0;
     if (zip_file_get_external_attributes(m_zip.get(), index, 0, &system, &attributes) == 0) {
-        // Whatever the system: several archivers write the Unix mode under Windows' flag too.
+        // Whatever the host system field says: several archivers write the Unix mode with Windows'
+        // flag too.
         entry.unixMode = attributes >> 16;
         const bool fromWindows = system == ZIP_OPSYS_DOS || system == ZIP_OPSYS_WINDOWS_NTFS;
         if (fromWindows && (attributes & WindowsReparsePoint) != 0) {
@@ -230,7 +245,7 @@ void ZipArchive::checkNames() const
     ZipEntryNameSet names;
     for (std::size_t i = 0; i < m_entries.size(); ++i) {
         const QString& name = m_entries[i].name;
-        // libzip shows control bytes as the pictures that code page 437 has for them.
+        // libzip converts control bytes to the symbols of code page 437.
         if (hasControlByte(zip_get_name(m_zip.get(), i, ZIP_FL_ENC_RAW))) {
             throw refusal(name, QStringLiteral("has a control character in its name"));
         }

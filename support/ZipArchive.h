@@ -13,7 +13,7 @@ struct zip_file;
 
 namespace zk {
 
-/** What the central directory says about one entry. */
+/** One entry of the central directory. */
 struct ZipEntry
 {
     /** As in the archive, with "/" between folders; the name of a folder ends with it. */
@@ -23,27 +23,31 @@ struct ZipEntry
     quint32 crc = 0;
     quint16 method = 0;
     quint32 unixMode = 0;
-    /** Seconds since 1970, -1 when not known. */
+    /** Seconds since 1970; -1 if unknown. */
     qint64 modified = -1;
 
     [[nodiscard]] bool isFolder() const { return name.endsWith(QLatin1Char('/')); }
+    /** Throws IOException with the reason alone if the contents have another checksum. */
+    void checkCrc(quint32 found) const;
+    /** What to throw if the contents have another size. */
+    [[nodiscard]] static IOException wrongSize();
 };
 
 /**
- * One archive open for reading, whose central directory holds nothing that must not be unpacked.
+ * An open archive whose central directory has passed all checks.
  *
- * Used in one thread at a time.
+ * Use it in one thread at a time.
  */
 class ZipArchive
 {
 public:
-    /** The bytes of one entry, read from the first to the last. */
+    /** Reads the bytes of one entry sequentially. */
     class Stream
     {
     public:
         /** Reads up to @p size bytes; 0 at the end. Throws IOException with the reason alone. */
         qint64 read(char* data, qint64 size);
-        /** Fills @p data; throws IOException with the reason alone when the entry ends before. */
+        /** Fills @p data; throws IOException with the reason alone if the entry is shorter. */
         void readFully(char* data, qint64 size);
 
     private:
@@ -58,8 +62,10 @@ public:
     };
     enum class Form { Raw, Inflated };
 
-    /** Throws IOException when the archive cannot be read, or names the first entry that must not
-     * be unpacked. */
+    /**
+     * Throws IOException if the archive cannot be read or an entry must not be unpacked; the
+     * message names the first such entry.
+     */
     explicit ZipArchive(QString path);
     ~ZipArchive();
     ZipArchive(const ZipArchive&) = delete;

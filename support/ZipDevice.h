@@ -9,9 +9,9 @@
 namespace zk {
 
 /**
- * What readers of archives have in common: progress and a way to stop.
+ * Common base of archive readers: progress and cancellation.
  *
- * Lives in one thread, as every QIODevice; abort() and isAborted() may be called from any.
+ * Belongs to one thread, like every QIODevice; abort() and isAborted() may be called from any.
  */
 class SOFTWAREUPDATE_EXPORT ZipDevice : public QIODevice
 {
@@ -22,7 +22,7 @@ public:
     explicit ZipDevice(QObject* parent = nullptr);
     ~ZipDevice() override;
 
-    /** Whether the work was cancelled; nothing of what it had written is left then. */
+    /** Whether the work was cancelled; everything it wrote has been removed then. */
     [[nodiscard]] bool isAborted() const;
 
 signals:
@@ -34,7 +34,7 @@ public slots:
     void abort();
 
 protected:
-    /** @{ Archives are not read or written as one stream of bytes: both answer -1. */
+    /** @{ Archives are not read or written as one stream of bytes: both return -1. */
     qint64 readData(char* data, qint64 maxSize) override;
     qint64 writeData(const char* data, qint64 maxSize) override;
     /** @} */

@@ -1,5 +1,7 @@
 #include "support/ZipEntryNames.h"
 
+#include "support/DeviceNames.h"
+
 #include <QVector>
 
 #include <algorithm>
@@ -16,25 +18,6 @@ bool isControl(QChar c)
     return c.unicode() < 0x20 || (c.unicode() >= 0x7f && c.unicode() < 0xa0);
 }
 
-bool isDeviceName(const QStringRef& component)
-{
-    // Windows looks at what stands before the first dot, blanks at its end ignored: "con .txt" is
-    // the console.
-    const QString base =
-        component.left(component.indexOf(QLatin1Char('.'))).trimmed().toString().toUpper();
-    static const QString names[] = {QStringLiteral("CON"),    QStringLiteral("PRN"),
-                                    QStringLiteral("AUX"),    QStringLiteral("NUL"),
-                                    QStringLiteral("CLOCK$"), QStringLiteral("CONIN$"),
-                                    QStringLiteral("CONOUT$")};
-    if (std::find(std::begin(names), std::end(names), base) != std::end(names)) {
-        return true;
-    }
-    // The superscript digits one to three count as digits there.
-    static const QString digits = QStringLiteral("0123456789\u00b9\u00b2\u00b3");
-    return base.size() == 4 && digits.contains(base.at(3)) &&
-           (base.startsWith(QLatin1String("COM")) || base.startsWith(QLatin1String("LPT")));
-}
-
 QString characterComplaint(const QString& name)
 {
     for (const QChar c : name) {
@@ -48,7 +31,7 @@ QString characterComplaint(const QString& name)
             return QStringLiteral("names a drive or a stream");
         }
         if (QLatin1String("<>\"|?*").contains(c)) {
-            return QStringLiteral("has a character in its name that no file may have");
+            return QStringLiteral("has a character in its name that is not allowed in file names");
         }
     }
     return QString();
@@ -65,7 +48,7 @@ QString componentComplaint(const QStringRef& component)
     if (component.endsWith(QLatin1Char('.')) || component.endsWith(QLatin1Char(' '))) {
         return QStringLiteral("has a name that ends with a dot or a blank");
     }
-    if (isDeviceName(component)) {
+    if (isDeviceName(component.toString())) {
         return QStringLiteral("has the name of a device");
     }
     return QString();
@@ -82,7 +65,7 @@ QVector<QStringRef> components(const QString& name)
 
 QString folded(const QStringRef& component)
 {
-    // Character by character as file systems do it: the full folding would make "ss" of a sharp s.
+    // Character by character, like file systems: full case folding would turn a sharp s into "ss".
     QString result = component.toString().normalized(QString::NormalizationForm_C);
     for (QChar& c : result) {
         c = c.toCaseFolded();
@@ -154,7 +137,7 @@ QString ZipEntryNameSet::add(const QString& name)
         }
         if (isLast && known->kind != Kind::ImpliedFolder) {
             return QStringLiteral(
-                "stands in the archive twice, or differs from another only in case");
+                "is in the archive twice, or differs from another entry only in case");
         }
         if (isLast) {
             known->kind = kind;

@@ -6,26 +6,28 @@
 
 namespace zk {
 
-/** @p name without a leading "./", which some archivers write; "./" itself becomes empty. */
+/** Removes a leading "./", which some archivers write; "./" itself becomes empty. */
 QString withoutDotPrefix(const QString& name);
 
 /**
- * Why an entry of this name must not be written below a folder, on any platform; empty when it may.
+ * Why an entry with this name must not be unpacked on any platform; empty if it may.
  *
- * Refused are names that are absolute, climb, name a drive, share, stream or device, hold
- * characters that no file name may hold on Windows, or are nested or long beyond all reason. @p
- * name is as it comes out of withoutDotPrefix() and uses "/"; a folder's ends with it.
+ * Refused are absolute paths, "..", drives, shares, streams and devices, characters that Windows
+ * does not allow in file names, and names that are too long or nested too deeply. @p name is a
+ * result of withoutDotPrefix() with "/" as separator; the name of a folder ends with "/".
  */
 QString entryNameComplaint(const QString& name);
 
-/** @p name for a person's eyes: without control characters and not endless. */
+/** @p name for messages: without control characters and of limited length. */
 QString displayName(const QString& name);
 
-/** Finds entries that would land on one another where upper and lower case are the same. */
+/** Finds entries that would overwrite one another on file systems that ignore case. */
 class ZipEntryNameSet
 {
 public:
-    /** Adds a name that passed entryNameComplaint(). Returns why it cannot stand beside the others.
+    /**
+     * Adds a name that passed entryNameComplaint(). Returns the conflict with an earlier name, if
+     * any.
      */
     QString add(const QString& name);
 
@@ -37,8 +39,8 @@ private:
         Kind kind;
     };
 
-    // A tree by components: whole paths of all parents would grow with the square of a name's
-    // length.
+    // A tree of components: the paths of all parents would take space quadratic in the length of a
+    // name.
     QHash<QPair<int, QString>, Node> m_nodes;
 };
 

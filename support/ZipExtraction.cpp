@@ -1,6 +1,7 @@
 #include "support/ZipExtraction.h"
 
 #include "support/DiskSpace.h"
+#include "support/ZipEntryLoader.h"
 
 #include <QDateTime>
 #include <QDir>
@@ -8,13 +9,10 @@
 #include <libdeflate.h>
 #include <zip.h>
 
-#include <algorithm>
 #include <array>
-#include <deque>
-#include <limits>
+#include <memory>
 #include <new>
 #include <optional>
-#include <thread>
 #include <utility>
 
 namespace zk {
@@ -22,21 +20,6 @@ namespace zk {
 namespace {
 
 constexpr qint64 PieceSize = 65536;
-constexpr quint64 MaxInflatedAtOnce = 256ULL * 1024 * 1024;
-constexpr quint64 MaxPackedAtOnce = 48ULL * 1024 * 1024;
-constexpr quint64 MaxLoadedAhead = 4ULL * 1024 * 1024;
-
-void checkCrc(quint32 found, const ZipEntry& entry)
-{
-    if (found != entry.crc) {
-        throw IOException(QStringLiteral("is damaged: its checksum is wrong"));
-    }
-}
-
-IOException wrongSize()
-{
-    return IOException(QStringLiteral("is damaged: it has not the size that it declares"));
-}
 
 void setExecutable(QFile& file, quint32 unixMode)
 {
@@ -48,7 +31,7 @@ void setExecutable(QFile& file, quint32 unixMode)
         return;
     }
     QFile::Permissions permissions = file.permissions();
-    // Only to whom the user's mask lets read.
+    // Only for those whom the umask lets read the file.
     permissions.setFlag(QFile::ExeOwner, (unixMode & owner) != 0);
     permissions.setFlag(QFile::ExeGroup, (unixMode & group) != 0 && permissions & QFile::ReadGroup);
     permissions.setFlag(QFile::ExeOther, (unixMode & other) != 0 && permissions & QFile::ReadOther);
@@ -65,7 +48,7 @@ void finishFile(QFile& file, const ZipEntry& entry)
 {
     setExecutable(file, entry.unixMode);
     if (entry.modified >= 0) {
-        // Not fatal: some file systems cannot hold every time, and the contents are right.
+        // Not fatal: some file systems cannot store every time, and the contents are correct.
         (void)file.setFileTime(QDateTime::fromSecsSinceEpoch(entry.modified),
                                QFileDevice::FileModificationTime);
     }
@@ -75,37 +58,7 @@ void finishFile(QFile& file, const ZipEntry& entry)
     }
 }
 
-bool isLoadedAhead(const ZipEntry& entry)
-{
-    return entry.size <= MaxLoadedAhead && entry.compressedSize <= MaxLoadedAhead;
-}
-
 } // namespace
-
-char* ZipExtraction::Buffer::atLeast(quint64 size)
-{
-    if (size > capacity) {
-        data.reset(); // first, or both would be there at once
-        capacity = 0;
-        // Not make_unique: it would fill what is about to be overwritten.
-        data.reset(new char[std::size_t(size)]);
-        capacity = size;
-    }
-    return data.get();
-}
-
-void ZipExtraction::DecompressorCloser::operator()(libdeflate_decompressor* decompressor) const
-{
-    libdeflate_free_decompressor(decompressor);
-}
-
-ZipExtraction::Inflater::Inflater()
-    : decompressor(libdeflate_alloc_decompressor())
-{
-    if (!decompressor) {
-        throw std::bad_alloc();
-    }
-}
 
 ZipExtraction::ZipExtraction(const ZipArchive& archive, Progress progress, IsAborted isAborted)
     : m_archive(archive)
@@ -113,8 +66,6 @@ ZipExtraction::ZipExtraction(const ZipArchive& archive, Progress progress, IsAbo
     , m_isAborted(std::move(isAborted))
 {
 }
-
-ZipExtraction::~ZipExtraction() = default;
 
 bool ZipExtraction::run(const std::vector<Job>& jobs, const QString& targetDir,
                         ZipTargetTree::Existing existing)
@@ -139,7 +90,7 @@ bool ZipExtraction::run(const std::vector<Job>& jobs, const QString& targetDir,
     } catch (const IOException& error) {
         throw refusal(error.message());
     } catch (const std::bad_alloc&) {
-        throw refusal(QStringLiteral("needs more memory than there is"));
+        throw refusal(QStringLiteral("needs more memory than is available"));
     }
 }
 
@@ -149,145 +100,39 @@ void ZipExtraction::checkSpace(const std::vector<Job>& jobs, const QString& targ
     if (!space) {
         return;
     }
-    quint64 left = space->available;
+    std::vector<quint64> sizes;
+    sizes.reserve(jobs.size());
     for (const Job& job : jobs) {
-        const ZipEntry& entry = m_archive.entries()[job.index];
-        // At most 2^63, so rounding up does not overflow.
-        const quint64 needed = (entry.size + space->block - 1) / space->block * space->block;
-        if (needed > left) {
-            throw m_archive.refusal(
-                entry.name,
-                QStringLiteral("does not fit on the disk any more: only %1 bytes are free")
-                    .arg(space->available));
-        }
-        left -= needed;
+        sizes.push_back(m_archive.entries()[job.index].size);
+    }
+    if (const auto index = firstBeyond(sizes, *space)) {
+        throw m_archive.refusal(m_archive.entries()[jobs[*index].index].name,
+                                QStringLiteral("does not fit on the disk: only %1 bytes are free")
+                                    .arg(space->available));
     }
 }
 
 bool ZipExtraction::extractAll(const Jobs& jobs, ZipTargetTree& tree)
 {
-    // Loading is inflating, for the most part, which is what all the cores are for.
-    const std::size_t cores = std::max(std::thread::hardware_concurrency(), 1U);
-    const std::size_t ahead = std::min(cores, m_batches.size() - 1);
-    struct Loading
-    {
-        Batch* batch;
-        std::future<void> done; // waits when it is dropped
-    };
-    std::deque<Loading> queue;
-    std::size_t next = 0;
-    std::size_t planned = 0;
-    // An entry of its own takes the memory that there is for all: it is loaded when it is written,
-    // and nothing beside it.
-    const auto loadAhead = [&] {
-        while (planned < jobs.size() && queue.size() < ahead &&
-               (queue.empty() || !queue.back().batch->alone)) {
-            Batch& batch = m_batches[next++ % m_batches.size()];
-            plan(batch, jobs, planned);
-            planned = batch.end;
-            queue.push_back({&batch, startLoading(batch, jobs)});
-        }
-    };
-    for (loadAhead(); !queue.empty(); loadAhead()) {
-        Batch& batch = *queue.front().batch;
-        if (queue.front().done.valid()) {
-            queue.front().done.get();
-        }
-        queue.pop_front();
-        if (!batch.alone) {
-            loadAhead();
-        }
-        if (!write(batch, jobs, tree)) {
-            return false;
-        }
+    std::vector<std::size_t> indices;
+    indices.reserve(jobs.size());
+    for (const Job& job : jobs) {
+        indices.push_back(job.index);
     }
-    return true;
-}
-
-void ZipExtraction::plan(Batch& batch, const Jobs& jobs, std::size_t first) const
-{
-    batch.first = first;
-    batch.end = first;
-    batch.alone = false;
-    quint64 size = 0;
-    for (; batch.end < jobs.size(); ++batch.end) {
-        const ZipEntry& entry = m_archive.entries()[jobs[batch.end].index];
-        if (!isLoadedAhead(entry) || size + entry.size > MaxLoadedAhead) {
-            break;
-        }
-        size += entry.size;
-    }
-    if (batch.end == first && first < jobs.size()) {
-        batch.alone = true;
-        ++batch.end;
-    }
-    batch.failedAt = batch.end;
-}
-
-std::future<void> ZipExtraction::startLoading(Batch& batch, const Jobs& jobs)
-{
-    if (batch.alone || batch.first == batch.end) {
-        return {};
-    }
-    // Both policies: where no thread can be had, the caller's own does it.
-    return std::async(std::launch::async | std::launch::deferred,
-                      [this, &batch, &jobs] { load(batch, jobs); });
-}
-
-void ZipExtraction::load(Batch& batch, const Jobs& jobs)
-{
-    char* data = batch.data.atLeast(MaxLoadedAhead);
-    for (std::size_t i = batch.first; i < batch.end; ++i) {
+    ZipEntryLoader loader(m_archive, std::move(indices));
+    for (std::size_t i = 0; i < jobs.size(); ++i) {
         const ZipEntry& entry = m_archive.entries()[jobs[i].index];
-        try {
-            if (!entry.isFolder()) {
-                unpack(jobs[i].index, entry, data, batch.inflater);
-            }
-        } catch (const IOException& error) {
-            batch.failedAt = i;
-            batch.failure = error.message();
-            return;
-        }
-        data += entry.size;
-    }
-}
-
-bool ZipExtraction::write(Batch& batch, const Jobs& jobs, ZipTargetTree& tree)
-{
-    const char* data = batch.data.data.get();
-    for (std::size_t i = batch.first; i < batch.end; ++i) {
-        const Job& job = jobs[i];
-        const ZipEntry& entry = m_archive.entries()[job.index];
         m_current = &entry;
         if (m_isAborted()) {
             return false;
         }
-        if (i == batch.failedAt) {
-            throw IOException(batch.failure);
-        }
-        if (!(batch.alone ? writeAlone(job, entry, batch, tree)
-                          : writeLoaded(job, entry, data, tree))) {
+        const char* const data = loader.contents(i);
+        if (!(data ? writeLoaded(jobs[i], entry, data, tree)
+                   : writeStreamed(jobs[i], entry, tree))) {
             return false;
         }
-        data += batch.alone ? 0 : entry.size;
     }
     return true;
-}
-
-bool ZipExtraction::writeAlone(const Job& job, const ZipEntry& entry, Batch& batch,
-                               ZipTargetTree& tree)
-{
-    if (entry.method != ZIP_CM_DEFLATE || entry.size > MaxInflatedAtOnce ||
-        entry.compressedSize > MaxPackedAtOnce) {
-        return writeStreamed(job, entry, tree);
-    }
-    char* const unpacked = batch.data.atLeast(entry.size);
-    unpack(job.index, entry, unpacked, batch.inflater);
-    const bool isWritten = writeLoaded(job, entry, unpacked, tree);
-    // Not one such entry in each of the batches.
-    batch.data = Buffer();
-    batch.inflater.packed = Buffer();
-    return isWritten;
 }
 
 bool ZipExtraction::writeLoaded(const Job& job, const ZipEntry& entry, const char* data,
@@ -305,36 +150,6 @@ bool ZipExtraction::writeLoaded(const Job& job, const ZipEntry& entry, const cha
     return entry.size > 0 || announce(0);
 }
 
-void ZipExtraction::unpack(std::size_t index, const ZipEntry& entry, char* unpacked,
-                           Inflater& inflater)
-{
-    const bool isStored = entry.method == ZIP_CM_STORE;
-    char* const packed = isStored ? unpacked : inflater.packed.atLeast(entry.compressedSize);
-    {
-        const std::lock_guard<std::mutex> lock(m_reading);
-        ZipArchive::Stream stream = m_archive.stream(index, ZipArchive::Form::Raw);
-        stream.readFully(packed, qint64(isStored ? entry.size : entry.compressedSize));
-    }
-    if (isStored) {
-        return checkCrc(libdeflate_crc32(0, unpacked, std::size_t(entry.size)), entry);
-    }
-    std::size_t used = 0;
-    std::size_t made = 0;
-    const libdeflate_result result = libdeflate_deflate_decompress_ex(
-        inflater.decompressor.get(), packed, std::size_t(entry.compressedSize), unpacked,
-        std::size_t(entry.size), &used, &made);
-    if (result == LIBDEFLATE_INSUFFICIENT_SPACE) {
-        throw wrongSize();
-    }
-    if (result != LIBDEFLATE_SUCCESS) {
-        throw IOException(QStringLiteral("is damaged: its data cannot be inflated"));
-    }
-    if (made != entry.size || used != entry.compressedSize) {
-        throw wrongSize();
-    }
-    checkCrc(libdeflate_crc32(0, unpacked, made), entry);
-}
-
 bool ZipExtraction::writeStreamed(const Job& job, const ZipEntry& entry, ZipTargetTree& tree)
 {
     const auto form =
@@ -349,18 +164,18 @@ bool ZipExtraction::writeStreamed(const Job& job, const ZipEntry& entry, ZipTarg
         crc = libdeflate_crc32(crc, piece.data(), std::size_t(size));
         left -= size;
         if (left == 0) {
-            checkCrc(crc, entry);
+            entry.checkCrc(crc);
         }
         if (!writePieces(*file, piece.data(), size)) {
             return false;
         }
     }
-    // libzip makes its own checks where it reaches the end; what comes beyond it is a lie of the
-    // directory's.
+    // libzip runs its own checks at the end of the entry; more data means that the directory lies
+    // about the size.
     if (stream.read(piece.data(), 1) != 0) {
-        throw wrongSize();
+        throw ZipEntry::wrongSize();
     }
-    checkCrc(crc, entry);
+    entry.checkCrc(crc);
     finishFile(*file, entry);
     return entry.size > 0 || announce(0);
 }

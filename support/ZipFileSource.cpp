@@ -31,8 +31,7 @@ struct FileSource
         return -1;
     }
 
-    // Not mapped into memory: a file that another process cuts short would end this one with a
-    // signal.
+    // Not mapped into memory: if another process truncates the file, a signal would end this one.
     QFile file;
     std::shared_ptr<quint64> mayRead;
     zip_error_t error{};
@@ -106,7 +105,7 @@ zip_source* makeZipFileSource(const QString& path, std::shared_ptr<quint64> mayR
                               zip_error* error)
 {
     auto source = std::make_unique<FileSource>(path, std::move(mayRead));
-    // isFile() first: opening a pipe would wait for its other end.
+    // isFile() first: opening a pipe would block until its other end is opened.
     if (!QFileInfo(path).isFile() || !source->file.open(QIODevice::ReadOnly)) {
         zip_error_set(error, QFileInfo::exists(path) ? ZIP_ER_OPEN : ZIP_ER_NOENT, 0);
         return nullptr;

@@ -15,7 +15,7 @@ namespace zk {
 
 namespace {
 
-/** What @p entries select of the archive, and where each goes. Throws IOException. */
+/** The selected entries of the archive and their targets. Throws IOException. */
 std::vector<ZipExtraction::Job> selectJobs(const ZipArchive& archive,
                                            const QHash<QString, int>& indexes,
                                            const QRegExp& filter, const QString& prefix,
@@ -38,7 +38,8 @@ std::vector<ZipExtraction::Job> selectJobs(const ZipArchive& archive,
         if (target.isEmpty() && name.endsWith(QLatin1Char('/'))) {
             continue; // the folder that the prefix names
         }
-        // Judged again: a prefix can make a harmless name climb, and put two in the same place.
+        // Checked again: removing the prefix can turn a harmless name into one with "..", and two
+        // names into one.
         QString complaint = entryNameComplaint(target);
         if (complaint.isEmpty()) {
             complaint = targets.add(target);
@@ -53,7 +54,7 @@ std::vector<ZipExtraction::Job> selectJobs(const ZipArchive& archive,
 
 } // namespace
 
-// By reference as published.
+// By reference: the signature is published.
 // NOLINTNEXTLINE(modernize-pass-by-value)
 ZipReader::ZipReader(const QString& zipFile, QObject* parent)
     : ZipDevice(parent)
@@ -85,7 +86,7 @@ bool ZipReader::open(QIODevice::OpenMode mode)
         m_archive = std::move(archive);
         m_indexes = std::move(indexes);
     } catch (const std::bad_alloc&) {
-        throw fail(QStringLiteral("it needs more memory than there is"));
+        throw fail(QStringLiteral("it needs more memory than is available"));
     }
     return ZipDevice::open(ReadOnly | Unbuffered);
 }
@@ -122,7 +123,7 @@ qint64 ZipReader::uncompressedSize(const QStringList& entries) const
     return sum;
 }
 
-// The list comes by value as published.
+// The list by value: the signature is published.
 qint64 ZipReader::extractFiles(const QString& targetDir, const QRegExp& filter,
                                const QString& prefix, bool overwrite,
                                QStringList entries) // NOLINT(performance-unnecessary-value-param)
@@ -143,7 +144,7 @@ qint64 ZipReader::extractFiles(const QString& targetDir, const QRegExp& filter,
                                               : ZipTargetTree::Existing::Refuse);
         return extraction.written();
     } catch (const std::bad_alloc&) {
-        throw archive->refusal(QStringLiteral("it needs more memory than there is"));
+        throw archive->refusal(QStringLiteral("it needs more memory than is available"));
     }
 }
 

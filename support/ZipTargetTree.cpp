@@ -16,7 +16,7 @@ std::filesystem::path nativeFile(const QString& path)
 {
 #ifdef Q_OS_WIN
     QString native = QDir::toNativeSeparators(path);
-    // Longer paths pass Windows' old limit only in this form.
+    // Windows' old path limit does not apply to this form.
     constexpr int oldLimit = 248;
     if (native.size() >= oldLimit && !native.startsWith(QLatin1String("\\\\?\\"))) {
         native = native.startsWith(QLatin1String("\\\\"))
@@ -76,8 +76,8 @@ void ZipTargetTree::makeBase(const QString& folder)
     }
     makeBase(parent);
     if (!QDir().mkdir(folder)) {
-        throw IOException(
-            QStringLiteral("the folder '%1' cannot be made").arg(QDir::toNativeSeparators(folder)));
+        throw IOException(QStringLiteral("the folder '%1' cannot be created")
+                              .arg(QDir::toNativeSeparators(folder)));
     }
     m_madeFolders << folder;
 }
@@ -101,14 +101,14 @@ void ZipTargetTree::checkedMakeFolder(const QString& path)
     }
     const QString full = m_base + path;
     const QFileInfo info(full);
-    // A link planted in the folder would lead the files out of it.
+    // A link in the folder would redirect files out of it.
     if (isLink(info)) {
         throw IOException(QStringLiteral("would be written through the link '%1'").arg(path));
     }
     if (!info.isDir()) {
         if (info.exists() || !QDir().mkdir(full)) {
             throw IOException(
-                QStringLiteral("cannot be written: the folder '%1' cannot be made").arg(path));
+                QStringLiteral("cannot be written: the folder '%1' cannot be created").arg(path));
         }
         m_madeFolders << full;
     }
@@ -120,7 +120,7 @@ std::unique_ptr<QFile> ZipTargetTree::createFile(const QString& relativePath)
     makeFolder(relativePath.left(qMax(0, relativePath.lastIndexOf(QLatin1Char('/')))));
     const QString path = m_base + relativePath;
     auto file = std::make_unique<QFile>(path);
-    // NewOnly neither opens what exists nor follows a link, in one step of the system's.
+    // NewOnly neither opens an existing file nor follows a link, atomically.
     if (file->open(QIODevice::WriteOnly | QIODevice::NewOnly | QIODevice::Unbuffered)) {
         m_madeFiles << path;
         return file;
@@ -178,7 +178,7 @@ void ZipTargetTree::rollBack()
                                *file);
         }
     }
-    // rmdir takes empty folders only: what somebody else has put there meanwhile stays.
+    // rmdir removes empty folders only: files that others have put there since then stay.
     for (auto folder = m_madeFolders.crbegin(); folder != m_madeFolders.crend(); ++folder) {
         if (!QDir().rmdir(*folder)) {
             SOFTWAREUPDATE_LOG(Log::eWarning, "zk::ZipTargetTree::rollBack", "could not remove ",

@@ -11,34 +11,35 @@
 namespace zk {
 
 /**
- * The files and folders that one extraction makes below a folder, taken back unless it is
- * committed.
+ * Transaction for the files and folders that one extraction creates below a folder: removed again
+ * unless committed.
  *
- * What was there before is never removed: an existing file is replaced by commit() alone, and only
- * by a complete one. Relative paths use "/". Everything throws IOException with the reason alone.
+ * Existing files are never removed: commit() alone replaces them, and only by complete ones.
+ * Relative paths use "/". All functions throw IOException with the reason alone.
  */
 class ZipTargetTree
 {
 public:
     enum class Existing { Refuse, Replace };
 
-    /** Makes @p folder (absolute) with its parents where it does not exist. */
+    /** Creates @p folder (absolute) and its parents if they do not exist. */
     ZipTargetTree(const QString& folder, Existing existing);
-    /** Takes everything back that was made, unless committed. */
+    /** Removes everything created, unless committed. */
     ~ZipTargetTree();
     ZipTargetTree(const ZipTargetTree&) = delete;
     ZipTargetTree& operator=(const ZipTargetTree&) = delete;
 
-    /** Makes a folder with its parents; one that exists is fine, a link in its place is not. */
+    /** Creates a folder and its parents. It may exist already, but not as a link. */
     void makeFolder(const QString& relativePath);
 
-    /** A new file, open for writing, its folders made. The caller closes it before anything else is
-     * made. */
+    /**
+     * Creates a file and its folders, open for writing. The caller closes it before the next call.
+     */
     [[nodiscard]] std::unique_ptr<QFile> createFile(const QString& relativePath);
 
     /**
-     * Keeps what was made and puts the replacing files in their places. Where one of them cannot be
-     * put there, those already replaced stay so and the rest is taken back.
+     * Keeps what was created and moves replacements into place. If one of them fails, those already
+     * moved stay and the rest is removed.
      */
     void commit();
 

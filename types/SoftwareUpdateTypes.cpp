@@ -5,9 +5,9 @@ namespace zk {
 
 namespace {
 
-// Signals and slots spell these types without their namespace, hosts spell them in full; both names
-// must lead to one type id, or a queued connection or a call by name fails at run time. The state's
-// own name is registered in full when the client is initialised.
+// Signals and slots spell these types without their namespace, hosts with it; both names must yield
+// the same type id, or queued connections and calls by name fail at run time. The qualified name of
+// the state is registered when the client is initialised.
 bool registerTypes()
 {
     using namespace SoftwareUpdate;

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "types/SoftwareUpdateTypes.h"
+
 #include <QMetaType>
 #include <QString>
 
@@ -12,8 +14,8 @@ struct SoftwareUpdateWidgetSettings
     bool checkForUpdates = false;
     /** Beta versions are offered too. */
     bool includeBeta = false;
-    /** 0 "At application start", 1 "Daily", 2 "Weekly", 3 "Monthly". */
-    int checkInterval = 0;
+    /** A SoftwareUpdate::ECheckInterval, or any other stored number. */
+    int checkInterval = SoftwareUpdate::eAtStart;
     /** The update server's address as typed. */
     QString updateServerUrl;
     /** The installed version for display; a null text hides its caption. */

@@ -5,9 +5,10 @@
 namespace zk {
 
 /**
- * Executes @p box, which must be on the heap, and deletes it. Returns the index of the pressed
- * button, or -1 when the box was destroyed under its own event loop, as happens when its parent
- * goes. What else there was before the call may be gone, too.
+ * Executes @p box, which must be on the heap, and deletes it. Its text is plain unless the caller
+ * has chosen another format. Returns the index of the pressed button, or -1 if the box was
+ * destroyed while it was open, e.g. together with its parent. Any other object may have been
+ * destroyed as well by then.
  */
 int execMessageBox(QMessageBox* box);
 

@@ -1,6 +1,7 @@
 #include "ui/SoftwareUpdateAvailableDialog.h"
 
 #include "support/Connect.h"
+#include "support/DisplayText.h"
 #include "support/Log.h"
 #include "ui_SoftwareUpdateAvailableGui.h"
 
@@ -15,7 +16,92 @@ namespace zk {
 
 namespace {
 
+using Form = Ui::SoftwareUpdateAvailableGui;
+
 constexpr int s_minimumWidth = 550;
+constexpr int s_widestGrowth = 900;
+constexpr int s_widestColumnInCharacters = 36;
+constexpr int s_longestCell = 1000;
+
+void reserveSpace(const Form& form)
+{
+    // Otherwise the comment of a package would leave no row of the table visible.
+    QTableWidget* const table = form.tableWidget;
+    table->setMinimumHeight(table->horizontalHeader()->sizeHint().height() +
+                            3 * table->verticalHeader()->defaultSectionSize() +
+                            table->horizontalScrollBar()->sizeHint().height() +
+                            2 * table->frameWidth());
+    // Four lines, each with a pixel for rounding.
+    QTextBrowser* const comment = form.commentText;
+    comment->setMinimumHeight(4 * (comment->fontMetrics().lineSpacing() + 1) +
+                              2 * int(comment->document()->documentMargin()) +
+                              2 * comment->frameWidth());
+    // And initially no more: the splitter would give it half of the table's space.
+    comment->setSizeAdjustPolicy(QAbstractScrollArea::AdjustToContents);
+    form.splitter->setChildrenCollapsible(false);
+    form.splitter->setStretchFactor(0, 1);
+}
+
+void fitMinimumSize(QDialog& dialog)
+{
+    // By default the layout counts one line for each wrapped text, and cuts off the others.
+    const int width = qMax(s_minimumWidth, dialog.layout()->totalMinimumSize().width());
+    const int height = dialog.layout()->minimumHeightForWidth(qMax(width, dialog.width()));
+    dialog.setMinimumSize(QSize(width, height).boundedTo(dialog.screen()->availableSize()));
+}
+
+void fitColumns(QTableWidget& table)
+{
+    table.resizeColumnsToContents();
+    const int widest = s_widestColumnInCharacters * table.fontMetrics().averageCharWidth();
+    for (int column = 0; column + 1 < table.columnCount(); ++column) {
+        table.setColumnWidth(column, qMin(table.columnWidth(column), widest));
+    }
+}
+
+void growToTable(QDialog& dialog, const QTableWidget& table)
+{
+    // Keep a size that the user has seen and perhaps chosen.
+    if (dialog.isVisible()) {
+        return;
+    }
+    constexpr int mostRows = 10;
+    const QMargins margins = dialog.layout()->contentsMargins();
+    const int frame = 2 * table.frameWidth();
+    const int width = table.horizontalHeader()->length() +
+                      table.verticalScrollBar()->sizeHint().width() + frame + margins.left() +
+                      margins.right();
+    const int tableHeight =
+        table.horizontalHeader()->sizeHint().height() +
+        qMin(table.rowCount(), mostRows) * table.verticalHeader()->defaultSectionSize() + frame;
+    const int height = dialog.sizeHint().height() - table.sizeHint().height() + tableHeight;
+    const QSize most = (dialog.screen()->availableSize() * 0.9).boundedTo({s_widestGrowth, height});
+    dialog.resize(dialog.size().expandedTo(QSize(width, height).boundedTo(most)));
+}
+
+// Select All and ranges include hidden rows, which would then be part of the selection once shown.
+bool deselectHiddenRows(const QTableWidget& table)
+{
+    QItemSelection hidden;
+    int first = -1;
+    for (int row = 0; row <= table.rowCount(); ++row) {
+        const bool isWanted = row < table.rowCount() && table.isRowHidden(row) &&
+                              table.selectionModel()->isRowSelected(row, QModelIndex());
+        if (isWanted && first < 0) {
+            first = row;
+        } else if (!isWanted && first >= 0) {
+            // One range for neighbours: the model takes quadratic time in their number.
+            hidden.select(table.model()->index(first, 0), table.model()->index(row - 1, 0));
+            first = -1;
+        }
+    }
+    if (hidden.isEmpty()) {
+        return false;
+    }
+    table.selectionModel()->select(hidden,
+                                   QItemSelectionModel::Deselect | QItemSelectionModel::Rows);
+    return true;
+}
 
 } // namespace
 
@@ -24,54 +110,6 @@ SoftwareUpdateAvailableDialog::SoftwareUpdateAvailableDialog(QWidget* parent, Qt
     , m_form(std::make_unique<Ui::SoftwareUpdateAvailableGui>())
 {
     m_form->setupUi(this);
-    connectForm();
-    m_form->tableWidget->setEditTriggers(QAbstractItemView::NoEditTriggers);
-    m_form->installPushButton->setDefault(true);
-    m_form->installPushButton->setAutoDefault(true);
-    reserveSpace();
-    adjustSize();
-    m_form->commentText->hide();
-}
-
-SoftwareUpdateAvailableDialog::~SoftwareUpdateAvailableDialog() = default;
-
-bool SoftwareUpdateAvailableDialog::event(QEvent* event)
-{
-    const bool done = QDialog::event(event);
-    if (event->type() == QEvent::LayoutRequest || event->type() == QEvent::Resize) {
-        fitMinimumSize();
-    }
-    return done;
-}
-
-void SoftwareUpdateAvailableDialog::reserveSpace()
-{
-    // Without this the comment of a package would leave no row of the table to be seen.
-    QTableWidget* const table = m_form->tableWidget;
-    table->setMinimumHeight(table->horizontalHeader()->sizeHint().height() +
-                            3 * table->verticalHeader()->defaultSectionSize() +
-                            table->horizontalScrollBar()->sizeHint().height() +
-                            2 * table->frameWidth());
-    // Four lines, with a pixel each for rounding.
-    QTextBrowser* const comment = m_form->commentText;
-    comment->setMinimumHeight(4 * (comment->fontMetrics().lineSpacing() + 1) +
-                              2 * int(comment->document()->documentMargin()) +
-                              2 * comment->frameWidth());
-    // And no more than that at first: the splitter would give it half of the table's space.
-    comment->setSizeAdjustPolicy(QAbstractScrollArea::AdjustToContents);
-    m_form->splitter->setChildrenCollapsible(false);
-    m_form->splitter->setStretchFactor(0, 1);
-}
-
-void SoftwareUpdateAvailableDialog::fitMinimumSize()
-{
-    // Left alone, the layout would count one line for each wrapped text, and cut off the others.
-    const int width = qMax(s_minimumWidth, layout()->totalMinimumSize().width());
-    setMinimumSize(width, layout()->minimumHeightForWidth(qMax(width, this->width())));
-}
-
-void SoftwareUpdateAvailableDialog::connectForm()
-{
     zk::connect(m_form->downloadPushButton, SIGNAL(clicked()), this, SLOT(downloadPackagePressed()),
                 Qt::AutoConnection);
     zk::connect(m_form->installPushButton, SIGNAL(clicked()), this, SLOT(installPackagePressed()),
@@ -86,34 +124,30 @@ void SoftwareUpdateAvailableDialog::connectForm()
                 SIGNAL(openUpdateSettings()), Qt::AutoConnection);
     connect(m_form->commentText, &QTextBrowser::anchorClicked, this,
             &SoftwareUpdateAvailableDialog::linkActivated);
+    m_form->tableWidget->setEditTriggers(QAbstractItemView::NoEditTriggers);
+    m_form->installPushButton->setDefault(true);
+    m_form->installPushButton->setAutoDefault(true);
+    reserveSpace(*m_form);
+    adjustSize();
+    m_form->commentText->hide();
+}
+
+SoftwareUpdateAvailableDialog::~SoftwareUpdateAvailableDialog() = default;
+
+bool SoftwareUpdateAvailableDialog::event(QEvent* event)
+{
+    const bool done = QDialog::event(event);
+    if (event->type() == QEvent::LayoutRequest || event->type() == QEvent::Resize) {
+        fitMinimumSize(*this);
+    }
+    return done;
 }
 
 void SoftwareUpdateAvailableDialog::setTableHeaders(const QStringList& headers)
 {
     m_form->tableWidget->setHorizontalHeaderLabels(headers);
-    m_form->tableWidget->resizeColumnsToContents();
-    growToTable();
-}
-
-void SoftwareUpdateAvailableDialog::growToTable()
-{
-    // A size that the user has seen, and perhaps chosen, stays.
-    if (isVisible()) {
-        return;
-    }
-    constexpr int mostRows = 10;
-    const QTableWidget* const table = m_form->tableWidget;
-    const QMargins margins = layout()->contentsMargins();
-    const int frame = 2 * table->frameWidth();
-    const int width = table->horizontalHeader()->length() +
-                      table->verticalScrollBar()->sizeHint().width() + frame + margins.left() +
-                      margins.right();
-    const int tableHeight =
-        table->horizontalHeader()->sizeHint().height() +
-        qMin(table->rowCount(), mostRows) * table->verticalHeader()->defaultSectionSize() + frame;
-    const int height = sizeHint().height() - table->sizeHint().height() + tableHeight;
-    const QSize available = screen()->availableSize() * 0.9;
-    resize(size().expandedTo(QSize(width, height).boundedTo(available)));
+    fitColumns(*m_form->tableWidget);
+    growToTable(*this, *m_form->tableWidget);
 }
 
 void SoftwareUpdateAvailableDialog::setTableEntries(const QList<QStringList>& rows)
@@ -121,7 +155,7 @@ void SoftwareUpdateAvailableDialog::setTableEntries(const QList<QStringList>& ro
     QTableWidget* const table = m_form->tableWidget;
     const QSignalBlocker blocker(table);
     table->clear();
-    // Rows that are taken away forget that they were hidden.
+    // Removing the rows also resets which are hidden.
     table->setRowCount(0);
     table->setColumnCount(0);
     setCommentText(QString());
@@ -140,10 +174,11 @@ void SoftwareUpdateAvailableDialog::setTableEntries(const QList<QStringList>& ro
         const QStringList& cells = rows[row];
         const int columns = qMin(cells.size(), table->columnCount());
         for (int column = 0; column < columns; ++column) {
-            table->setItem(row, column, new QTableWidgetItem(cells[column]));
+            table->setItem(row, column,
+                           new QTableWidgetItem(displayText(cells[column], s_longestCell)));
         }
     }
-    table->resizeColumnsToContents();
+    fitColumns(*table);
     table->horizontalHeader()->setHighlightSections(false);
     table->horizontalHeader()->setSortIndicatorShown(false);
     table->horizontalHeader()->setStretchLastSection(true);
@@ -154,14 +189,18 @@ void SoftwareUpdateAvailableDialog::setHiddenEntries(QList<int> rows)
 {
     QTableWidget* const table = m_form->tableWidget;
     const QSet<int> hidden(rows.cbegin(), rows.cend());
-    // Asked first: the table leaves hidden rows out of its selected items.
+    // Read first: the table leaves hidden rows out of its selected items.
     const SoftwareUpdate::SoftUpIndexList selected = getCurrentSelectedItems();
+    bool isChanged = false;
     for (int row = 0; row < table->rowCount(); ++row) {
+        isChanged |= table->isRowHidden(row) != hidden.contains(row);
         table->setRowHidden(row, hidden.contains(row));
     }
     if (hidden.intersects(QSet<int>(selected.cbegin(), selected.cend()))) {
-        // Nobody should install what he cannot see.
+        // An invisible row must not be installed. The selection model emits the change.
         table->selectionModel()->clear();
+    } else if (isChanged) {
+        emit currentItemsChangedSig(selected);
     }
 }
 
@@ -198,8 +237,8 @@ void SoftwareUpdateAvailableDialog::downloadPackagePressed()
 
 void SoftwareUpdateAvailableDialog::installPackagePressed()
 {
-    // The current row moves without the selection (Ctrl with the arrow keys or a click), and what
-    // is installed must be what the dialog describes.
+    // The current row can move without the selection (Ctrl with the arrow keys or a click), but the
+    // dialog must install the package that it describes.
     const SoftwareUpdate::SoftUpIndexList selected = getCurrentSelectedItems();
     if (selected.size() == 1) {
         emit installPackage(selected.first());
@@ -211,6 +250,9 @@ void SoftwareUpdateAvailableDialog::installPackagePressed()
 
 void SoftwareUpdateAvailableDialog::currentItemsChanged()
 {
+    if (deselectHiddenRows(*m_form->tableWidget)) {
+        return; // the selection model has called this slot again
+    }
     const SoftwareUpdate::SoftUpIndexList selected = getCurrentSelectedItems();
     QTableWidget* const table = m_form->tableWidget;
     if (selected.size() == 1 && table->currentRow() != selected.first()) {

@@ -20,32 +20,34 @@ namespace zk {
  * Lists packages in a table and lets the user fetch release notes, download packages or install
  * one.
  *
- * A passive view: it knows rows of texts only, and reports what the user does as signals that carry
- * row numbers. Texts are looked up once, when the dialog is built. GUI thread only.
+ * A passive view of rows of texts: it reports user actions as signals with row numbers. Texts are
+ * translated once, when the dialog is constructed. GUI thread only.
  */
 class SOFTWAREUPDATE_EXPORT SoftwareUpdateAvailableDialog : public QDialog
 {
     Q_OBJECT
 
 public:
-    /** Shows nothing yet. Owned by @p parent, if there is one. */
+    /** Not shown yet. Owned by @p parent, if there is one. */
     SoftwareUpdateAvailableDialog(QWidget* parent, Qt::WindowFlags flags);
     ~SoftwareUpdateAvailableDialog() override;
 
-    /** Sets the captions of the columns. To be called after setTableEntries(), which drops them. */
+    /** Sets the column captions. Call it after setTableEntries(), which removes them. */
     void setTableHeaders(const QStringList& headers);
     /**
-     * Replaces the table by @p rows, all shown and none selected, without announcing a selection,
-     * and removes the comment. The first row decides how many columns there are; surplus cells of
-     * later rows are dropped. No rows at all leave an empty table and a line in the log.
+     * Replaces the table contents by @p rows, all visible and none selected, without emitting
+     * currentItemsChangedSig(), and removes the comment. The first row determines the number of
+     * columns; surplus cells of later rows are dropped. Cells show at most 1,000 characters,
+     * without bidirectional controls. An empty list leaves an empty table and writes a log line.
      */
     void setTableEntries(const QList<QStringList>& rows);
     /**
-     * Hides exactly these rows and shows all others. If a selected row becomes hidden, nothing is
-     * selected any more and currentItemsChangedSig() says so.
+     * Hides exactly these rows and shows all others. If a selected row becomes hidden, the
+     * selection is cleared. Emits currentItemsChangedSig() if the set of hidden rows changed.
+     * Hidden rows cannot be selected.
      */
     void setHiddenEntries(QList<int> rows);
-    /** Shows @p text, which may be rich text, below the table; an empty text hides the pane. */
+    /** Shows @p text (rich text allowed) below the table; an empty text hides the pane. */
     void setCommentText(const QString& text);
     /** @{ Enables the button or disables it. */
     void setDownloadButtonState(bool enabled);
@@ -60,11 +62,11 @@ signals:
      * sorted. */
     void downloadUrls(SoftwareUpdate::SoftUpIndexList rows);
     /**
-     * "Install Package" was clicked. Carries the selected row; of several selected ones the current
-     * one; -1 when nothing is selected or the current row is not among the selected ones.
+     * "Install Package" was clicked. Carries the selected row; the current one if several are
+     * selected; -1 if none is selected or the current row is not among them.
      */
     void installPackage(int itemIndex);
-    /** The user selected other rows. */
+    /** The user selected other rows, or setHiddenEntries() hid or showed some. */
     void currentItemsChangedSig(SoftwareUpdate::SoftUpIndexList rows);
     /** "Release Notes" was clicked. */
     void downloadReleaseNotes(SoftwareUpdate::SoftUpIndexList rows);
@@ -73,8 +75,8 @@ signals:
     /** "Update Settings..." was clicked. */
     void openUpdateSettings();
     /**
-     * A link of the comment was activated. The dialog itself opens none of them: the text may come
-     * from a server, so the receiver decides which addresses are safe to open.
+     * A link in the comment was activated. The dialog does not open it: the text may come from a
+     * server, so the receiver decides which addresses are safe to open.
      */
     void linkActivated(const QUrl& url);
 
@@ -87,15 +89,10 @@ private slots:
     void showAllLanguagesPressed();
 
 protected:
-    /** Handles what QDialog does not. */
+    /** Keeps the minimum size up to date. */
     bool event(QEvent* event) override;
 
 private:
-    void connectForm();
-    void reserveSpace();
-    void growToTable();
-    void fitMinimumSize();
-
     const std::unique_ptr<Ui::SoftwareUpdateAvailableGui> m_form;
 };
 

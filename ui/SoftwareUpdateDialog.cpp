@@ -27,8 +27,8 @@ SoftwareUpdateWidget* SoftwareUpdateDialog::updateWidget() const
 
 void SoftwareUpdateDialog::standardButtonClicked(QAbstractButton* button)
 {
-    // The button box reports the click before it accepts, so the settings go out while the dialog
-    // is open.
+    // The button box emits clicked() before accepted(), so the settings are emitted while the
+    // dialog is open.
     const QDialogButtonBox::ButtonRole role = m_form->buttonBox->buttonRole(button);
     if (role == QDialogButtonBox::AcceptRole || role == QDialogButtonBox::ApplyRole) {
         m_updateWidget->emitApplySettings();

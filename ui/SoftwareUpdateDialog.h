@@ -17,7 +17,7 @@ namespace zk {
 class SoftwareUpdateWidget;
 
 /**
- * A small dialog with OK and Cancel around one SoftwareUpdateWidget; its size follows its contents.
+ * A dialog with a SoftwareUpdateWidget, OK and Cancel; its size follows its contents.
  *
  * OK makes the panel emit applySettings() and then accepts, Cancel rejects. GUI thread only.
  */

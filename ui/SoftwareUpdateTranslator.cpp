@@ -25,7 +25,7 @@ QString preferredLanguage(const QStringList& tags)
     return known.first();
 }
 
-/** The context under which the catalogues hold the texts of @p context. */
+/** The context that the catalogues use for @p context. */
 const char* catalogueContext(const char* context)
 {
     const QByteArray name = QByteArray::fromRawData(context, int(qstrlen(context)));
@@ -44,7 +44,7 @@ SoftwareUpdateTranslator::SoftwareUpdateTranslator(QObject* parent)
 
 bool SoftwareUpdateTranslator::load(const QLocale& locale)
 {
-    // There is no English catalogue: asking for one fails and drops what was loaded before.
+    // There is no English catalogue: loading one fails and unloads the previous one.
     return QTranslator::load(QStringLiteral(":/Translations/SoftwareUpdateClient_") +
                              preferredLanguage(locale.uiLanguages()));
 }

@@ -4,8 +4,38 @@
 #include "ui_SoftwareUpdateGui.h"
 
 #include <QGuiApplication>
+#include <QVariant>
 
 namespace zk {
+
+namespace {
+
+/** The property of the combo box with the stored interval, if it has no item for that. */
+constexpr char s_unknownInterval[] = "unknownInterval";
+
+void showInterval(QComboBox& box, int interval)
+{
+    const bool isKnown =
+        interval >= SoftwareUpdate::eAtStart && interval <= SoftwareUpdate::eMonthly;
+    box.setCurrentIndex(isKnown ? interval : int(SoftwareUpdate::eAtStart));
+    // After the index, which clears the property.
+    box.setProperty(s_unknownInterval, isKnown ? QVariant() : QVariant(interval));
+}
+
+int shownInterval(const QComboBox& box)
+{
+    const QVariant unknown = box.property(s_unknownInterval);
+    return unknown.isValid() ? unknown.toInt() : box.currentIndex();
+}
+
+void showBusy(const Ui::SoftwareUpdateGui& form, bool isBusy)
+{
+    form.progressBar->setVisible(isBusy);
+    form.progressBar->setEnabled(isBusy);
+    form.updatePushButton->setEnabled(!isBusy);
+}
+
+} // namespace
 
 SoftwareUpdateWidget::SoftwareUpdateWidget(QWidget* parent)
     : QWidget(parent)
@@ -16,6 +46,14 @@ SoftwareUpdateWidget::SoftwareUpdateWidget(QWidget* parent)
     initForModifiers();
     zk::connect(m_form->updatePushButton, SIGNAL(clicked()), this, SLOT(emitCheckForUpdate()),
                 Qt::AutoConnection);
+    const auto forgetUnknownInterval = [this] {
+        m_form->updateComboBox->setProperty(s_unknownInterval, QVariant());
+    };
+    connect(m_form->updateComboBox, qOverload<int>(&QComboBox::currentIndexChanged), this,
+            forgetUnknownInterval);
+    // Also when the user chooses the item that is shown already.
+    connect(m_form->updateComboBox, qOverload<int>(&QComboBox::activated), this,
+            forgetUnknownInterval);
 }
 
 SoftwareUpdateWidget::~SoftwareUpdateWidget() = default;
@@ -24,12 +62,12 @@ void SoftwareUpdateWidget::setSettings(const SoftwareUpdateWidgetSettings& setti
 {
     m_form->updateCheckBox->setChecked(settings.checkForUpdates);
     m_form->checkForBetaCheckBox->setChecked(settings.includeBeta);
-    m_form->updateComboBox->setCurrentIndex(settings.checkInterval);
+    showInterval(*m_form->updateComboBox, settings.checkInterval);
     m_form->updateServerLineEdit->setText(settings.updateServerUrl);
-    // A long address shows its beginning, not its end.
+    // Show the beginning of a long address, not its end.
     m_form->updateServerLineEdit->setCursorPosition(0);
 
-    // Null is an unknown version, empty one that is known to have no text.
+    // A null text is an unknown version, an empty one a version without text.
     m_form->currentVersionLabel->setVisible(!settings.currentVersion.isNull());
     if (!settings.currentVersion.isNull()) {
         m_form->currentVersionNumberLabel->setText(settings.currentVersion);
@@ -42,7 +80,7 @@ SoftwareUpdateWidgetSettings SoftwareUpdateWidget::getSettings()
     SoftwareUpdateWidgetSettings settings;
     settings.checkForUpdates = m_form->updateCheckBox->isChecked();
     settings.includeBeta = m_form->checkForBetaCheckBox->isChecked();
-    settings.checkInterval = m_form->updateComboBox->currentIndex();
+    settings.checkInterval = shownInterval(*m_form->updateComboBox);
     settings.updateServerUrl = m_form->updateServerLineEdit->text();
     settings.currentVersion = m_form->currentVersionNumberLabel->text();
     settings.lastCheck = m_form->lastCheckDateLabel->text();
@@ -64,12 +102,12 @@ void SoftwareUpdateWidget::initForModifiers()
 
 void SoftwareUpdateWidget::enableProgress()
 {
-    setBusy(true);
+    showBusy(*m_form, true);
 }
 
 void SoftwareUpdateWidget::disbaleProgress()
 {
-    setBusy(false);
+    showBusy(*m_form, false);
 }
 
 void SoftwareUpdateWidget::setMessage(const QString& message)
@@ -88,7 +126,7 @@ void SoftwareUpdateWidget::setLastCheckText(const QString& lastCheckText)
 void SoftwareUpdateWidget::clientStateChanged(SoftwareUpdate::EState /*oldState*/,
                                               SoftwareUpdate::EState newState)
 {
-    setBusy(newState == SoftwareUpdate::eChecking);
+    showBusy(*m_form, newState == SoftwareUpdate::eChecking);
 }
 
 void SoftwareUpdateWidget::emitApplySettings()
@@ -98,14 +136,8 @@ void SoftwareUpdateWidget::emitApplySettings()
 
 void SoftwareUpdateWidget::emitCheckForUpdate()
 {
-    emit checkForUpdate(QUrl(m_form->updateServerLineEdit->text(), QUrl::TolerantMode));
-}
-
-void SoftwareUpdateWidget::setBusy(bool busy)
-{
-    m_form->progressBar->setVisible(busy);
-    m_form->progressBar->setEnabled(busy);
-    m_form->updatePushButton->setEnabled(!busy);
+    // Pasted addresses often have a blank or a line break at their end.
+    emit checkForUpdate(QUrl(m_form->updateServerLineEdit->text().trimmed(), QUrl::TolerantMode));
 }
 
 } // namespace zk

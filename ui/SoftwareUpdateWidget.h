@@ -17,45 +17,52 @@ class SoftwareUpdateGui;
 namespace zk {
 
 /**
- * The panel with the update settings, the time of the last check and a button that starts a check.
+ * The panel with the update settings, the time of the last check and "Check Now".
  *
- * A passive view: values go in and come out as one SoftwareUpdateWidgetSettings, what the user does
- * leaves as signals. Texts are looked up once, when the panel is built. GUI thread only.
+ * A passive view: values are set and read as one SoftwareUpdateWidgetSettings, user actions are
+ * emitted as signals. Texts are translated once, when the panel is constructed. GUI thread only.
  */
 class SOFTWAREUPDATE_EXPORT SoftwareUpdateWidget : public QWidget
 {
     Q_OBJECT
 
 public:
-    /** With a modifier key held it has the fields for experts. Owned by @p parent, if there is one.
-     */
+    /** Shows the expert fields if a modifier key is held. Owned by @p parent, if there is one. */
     explicit SoftwareUpdateWidget(QWidget* parent);
     ~SoftwareUpdateWidget() override;
 
     /**
      * Shows @p settings. A null version and an empty last check hide their captions and leave the
-     * text beside them as it was; an empty version that is not null is shown as such.
+     * text beside them unchanged; an empty version that is not null is shown as empty. An unknown
+     * interval is shown as "At application start".
      */
     void setSettings(const SoftwareUpdateWidgetSettings& settings);
-    /** What the panel holds now, hidden fields included. */
+    /**
+     * The current values, hidden fields included. An unknown interval is returned unchanged unless
+     * the user has chosen one.
+     */
     SoftwareUpdateWidgetSettings getSettings();
     /** The same as setMessage(). */
     void setNotificationText(const QString& text);
     /**
-     * Shows the fields for experts (beta versions, server address) if a modifier key is held right
-     * now, and hides them otherwise. Called while the panel is built.
+     * Shows the expert fields (beta versions, server address) if a modifier key is held now,
+     * otherwise hides them. The constructor calls it.
      */
     void initForModifiers();
 
 signals:
-    /** "Check Now" was clicked. Carries the address as typed, applied or not, valid or not. */
+    /**
+     * "Check Now" was clicked. Carries the address as typed, without the blanks around it, applied
+     * or not, valid or not. The library does not receive this signal: connect it, best queued, to
+     * SoftwareUpdateClient::performUpdateCheck().
+     */
     void checkForUpdate(QUrl serverURL);
     /** The user confirmed the settings; emitted by the dialog around the panel. */
-    // Connections by text rely on the short spelling.
+    // String-based connections rely on the short spelling.
     // clang-format off
     void applySettings(SoftwareUpdateWidgetSettings settings); // clazy:exclude=fully-qualified-moc-types
     // clang-format on
-    /** For a host to emit: asks the client to show the packages it knows. */
+    /** For the host to emit: asks the client to show the packages that it knows. */
     void forceUpdateAvailable();
 
 public slots:
@@ -63,11 +70,11 @@ public slots:
     void enableProgress();
     /** Hides the busy indicator and enables "Check Now". */
     void disbaleProgress();
-    /** Shows @p message below the time of the last check; empty removes the old one. */
+    /** Shows @p message below the time of the last check; an empty text clears it. */
     void setMessage(const QString& message);
-    /** Shows the time of the last check; an empty text hides its caption only. */
+    /** Shows the time of the last check; an empty text only hides the caption. */
     void setLastCheckText(const QString& lastCheckText);
-    /** Busy while @p newState is eChecking, whatever came before. */
+    /** Busy if @p newState is eChecking; @p oldState is ignored. */
     void clientStateChanged(zk::SoftwareUpdate::EState oldState,
                             zk::SoftwareUpdate::EState newState);
 
@@ -77,8 +84,6 @@ private slots:
 
 private:
     friend class SoftwareUpdateDialog;
-
-    void setBusy(bool busy);
 
     const std::unique_ptr<Ui::SoftwareUpdateGui> m_form;
 };

@@ -4,6 +4,7 @@
 
 #include <QCoreApplication>
 #include <QTest>
+#include <QTimeZone>
 
 using namespace zk;
 
@@ -134,6 +135,20 @@ private slots:
         PackageSelection::eliminateDuplicates(packages); // minutes, were every pair compared
         QCOMPARE(packages.size(), 3 + 100000 - 2);
         QCOMPARE(text(packages.mid(0, 4)), QStringLiteral("1 exe, 2 exe, 4 exe, 5 exe"));
+    }
+
+    void eliminatesDuplicatesWithoutAValidDate()
+    {
+        PackageInfoList packages{package("1"), package("2")};
+        packages[0].releaseDate = QDateTime();
+        const QTimeZone skipsMidnight("America/Sao_Paulo"); // on 4 November 2018
+        if (!skipsMidnight.isValid()) {
+            QSKIP("no rules of time zones here");
+        }
+        packages[1].releaseDate = QDateTime(QDate(2018, 11, 4), QTime(0, 0), skipsMidnight);
+        QVERIFY(packages[0] == packages[1]);
+        PackageSelection::eliminateDuplicates(packages);
+        QCOMPARE(packages.size(), 1);
     }
 
     void findsLinksByLanguage()

@@ -66,8 +66,7 @@ struct ClientFixture
                          });
     }
     ~ClientFixture() { SoftwareUpdateClient::deleteInstance(); }
-    ClientFixture(const ClientFixture&) = delete;
-    ClientFixture& operator=(const ClientFixture&) = delete;
+    Q_DISABLE_COPY(ClientFixture)
 
     /** The client's timer with this interval, null when there is none. */
     [[nodiscard]] QTimer* timer(int interval) const

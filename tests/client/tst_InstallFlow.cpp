@@ -5,8 +5,10 @@
 #include "install/FileDownloader.h"
 
 #include <QDesktopServices>
+#include <QProgressBar>
 #include <QPushButton>
 #include <QSignalSpy>
+#include <QTableWidget>
 #include <QTextBrowser>
 
 using namespace zk;
@@ -72,16 +74,18 @@ private slots:
             test::row(name, answer, keepStill, end.arg(code));
         };
         const QByteArray body(2000, 'x');
-        fails("part of a file", test::http(206, "part"), 206);
-        fails("use proxy is no redirect", test::http(305, "p", "Location: /file\r\n"), 305);
+        fails("part of a file", test::http(206, "part"), 299);
+        fails("use proxy is no redirect", test::http(305, "p", "Location: /file\r\n"), 299);
+        fails("nothing in it", test::http(200), 299);
         fails("not found", test::http(404, "page"), 203);
         fails("cut in the middle", test::partial(body, 1000, Answer::eClose), 2);
-        fails("no content", test::http(204), 204);
-        fails("redirect without target", test::http(302, "page"), 302);
+        fails("no content", test::http(204), 299);
+        fails("redirect without target", test::http(302, "page"), 299);
         fails("redirect to another kind of place", test::redirect(302, "gopher://127.0.0.1/"), 301);
         fails("redirect loop", test::redirect(302, "/loop"), 10);
         fails("redirect to TLS where there is none", test::redirect(302, "https://127.0.0.1:1"), 1);
         fails("authentication wanted by no proxy", test::http(407), 105);
+        fails("redirect to a file", test::redirect(302, "file:///etc/hostname"), 301);
         fails("redirect to a share", test::redirect(302, "file://127.0.0.1/share/a.exe"), 301);
 
         const auto goesOn = [&program](const char* name, Act act, const char* end) {
@@ -96,6 +100,10 @@ private slots:
         drip.dripMs = 1;
         drip.dropSize = drip.bytes.size() / 50;
         test::row("slow drip", drip, keepStill, started);
+        const QByteArray packed = qCompress(program).mid(4);
+        const char* const isPacked = "Content-Encoding: deflate\r\n";
+        test::row("compressed", test::http(200, packed, isPacked), keepStill, started);
+        fails("compressed and cut", test::http(200, packed.chopped(9), isPacked), 399);
         test::row("no length", Answer{"HTTP/1.1 200 OK\r\n\r\n" + program, Answer::eClose},
                   keepStill, started);
         const Act installAgain = [](Fixture& f) {
@@ -106,15 +114,32 @@ private slots:
             f.robot.press(question, QStringLiteral("Cancel Install"));
             f.install();
         };
+        const Act find = [](Fixture& f) {
+            findNothing(f);
+            QVERIFY(f.progress() && f.progress()->isVisible());
+        };
         const Act lose = [](Fixture& f) {
             f.parent.reset();
             f.program.clear(); // nothing more is sent
         };
         goesOn("cancelled half-way", cancel, "window");
+        const Act closeList = [](Fixture& f) { f.available()->close(); };
+        const Act findNothingAndCancel = [](Fixture& f) {
+            findNothing(f);
+            // Its rows are no packages any more.
+            f.available()->findChild<QTableWidget*>()->selectAll();
+            for (const char* name : {"download", "install", "releaseNotes"}) {
+                const QString button = QLatin1String(name) + QStringLiteral("PushButton");
+                QVERIFY2(!f.available()->findChild<QPushButton*>(button)->isEnabled(), name);
+            }
+            cancel(f);
+        };
+        goesOn("list closed", closeList, "");
+        goesOn("no package is found, then cancelled", findNothingAndCancel, nothingFound);
         goesOn("installed again", installAgain, started);
         goesOn("rejected the second time", reject, started);
         goesOn("another package is found", findAnother, started);
-        goesOn("no package is found", findNothing,
+        goesOn("no package is found", find,
                QByteArray(started + QByteArray(", ") + nothingFound).constData());
         const Act abort = [](Fixture& f) { f.client->abortUpdate(); };
         goesOn("dialogs aborted", abort, started);
@@ -186,6 +211,35 @@ private slots:
         QCOMPARE(f.robot.seen().constFirst(),
                  QStringLiteral("Install Package: After downloading the package, the installer "
                                 "will ask you to restart the application!"));
+    }
+
+    void showsItsProgress()
+    {
+        Fixture f;
+        f.server.answer("/setup.exe",
+                        test::partial(QByteArray(3'000'000, 'x'), 900, Answer::eSilence));
+        f.install();
+        QTRY_VERIFY(f.progress()->value() > 0);
+        QCOMPARE(f.progress()->windowTitle(), QStringLiteral("setup.exe"));
+        QCOMPARE(f.progress()->labelText(), QStringLiteral("Download Progress"));
+        const auto* bar = f.progress()->findChild<QProgressBar*>();
+        QTRY_VERIFY2(bar->text().endsWith(QStringLiteral(" / 2.9 MB")), qPrintable(bar->text()));
+        QVERIFY(bar->width() > 2 * bar->fontMetrics().horizontalAdvance(bar->text()));
+        bool isInTheWay = true;
+        f.robot.act(
+            QStringLiteral("Error code"), [&] { isInTheWay = f.progress()->isVisible(); },
+            QStringLiteral("OK"));
+        f.server.finish("/setup.exe", {});
+        QTRY_COMPARE(f.end(), QStringLiteral("window, Download Error: Error code 2"));
+        QVERIFY(!isInTheWay);
+    }
+
+    void findsRelativePackages()
+    {
+        Fixture f;
+        f.checkFor(test::packageElement("4.3", "setup.exe"));
+        f.install();
+        QTRY_COMPARE(f.end(), QStringLiteral("started, setup.exe"));
     }
 
     void handsOverByFileType_data()

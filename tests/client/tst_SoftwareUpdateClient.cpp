@@ -6,6 +6,9 @@
 #include "ui/SoftwareUpdateDialog.h"
 #include "ui/SoftwareUpdateWidget.h"
 
+#include <QProgressBar>
+#include <QPushButton>
+
 using namespace zk;
 
 namespace {
@@ -110,6 +113,8 @@ private slots:
             Fixture f;
             f.settings.values[AppSettings::UpdateCheckInterval] =
                 isDaily ? 1 : (name[0] == 'w' ? 2 : 3);
+            f.settings.values[AppSettings::UpdateLastCheck] =
+                QDateTime::currentDateTime().addDays(-100);
             // By the timer itself, as after an hour.
             f.timer(hour)->start(0);
             QTRY_COMPARE(f.server.requests().size(), 1);
@@ -207,21 +212,33 @@ private slots:
         f.settings.values[AppSettings::UpdateAutomaticCheck] = true;
         f.settings.values[AppSettings::UpdateCheckInterval] = 1;
         f.showSettings();
+        f.events.clear();
         f.client->checkForUpdate(0);
         QMetaObject::invokeMethod(f.client, "doBackgroundCheck");
         QMetaObject::invokeMethod(f.client, "queryLastUpdate");
         f.client->checkForUpdate(1);
         QTRY_VERIFY(f.timer(1) && !f.timer(1)->isActive());
-        QVERIFY(!f.isChecking());
+        QCOMPARE(f.events, QStringList());
 
         // The user's own check goes to the address that he typed.
         SoftwareUpdateWidget* const widget = f.settingsDialog()->updateWidget();
         SoftwareUpdateWidgetSettings typed = widget->getSettings();
         typed.updateServerUrl = f.server.url("/typed").toString();
         widget->setSettings(typed);
+        const auto isBusy = [widget] {
+            const bool isShown = widget->findChild<QProgressBar*>()->isVisible();
+            return widget->findChild<QPushButton*>()->isEnabled() ? int(isShown) : 2 + int(isShown);
+        };
         f.client->checkForUpdate();
+        QCOMPARE(isBusy(), 3);
         QTRY_COMPARE(f.client->state(), SoftwareUpdate::eError);
+        QCOMPARE(isBusy(), 0);
+        QCOMPARE(f.server.requests().size(), 1);
         QCOMPARE(f.server.requests().last().path, QByteArray("/typed"));
+        f.client->checkForUpdate();
+        f.timer(15000)->start(0);
+        QTRY_COMPARE(f.client->state(), SoftwareUpdate::eTimeout);
+        QCOMPARE(isBusy(), 0);
     }
 
     void closesOneDialogAtATime()

@@ -1,7 +1,3 @@
-#ifdef _WIN32
-#include <windows.h>
-#endif
-
 #include "DialogRobot.h"
 #include "Environment.h"
 #include "MessageFilter.h"
@@ -9,11 +5,11 @@
 #include "StandIn.h"
 #include "ZipBuilder.h"
 
-#include "install/CommandLine.h"
 #include "install/DownloadManager.h"
-#include "install/ProcessStart.h"
+#include "support/CommandLine.h"
 #include "support/Exception.h"
 #include "support/FileUtils.h"
+#include "support/ProcessStart.h"
 
 #include <QApplication>
 #include <QFileDialog>
@@ -54,8 +50,7 @@ struct Place : QObject
             QGuiApplication::restoreOverrideCursor();
         }
     }
-    Place(const Place&) = delete;
-    Place& operator=(const Place&) = delete;
+    Q_DISABLE_COPY(Place)
 
     [[nodiscard]] QString path(const char* name) const
     {
@@ -90,13 +85,6 @@ struct Place : QObject
         return false;
     }
 };
-
-#ifdef Q_OS_WIN
-bool isWine()
-{
-    return ::GetProcAddress(::GetModuleHandleW(L"ntdll.dll"), "wine_get_version");
-}
-#endif
 
 QStringList installerArguments(const QString& value)
 {
@@ -147,7 +135,7 @@ private slots:
     {
 #ifdef Q_OS_WIN
         QFETCH(QString, name);
-        if (isWine() && name == QStringLiteral("%TEMP%")) {
+        if (test::isWine() && name == QStringLiteral("%TEMP%")) {
             QSKIP("Wine's cmd takes the quotes and carets around percent signs for a part of the "
                   "name");
         }

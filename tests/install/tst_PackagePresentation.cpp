@@ -1,8 +1,9 @@
 #include "Rows.h"
 
-#include "install/DownloadTarget.h"
-#include "install/LinkRule.h"
+#include "install/DownloadFileName.h"
 #include "install/PackagePresentation.h"
+#include "support/LinkRule.h"
+#include "support/ProgressScale.h"
 
 #include <QLocale>
 
@@ -49,6 +50,9 @@ private slots:
                                 "<br /><a href=\"https://h/a?b=1&amp;c=%22%3C\">"
                                 "https://h/a?b=1&amp;c=%22%3C</a><br />")
                      .arg(day));
+        // A text that reads from right to left would disguise the file's type.
+        info.name = QStringLiteral("a\u202egpj.exe");
+        QVERIFY(PackagePresentation::comment(info).startsWith(QStringLiteral("<b>agpj.exe 1")));
         // What is not opened is no link.
         info.url = QUrl(QStringLiteral("javascript:alert('x')"));
         QVERIFY(PackagePresentation::comment(info).endsWith(
@@ -87,6 +91,13 @@ private slots:
               "ms-settings:x", "c:/windows/calc.exe", "qrc:/x", "sftp://h/a"}) {
             QVERIFY2(!isOpenableLink(QUrl(QLatin1String(url))), url);
         }
+    }
+
+    void showsProgressOfLargeFiles()
+    {
+        constexpr qint64 most = std::numeric_limits<int>::max();
+        QCOMPARE(progressScale(most), qint64(1));
+        QCOMPARE(progressScale(most + 1), qint64(1024));
     }
 
     void namesTheDownloadedFile_data()

@@ -1,10 +1,10 @@
 #!/usr/bin/env bash
-# check-binaries.sh exports LIBRARY LIST | imports PROGRAM
+# check-binaries.sh exports LIBRARY LIST | private ROOT LIST | imports PROGRAM
 # What the built files promise to those who link and ship them. Works on files for Linux and for Windows.
 set -euo pipefail
 export LC_ALL=C
 what=$1 file=$2
-is_windows=$([ "$(head -c 2 "$file")" = MZ ] && echo yes || echo no)
+is_windows=$([ -f "$file" ] && [ "$(head -c 2 "$file")" = MZ ] && echo yes || echo no)
 dump() { x86_64-w64-mingw32-objdump -p "$file"; }
 fail() { echo "$file: $*" >&2; exit 1; }
 
@@ -18,11 +18,38 @@ exported_names() {
     fi | c++filt | grep -v '^typeinfo \|^vtable \|thunk to \|::qt_static_metacall(' | sort -u
 }
 
+# "Class::name" for each private function and static member of an exported class. A class that is exported exports
+# these as well; private slots, which are published, and inline functions are left out.
+private_names() {
+    grep -lr --include='*.h' '^class SOFTWAREUPDATE_EXPORT' "$1"/{support,types,catalogue,ui,install,client} |
+        sort | xargs awk '
+        /^class SOFTWAREUPDATE_EXPORT/ { class = $3; is_private = 1; statement = "" }
+        /^};/ { class = "" }
+        /^(public|protected|private)( slots)?:|^signals:/ { is_private = /^private:/; statement = ""; next }
+        class == "" || !is_private || /^ *(\/\/|\/?\*)/ || !/^    / { next }
+        { sub(/ *\/\/.*/, ""); statement = statement (/^    [^ ]/ ? "" : " ") $0 }
+        /\{$/ { depth++ }
+        /^ *\}/ && depth > 0 { depth--; if (depth == 0) { statement = "" } next }
+        depth > 0 || !/;$/ { next }
+        statement ~ /\)( const)?( noexcept)?( override)?;$/ {
+            sub(/\(.*/, "", statement); sub(/.*[ *&]/, "", statement); print class "::" statement
+        }
+        statement ~ /^ *static / && statement !~ /\(/ {
+            sub(/( =.*|\{.*)?;$/, "", statement); sub(/.* /, "", statement); print class "::" statement
+        }
+        { statement = "" }' | sort -u
+}
+
 case $what in
     exports)
         # A name that comes or goes is a change of the interface: `exported_names` above writes the list anew.
         diff -u "$3" <(exported_names) || fail "exports other names than $3 lists"
         echo "$(wc -l <"$3") names, as listed"
+        ;;
+    private)
+        # What a class does by itself belongs in its Private or in the .cpp file.
+        diff -u <(grep -v '^#' "$3" | sort) <(private_names "$file") || fail "has other private names than $3 lists"
+        echo "$(grep -vc '^#' "$3") private names, as listed"
         ;;
     imports)
         if [ "$is_windows" = yes ]; then

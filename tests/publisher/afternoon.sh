@@ -25,6 +25,12 @@ expect() { # TEXT COMMAND...: the command succeeds and says that
     output=$("$@") || fail "$* ended with $?: $output"
     grep -qF -- "$text" <<<"$output" || fail "no '$text' in what $* said: $output"
 }
+refuse() { # TEXT COMMAND...: the command fails and says that
+    local text=$1 output
+    shift
+    if output=$("$@" 2>&1); then fail "$* ended well: $output"; fi
+    grep -qF -- "$text" <<<"$output" || fail "no '$text' in what $* said: $output"
+}
 
 # What was built: two products and firmware.
 for target in "build/CameraDesk" "host/Camera Desk"; do
@@ -35,7 +41,7 @@ cp "$new_host" build/CameraDesk/CameraDesk
 (cd build/CameraDesk && cmake -E tar cf ../../release/camera-desk-4.3.0.zip --format=zip .)
 head -c 20000 "$new_host" >release/camera-desk-4.3.0.exe
 head -c 30000 "$new_host" >release/camera-viewer-2.0.exe
-head -c 40000 "$new_host" >release/kestrel-1.1.bin
+head -c 40000 "$new_host" >"release/kestrel 1.1.bin"
 
 # Port 0: a free one, which the document has to know.
 "$publish" serve --port 0 release >server.log &
@@ -46,11 +52,18 @@ url=$(sed -n 's/^serving .* at \(http:[^;]*\);.*/\1/p' server.log)
 document=release/updates.xml
 expect "packages added: 2" "$publish" add "$document" release/camera-desk-4.3.0.{zip,exe} --name "Camera Desk" \
     --release 4.3.0 --platform "Win32 Win64" --language "en de fr" --base-url "$url"
-expect "packages added: 1" "$publish" add "$document" release/camera-viewer-2.0.exe --name "Camera Viewer" \
-    --release 2.0 --platform Win64 --status BETA
-expect "packages added: 1" "$publish" add "$document" release/kestrel-1.1.bin --type "Camera Firmware" \
+viewer=(release/camera-viewer-2.0.exe --name "Camera Viewer" --release 2.0 --platform Win64 --status BETA)
+expect "packages added: 1" "$publish" add "$document" "${viewer[@]}"
+cp "$document" before.xml
+refuse "nothing was added" "$publish" add "$document" "${viewer[@]}"
+refuse "is not a file" "$publish" add "$document" release/missing.exe --name X --release 1 --platform Win64
+cmp before.xml "$document" || fail "what was refused has changed the document"
+expect "packages added: 1" "$publish" add "$document" "release/kestrel 1.1.bin" --type "Camera Firmware" \
     --name "Kestrel firmware" --release 1.1 --platform Kestrel-3 --language fr
+grep -qF '"kestrel%201.1.bin"' "$document" || fail "not an address: $(grep kestrel "$document")"
 expect "nothing found" "$publish" lint "$document"
+echo '<softwareList><package/></softwareList>' >bad.xml
+refuse "has no \"url\"" "$publish" lint bad.xml
 expect "nothing found" "$publish" lint "${url}updates.xml"
 
 # Three users.
@@ -60,9 +73,16 @@ expect "(hidden until" "$publish" preview "$document" --product "Camera Viewer" 
     --camera Kestrel-3=1.0 --language de
 
 "$publish" keys desk --no-password >keys.log
+[ -z "$(find desk.key ! -perm 600)" ] || fail "others can read the secret key"
+echo >empty
+refuse "without a password" "$publish" keys other --password-file empty
+refuse "desk.key exists" "$publish" keys desk --no-password
 key=$(sed -n 's/^for setPackagePublicKeys(): //p' keys.log)
 expect "camera-desk-4.3.0.zip.minisig" "$publish" sign --key desk.key --document "$document" \
     release/camera-desk-4.3.0.{zip,exe}
+grep -q "release:4.3.0" release/camera-desk-4.3.0.zip.minisig || fail "a signature for any release"
+refuse "server.log is not in" "$publish" sign --key desk.key --document "$document" server.log
+refuse "missing.exe:" "$publish" sign --key desk.key --release 1 release/missing.exe
 
 export TMPDIR=$root/tmp
 CAMERA_DESK_ARGUMENTS=$(printf '%s\n' --self-update --server-url "${url}updates.xml" --public-key "$key" \

@@ -82,6 +82,10 @@ private slots:
         release.values << NewValue{"comment", QStringLiteral("ä")};
         const Addition latin = addRelease(before, release);
         QCOMPARE(parsePackages(std::get<QByteArray>(latin)).value(0).comment, QStringLiteral("ä"));
+        const QByteArray mark("\xef\xbb\xbf");
+        const Addition marked =
+            addRelease(mark + "<softwareList base-url='http://h/'></softwareList>", release);
+        QVERIFY(std::get<QByteArray>(marked).startsWith(mark + '<'));
         release.values.last().text = QStringLiteral("测试");
         QVERIFY(std::get<QString>(addRelease(before, release)).contains(QLatin1String("encoding")));
     }
@@ -99,7 +103,7 @@ private slots:
                                   "\"2026-11-20 10:00:00\"/></softwareList>"),
             "same date and size");
         row("an address that leads nowhere", "<softwareList/>", "base-url");
-        row("a place where all is for others", "<softwareList platform=\"Other\"/>", "every set");
+        row("a place where all is for others", "<softwareList platform=\"Other\"/>", "each set");
         row("what clients refuse anyway",
             QStringLiteral("<!DOCTYPE a [<!ENTITY b \"c\">]>") + root +
                 QStringLiteral("</softwareList>"),

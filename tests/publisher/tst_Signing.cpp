@@ -38,6 +38,15 @@ private slots:
         }
     }
 
+    void wipesSharedBytesToo()
+    {
+        QByteArray secret(32, 's');
+        const QByteArray shared = secret;
+        wipe(secret);
+        QVERIFY(secret.isEmpty());
+        QCOMPARE(shared, QByteArray(32, '\0'));
+    }
+
     void minisignTakesOursAndWeItsOwn()
     {
         if (QStandardPaths::findExecutable(QStringLiteral("minisign")).isEmpty()) {

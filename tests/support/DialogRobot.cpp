@@ -3,6 +3,7 @@
 #include <QAbstractButton>
 #include <QApplication>
 #include <QMessageBox>
+#include <QTest>
 
 #include <algorithm>
 
@@ -46,7 +47,8 @@ void DialogRobot::handle(const QPointer<QMessageBox>& box)
         }
     }
     if (box) {
-        box->reject();
+        // The key, as reject() would not try which button Escape stands for.
+        QTest::keyClick(box, Qt::Key_Escape);
     }
 }
 

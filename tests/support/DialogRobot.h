@@ -13,7 +13,7 @@ namespace zk::test {
 
 /**
  * The user in front of modal message boxes: as soon as one is shown, notes its title and text and
- * does what was arranged for it. A box nobody arranged for is noted and rejected, so that the test
+ * does what was arranged for it. In a box nobody arranged for it presses Escape, so that the test
  * fails and does not hang.
  */
 class DialogRobot

@@ -7,9 +7,20 @@
 
 #ifdef Q_OS_WIN
 #include <cstdlib>
+#include <windows.h>
 #endif
 
 namespace zk::test {
+
+/** Wine answers some questions by nothing. */
+inline bool isWine()
+{
+#ifdef Q_OS_WIN
+    return ::GetProcAddress(::GetModuleHandleW(L"ntdll.dll"), "wine_get_version");
+#else
+    return false;
+#endif
+}
 
 /** An environment variable has @p value for as long as this lives; names need not be ASCII. */
 class ScopedVariable
@@ -30,8 +41,7 @@ public:
             qunsetenv(m_name.constData());
         }
     }
-    ScopedVariable(const ScopedVariable&) = delete;
-    ScopedVariable& operator=(const ScopedVariable&) = delete;
+    Q_DISABLE_COPY(ScopedVariable)
 
     void set(const QString& value) const
     {

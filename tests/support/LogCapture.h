@@ -27,8 +27,7 @@ public:
         }
         Log::instance().setLogLevel(m_oldLevel);
     }
-    LogCapture(const LogCapture&) = delete;
-    LogCapture& operator=(const LogCapture&) = delete;
+    Q_DISABLE_COPY(LogCapture)
 
     /** The lines of @p level so far, from "[function] " on: what comes before it changes every
      * time. */

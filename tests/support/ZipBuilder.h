@@ -42,6 +42,8 @@ public:
 
     std::optional<quint64> claimedEntries;
     bool zip64End = false;
+    /** So many bytes, which take no space, stand before the directory in a file; needs zip64End. */
+    qint64 hole = 0;
 
 private:
     QByteArray m_local;

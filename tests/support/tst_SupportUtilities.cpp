@@ -2,6 +2,8 @@
 #include "Files.h"
 #include "LogCapture.h"
 
+#include "support/DeviceNames.h"
+#include "support/DiskSpace.h"
 #include "support/FileUtils.h"
 #include "support/StringUtils.h"
 
@@ -14,12 +16,26 @@ class tst_SupportUtilities : public QObject
     Q_OBJECT
 
 private slots:
+    void knowsDeviceNames()
+    {
+        for (const char* name : {"con", "NUL.txt", "Prn .tar.gz", "aux ", "clock$", "conin$.a",
+                                 "CONOUT$", "com0", "LPT9.zip", "com\u00b2", "lpt\u00b9.exe"}) {
+            QVERIFY2(isDeviceName(QString::fromUtf8(name)), name);
+        }
+        for (const char* name : {"", ".con", "a.con", "console", "com", "com10", "coma", "lpt.txt",
+                                 "conin", "co m1"}) {
+            QVERIFY2(!isDeviceName(QString::fromUtf8(name)), name);
+        }
+    }
+
     void writesPrefixFunctionAndValues()
     {
         // As std::wcout in the "C" locale: an umlaut cannot be written, the next line must come out
         // again.
         struct AsciiBuffer : std::wstringbuf
         {
+            int flushes = 0;
+            int sync() override { return ++flushes > 0 ? 0 : -1; }
             std::streamsize xsputn(const wchar_t* text, std::streamsize size) override
             {
                 const bool isAscii =
@@ -36,6 +52,7 @@ private slots:
         buffer.str({});
         SOFTWAREUPDATE_LOG(Log::eError, "zk::X::y", "a: ", QStringLiteral("b"), ' ', std::hex, 42);
         Log::instance().setStream(Log::eError, nullptr);
+        QCOMPARE(buffer.flushes, 2); // or a crash would take the last lines with it
         QVERIFY(stream.good());
         QCOMPARE(stream.flags(), flags);
         const QRegExp line(
@@ -67,6 +84,14 @@ private slots:
             const QString text = QStringLiteral("a%1b").arg(QChar(c));
             QCOMPARE(split(text).size(), text.contains(StringUtils::splitWords) ? 2 : 1);
         }
+    }
+
+    void addsUpWhatFilesTake()
+    {
+        QVERIFY(diskSpaceAt(QDir::tempPath() + QStringLiteral("/not/made yet")));
+        const DiskSpace threeBlocks{12'288, 4096};
+        QVERIFY(!firstBeyond({1, 0, 4096, 4095}, threeBlocks));
+        QCOMPARE(firstBeyond({1, 4096, 4097}, threeBlocks), std::optional<std::size_t>(2));
     }
 
     void erasesOnlyWhatIsNamed()

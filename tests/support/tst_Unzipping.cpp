@@ -13,6 +13,7 @@
 #include <QProcess>
 #include <QRandomGenerator>
 #include <QStandardPaths>
+#include <QStorageInfo>
 #include <QTemporaryDir>
 #include <QTest>
 
@@ -96,11 +97,11 @@ class tst_Unzipping : public QObject
                 [this](const QString& message) { m_failed << message; });
         return unzipper;
     }
-    void writeManyEntries(int count) const
+    void writeManyEntries(int count, const QByteArray& data = "x") const
     {
         ZipBuilder builder;
         for (int i = 0; i < count; ++i) {
-            builder.add("d/" + QByteArray::number(i), "x");
+            builder.add("d/" + QByteArray::number(i), data);
         }
         builder.write(m_zip);
     }
@@ -159,6 +160,11 @@ private slots:
         ZipItem huge = with(item("a", "evil", false), &Z::size, ~0ULL);
         huge.zip64 = true;
         hostile("size of 2^64 - 1", with(huge, &Z::compressedSize, ~0ULL), "size");
+        ZipItem shared = with(item("a", noise(3000), false), &Z::size, 5000);
+        shared.compressedSize = shared.size;
+        ZipBuilder bomb;
+        bomb.add(shared).add(with(shared, &Z::name, "b"));
+        row("bytes of two entries", bomb.bytes(), QStringList(QStringLiteral("'b' shares its")));
 
         ZipBuilder builder;
         const QByteArray whole = builder.add("first", noise(3000)).add("second").bytes();
@@ -197,6 +203,26 @@ private slots:
         QCOMPARE(contents(m_folder).keys(), QStringList(QStringLiteral("pakke 包.zip")));
     }
 
+    void checksTheSpaceBeforeItWrites()
+    {
+        const qint64 space = QStorageInfo(m_folder).bytesAvailable();
+        ZipItem large = with(item("large"), &Z::size, space / 100 * 102);
+        large.compressedSize = space / 1000;
+        large.zip64 = true;
+        ZipBuilder builder;
+        builder.zip64End = true;
+        builder.hole = space / 1000;
+        builder.add("first").add(large).write(m_zip);
+        try {
+            extract();
+            QFAIL("nothing was thrown");
+        } catch (const IOException& error) {
+            QVERIFY2(error.message().contains(QStringLiteral("'large' does not fit")),
+                     error.what());
+        }
+        QVERIFY(!QFile::exists(m_out));
+    }
+
     void judgesNames()
     {
         const QStringList safe =
@@ -228,15 +254,20 @@ private slots:
         builder.zip64End = true;
         builder.add("./").add("empty/").add(tool).add("small").add(stored).add("./none", "");
         builder.add(with(item("Pr\x9bve"), &Z::flags, 0))
+            .add(with(item("测试", ""), &Z::flags, 0)) // as Java's own tool has it
             .add(deep.toLatin1() + "file")
             .write(m_zip);
         QCOMPARE(extract(), qint64(10'000'012));
-        const Contents expected{
-            {QStringLiteral("bin/"), {}},           {QStringLiteral("bin/tool"), tool.data},
-            {QStringLiteral("empty/"), {}},         {QStringLiteral("none"), {}},
-            {QStringLiteral("small"), "data"},      {QStringLiteral("stored"), tool.data},
-            {QStringLiteral("Pr¢ve"), "evil"},      {deep, {}},
-            {deep + QStringLiteral("file"), "data"}};
+        const Contents expected{{QStringLiteral("bin/"), {}},
+                                {QStringLiteral("bin/tool"), tool.data},
+                                {QStringLiteral("empty/"), {}},
+                                {QStringLiteral("none"), {}},
+                                {QStringLiteral("small"), "data"},
+                                {QStringLiteral("stored"), tool.data},
+                                {QStringLiteral("Pr¢ve"), "evil"},
+                                {QStringLiteral("测试"), {}},
+                                {deep, {}},
+                                {deep + QStringLiteral("file"), "data"}};
         QVERIFY(contents(m_out) == expected);
         const QFileInfo toolInfo(m_out + QStringLiteral("/bin/tool"));
         const QFileInfo storedInfo(m_out + QStringLiteral("/stored"));
@@ -323,14 +354,17 @@ private slots:
         QCOMPARE(contents(m_out).keys(), lines("d/\nd/65535\nd/65536"));
     }
 
+    void loadsBatchesSideBySide()
+    {
+        writeManyEntries(600, noise(20'000));
+        QCOMPARE(extract(), qint64(12'000'000));
+    }
+
     void agreesWithOtherTools_data()
     {
         columns<QString>("command");
-        for (const char* command :
-             {"zip -qr ../tools.zip .", "zip -q0r - . | cat > ../tools.zip",
-              "7z a -tzip ../tools.zip .", "7zz a -tzip ../tools.zip .",
-              "python3 -c \"import shutil; shutil.make_archive('../tools', 'zip', '.')\"",
-              "fastjar cf ../tools.zip ."}) {
+        for (const char* command : {"zip -qr ../tools.zip .", "zip -q0r - . | cat > ../tools.zip",
+                                    "7z a -tzip ../tools.zip ."}) {
             row(command, command);
         }
     }
@@ -358,16 +392,9 @@ private slots:
         };
         QVERIFY(run(command));
         extract();
-        Contents ours = contents(m_out);
-        if (command.startsWith(QLatin1String("fastjar"))) {
-            // Adds a manifest, and does not say that its names are UTF-8, as unzip must be told.
-            QCOMPARE(ours.remove(QStringLiteral("META-INF/")), 1);
-            QCOMPARE(ours.remove(QStringLiteral("META-INF/MANIFEST.MF")), 1);
-        } else {
-            QVERIFY(run(QStringLiteral("unzip -q ../tools.zip -d ../unzipped")));
-            QCOMPARE(ours, contents(m_folder + QStringLiteral("/unzipped")));
-        }
-        QCOMPARE(ours, contents(tree.path()));
+        QVERIFY(run(QStringLiteral("unzip -q ../tools.zip -d ../unzipped")));
+        QCOMPARE(contents(m_out), contents(m_folder + QStringLiteral("/unzipped")));
+        QCOMPARE(contents(m_out), contents(tree.path()));
     }
 
     void announcesInTheCreatorsThreadAfterALateConnect()
@@ -395,6 +422,8 @@ private slots:
         for (const bool isGood : {false, true}) {
             ZipBuilder().add("a").add(isGood ? "good" : "../evil").write(m_zip);
             const auto unzipper = makeUnzipper(true);
+            connect(unzipper.get(), &Unzipper::unzippingDone, this,
+                    [this] { QVERIFY(!QFile::exists(m_zip)); });
             unzipper->removeZipFile(); // too early
             QVERIFY(QFile::exists(m_zip));
             QTRY_COMPARE(m_failed.size(), 1);

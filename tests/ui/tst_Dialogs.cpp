@@ -7,6 +7,7 @@
 #include "tests/support/Rows.h"
 
 #include <QAccessible>
+#include <QComboBox>
 #include <QDialogButtonBox>
 #include <QLabel>
 #include <QLineEdit>
@@ -136,6 +137,24 @@ private slots:
         QCOMPARE(shown(QLatin1String(""), QLatin1String("")), QStringLiteral("1 , 0 today"));
     }
 
+    void keepsUnknownIntervals()
+    {
+        for (const int stored : {3, -1, 4}) {
+            SoftwareUpdateWidget widget(nullptr);
+            auto* const box = child<QComboBox>(widget, "updateComboBox");
+            SoftwareUpdateWidgetSettings settings;
+            settings.checkInterval = stored;
+            widget.setSettings(settings);
+            widget.setSettings(widget.getSettings()); // as a check does, with its date
+            QCOMPARE(box->currentIndex(), stored == 3 ? 3 : 0);
+            QCOMPARE(widget.getSettings().checkInterval, stored);
+            QTest::keyClick(box, Qt::Key_End);
+            QCOMPARE(widget.getSettings().checkInterval, 3);
+            QTest::keyClick(box, Qt::Key_Home); // the one shown for what is unknown
+            QCOMPARE(widget.getSettings().checkInterval, 0);
+        }
+    }
+
     void followsTheClient()
     {
         SoftwareUpdateWidget widget(nullptr);
@@ -163,12 +182,12 @@ private slots:
         connect(&dialog, &QDialog::finished, this, [&](int how) { order << QString::number(how); });
         dialog.show();
         child<QLineEdit>(dialog, "updateServerLineEdit")
-            ->setText(QStringLiteral("http://h/a b?c=%zz"));
+            ->setText(QStringLiteral(" http://h/a b?c=%zz\t"));
         child<QPushButton>(dialog, "updatePushButton")->click();
         child<QDialogButtonBox>(dialog, "buttonBox")->button(QDialogButtonBox::Cancel)->click();
         dialog.show();
         QTest::keyClick(&dialog, Qt::Key_Return);
-        QCOMPARE(order, test::lines("http://h/a%20b?c=%25zz\n0\napply http://h/a b?c=%zz\n1"));
+        QCOMPARE(order, test::lines("http://h/a%20b?c=%25zz\n0\napply  http://h/a b?c=%zz\t\n1"));
         QVERIFY(!dialog.isVisible());
     }
 
@@ -236,11 +255,96 @@ private slots:
         u.selections.clear();
         u.dialog.setHiddenEntries({0, 2, 7, -1});
         QVERIFY(u.table->isRowHidden(0) && !u.table->isRowHidden(1) && u.table->isRowHidden(2));
-        QCOMPARE(u.selections.count(), 0);
+        u.dialog.setHiddenEntries({0, 2}); // the same rows: announces nothing
+        QCOMPARE(u.selections.count(), 1);
+        QCOMPARE(rows(u.selections), QStringLiteral("1"));
+        u.selections.clear();
         u.dialog.setHiddenEntries({1});
         QVERIFY(!u.table->isRowHidden(0) && u.table->isRowHidden(1) && !u.table->isRowHidden(2));
         QCOMPARE(u.selections.count(), 1);
         QCOMPARE(u.selected(), QStringLiteral(" -> -1"));
+    }
+
+    void selectsVisibleRowsOnly()
+    {
+        Updates u;
+        u.dialog.setHiddenEntries({1});
+        QTest::keyClick(u.table, Qt::Key_A, Qt::ControlModifier);
+        u.dialog.setHiddenEntries({});
+        QCOMPARE(rows(u.selections), QStringLiteral("0 2"));
+        u.dialog.setHiddenEntries({1});
+        u.click(0);
+        u.click(2, Qt::ShiftModifier); // a range across the hidden row
+        u.dialog.setHiddenEntries({});
+        QCOMPARE(rows(u.selections), QStringLiteral("0 2"));
+    }
+
+    void boundsWhateverTextArrives_data()
+    {
+        test::columns<QString>("text");
+        const QString image = QStringLiteral("<img src=\"file://host/share/x.png\">");
+        test::row("one word", image + QString(200000, QLatin1Char('W')));
+        test::row("words", image + QStringLiteral("word ").repeated(40000));
+        test::row("lines", image + QStringLiteral("line\n").repeated(40000));
+    }
+    void boundsWhateverTextArrives()
+    {
+        QFETCH(const QString, text);
+        SoftwareUpdateDialog settings(nullptr, Qt::Dialog);
+        SoftwareUpdateWidget* const panel = settings.updateWidget();
+        const auto sizeWith = [&](const QString& version, const QString& message) {
+            SoftwareUpdateWidgetSettings shown;
+            shown.currentVersion = version;
+            shown.lastCheck = message;
+            panel->setSettings(shown);
+            panel->setMessage(message);
+            settings.show();
+            QCoreApplication::processEvents(); // until the layouts have settled
+            return settings.size();
+        };
+        const QSize usual = sizeWith(QStringLiteral("4.3"), QStringLiteral("Wednesday, 4 March"));
+        const QSize large = sizeWith(text, text);
+        QCOMPARE(large.width(), usual.width());
+        QVERIFY2(large.height() < usual.height() + 12 * settings.fontMetrics().lineSpacing(),
+                 qPrintable(QString::number(large.height())));
+
+        Updates u;
+        u.dialog.hide(); // sizes itself while nobody sees it
+        const QStringList row{text, text, text, text, text};
+        u.dialog.setTableEntries({row});
+        u.dialog.setTableHeaders(u.row + u.row);
+        QVERIFY(u.dialog.width() <= 900);
+        QVERIFY(u.table->columnWidth(0) < 500 && u.table->columnWidth(3) < 500);
+
+        int whole = 0;
+        const QList<QLabel*> labels = settings.findChildren<QLabel*>();
+        for (const QLabel* label : labels) {
+            if (label->text() == text) {
+                ++whole;
+                QCOMPARE(label->textFormat(), Qt::PlainText);
+                const QString tip = label->toolTip();
+                QVERIFY(tip.contains(QLatin1String("&lt;img src")) &&
+                        !tip.contains(QLatin1String("<img")) && tip.size() < 20000);
+            }
+        }
+        QCOMPARE(whole, 3);
+        QCOMPARE(panel->getSettings().currentVersion, text);
+    }
+
+    void showsNoReversedNames()
+    {
+        Updates u;
+        const QString name = QStringLiteral("a\u202egpj.exe\u2069");
+        u.dialog.setTableEntries({{name}});
+        QCOMPARE(u.table->item(0, 0)->text(), QStringLiteral("agpj.exe"));
+        // A label paints the same with and without them.
+        SoftwareUpdateWidget widget(nullptr);
+        auto* const label = child<QLabel>(widget, "updateNotificationLabel");
+        widget.setMessage(name);
+        QCOMPARE(label->text(), name);
+        const QImage with = label->grab().toImage();
+        widget.setMessage(QStringLiteral("agpj.exe"));
+        QCOMPARE(label->grab().toImage(), with);
     }
 
     void showsCommentsAndLeavesTheirLinksToTheHost()

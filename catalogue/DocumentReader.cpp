@@ -1,0 +1,341 @@
+#include "catalogue/DocumentReader.h"
+
+#include "catalogue/DocumentSource.h"
+
+#include <QVarLengthArray>
+#include <QXmlSimpleReader>
+
+#include <algorithm>
+#include <array>
+#include <iterator>
+
+// The SAX classes are deprecated in Qt 5.15, but what they accept is what documents rely on.
+QT_WARNING_PUSH
+QT_WARNING_DISABLE_DEPRECATED
+
+namespace zk::UpdateDocument {
+
+namespace {
+
+using Texts = QVarLengthArray<TextRecord, 12>;
+
+std::optional<QString> firstText(const LevelRecord& level, Key key)
+{
+    const auto found = std::find_if(level.texts.begin(), level.texts.end(),
+                                    [key](const TextRecord& text) { return text.key == key; });
+    return found == level.texts.end() ? std::nullopt : std::make_optional(found->text);
+}
+
+std::optional<QString> firstText(const LevelRecord& nearest, const LevelRecord& next, Key key)
+{
+    std::optional<QString> text = firstText(nearest, key);
+    return text ? text : firstText(next, key);
+}
+
+/** An element that is open and whose values are kept. */
+struct OpenLevel
+{
+    explicit OpenLevel(Key levelKey)
+        : key(levelKey)
+    {
+    }
+
+    [[nodiscard]] bool isSet() const { return key == Vocabulary::packageSetKey; }
+    // Elements come before attributes; of a single text, as of the file element, the first counts.
+    [[nodiscard]] bool wants(Key value)
+    {
+        const bool isOfLink = value == Vocabulary::urlKey || value == Vocabulary::languageKey ||
+                              value == Vocabulary::fileKey;
+        if (value == Vocabulary::KeyCount ||
+            (Vocabulary::isKindOf(key, Kind::Links) && !isOfLink)) {
+            return false;
+        }
+        const quint32 bit = 1U << quint32(value);
+        const bool isFirst = (taken & bit) == 0;
+        taken |= bit;
+        return isFirst || (Vocabulary::kindOf(value) != Kind::Text && value != Vocabulary::fileKey);
+    }
+    [[nodiscard]] LevelRecord take();
+
+    static_assert(Vocabulary::KeyCount <= 32);
+    Key key;
+    quint32 taken = 0;
+    Texts elements;
+    Texts attributes;
+    std::vector<LinkRecord> links;
+    LevelRecord file;
+    SetRecord set;
+};
+
+LevelRecord OpenLevel::take()
+{
+    LevelRecord result;
+    result.links = std::move(links);
+    for (const TextRecord& attribute : attributes) {
+        if (Vocabulary::kindOf(attribute.key) == Kind::Links) {
+            // The search for its language begins in the file element if there is one.
+            result.links.push_back(
+                {attribute.key, attribute.text, firstText(file, Vocabulary::languageKey)});
+        } else if (wants(attribute.key)) {
+            elements.append(attribute);
+        }
+    }
+    result.texts.assign(std::make_move_iterator(elements.begin()),
+                        std::make_move_iterator(elements.end()));
+    return result;
+}
+
+/** Keeps short texts that were met lately, so that equal ones share their memory. */
+class RecentTexts
+{
+public:
+    const QString& share(const QString& text)
+    {
+        constexpr int longestKept = 40;
+        if (text.size() > longestKept) {
+            return text;
+        }
+        QString& known = m_texts[qHash(text) % m_texts.size()];
+        if (known != text) {
+            known = text;
+        }
+        return known;
+    }
+
+private:
+    std::array<QString, 509> m_texts;
+};
+
+/** Takes from Qt's reader what the vocabulary knows; everything else passes without a trace. */
+class Handler : public QXmlDefaultHandler
+{
+public:
+    Handler(DocumentSource& source, const DocumentLimits& limits)
+        : m_source(source)
+        , m_limits(limits)
+    {
+    }
+
+    bool startElement(const QString& uri, const QString& localName, const QString& name,
+                      const QXmlAttributes& attributes) override;
+    bool endElement(const QString& uri, const QString& localName, const QString& name) override;
+    bool characters(const QString& text) override
+    {
+        if (m_isTextKept) {
+            m_text += text;
+        }
+        if (m_isRootTextKept) {
+            m_rootText += text;
+        }
+        return true;
+    }
+    bool internalEntityDecl(const QString& /*name*/, const QString& /*value*/) override
+    {
+        return refuseEntity();
+    }
+    bool externalEntityDecl(const QString& /*name*/, const QString& /*publicId*/,
+                            const QString& /*systemId*/) override
+    {
+        return refuseEntity();
+    }
+    bool unparsedEntityDecl(const QString& /*name*/, const QString& /*publicId*/,
+                            const QString& /*systemId*/, const QString& /*notation*/) override
+    {
+        return refuseEntity();
+    }
+    bool fatalError(const QXmlParseException& exception) override
+    {
+        const DocumentSource::Position position = m_source.position();
+        error = {exception.message(), position.line, position.column};
+        return false;
+    }
+    [[nodiscard]] QString errorString() const override
+    {
+        return m_refusal.isEmpty() ? QXmlDefaultHandler::errorString() : m_refusal;
+    }
+
+    DocumentRecord record;
+    ParseError error;
+
+private:
+    bool refuse(const QString& reason)
+    {
+        m_refusal = reason;
+        return false;
+    }
+    bool refuseEntity() { return refuse(QStringLiteral("entity declarations are not allowed")); }
+    void open(Key key, const QXmlAttributes& attributes);
+    void openLevel(Key key, const QXmlAttributes& attributes);
+    void closeLevel();
+    void closeRoot(OpenLevel& root);
+    void tellSource() { m_source.tagPassed(m_isTextKept || m_isRootTextKept || m_depth == 0); }
+
+    DocumentSource& m_source;
+    const DocumentLimits& m_limits;
+    RecentTexts m_recent;
+    std::vector<OpenLevel> m_levels;
+    int m_depth = 0;
+    qint64 m_count = 0;
+    /** Open elements below the innermost level, and the key whose value the outermost of them is.
+     */
+    int m_depthBelowLevel = 0;
+    Key m_valueKey = Vocabulary::KeyCount;
+    Key m_rootKey = Vocabulary::KeyCount;
+    bool m_isTextKept = false;
+    bool m_isRootTextKept = false;
+    QString m_text;
+    QString m_rootText;
+    QString m_refusal;
+};
+
+bool Handler::startElement(const QString& /*uri*/, const QString& /*localName*/,
+                           const QString& name, const QXmlAttributes& attributes)
+{
+    m_source.inProlog = false;
+    if (++m_depth > m_limits.depth) {
+        return refuse(QStringLiteral("elements are nested too deeply"));
+    }
+    m_count += 1 + attributes.count();
+    if (m_count > m_limits.elementsAndAttributes) {
+        return refuse(QStringLiteral("too many elements and attributes"));
+    }
+    // Names are looked at as they are written: following prefixes is quadratic in their number.
+    const QStringRef localName = Vocabulary::localName(name);
+    if (localName.isEmpty()) {
+        return false;
+    }
+    if (m_depthBelowLevel > 0) {
+        ++m_depthBelowLevel;
+    } else {
+        open(Vocabulary::keyOf(localName), attributes);
+    }
+    tellSource();
+    return true;
+}
+
+void Handler::open(Key key, const QXmlAttributes& attributes)
+{
+    if (m_levels.empty()) {
+        m_rootKey = key;
+        m_isRootTextKept =
+            Vocabulary::isKindOf(key, Kind::Text) || Vocabulary::isKindOf(key, Kind::Words);
+        openLevel(Vocabulary::packageSetKey, attributes);
+        return;
+    }
+    OpenLevel& parent = m_levels.back();
+    const bool isPlaced =
+        parent.isSet() || (key != Vocabulary::packageKey && key != Vocabulary::packageSetKey);
+    const bool isWanted = isPlaced && parent.wants(key);
+    const bool isText =
+        Vocabulary::isKindOf(key, Kind::Text) || Vocabulary::isKindOf(key, Kind::Words);
+    if (isWanted && !isText) {
+        openLevel(key, attributes);
+        return;
+    }
+    m_depthBelowLevel = 1;
+    m_isTextKept = isWanted;
+    m_valueKey = key;
+}
+
+void Handler::openLevel(Key key, const QXmlAttributes& attributes)
+{
+    m_levels.emplace_back(key);
+    Texts& texts = m_levels.back().attributes;
+    for (int i = 0; i < attributes.count(); ++i) {
+        const QString name = attributes.qName(i);
+        const Key attribute = Vocabulary::keyOf(Vocabulary::localName(name));
+        if (attribute == Vocabulary::KeyCount || Vocabulary::kindOf(attribute) == Kind::Structure ||
+            name.startsWith(QLatin1String("xmlns:"))) {
+            continue;
+        }
+        // Of several that differ only in their prefix the last one counts.
+        auto same = std::find_if(texts.begin(), texts.end(), [attribute](const TextRecord& text) {
+            return text.key == attribute;
+        });
+        if (same == texts.end()) {
+            texts.append({attribute, QString()});
+            same = texts.end() - 1;
+        }
+        same->text = m_recent.share(attributes.value(i));
+    }
+}
+
+bool Handler::endElement(const QString& /*uri*/, const QString& /*localName*/,
+                         const QString& /*name*/)
+{
+    --m_depth;
+    if (m_depthBelowLevel == 0) {
+        closeLevel();
+    } else if (--m_depthBelowLevel == 0 && m_isTextKept) {
+        m_levels.back().elements.append({m_valueKey, m_recent.share(m_text)});
+        m_text = QString();
+        m_isTextKept = false;
+    }
+    tellSource();
+    return true;
+}
+
+void Handler::closeLevel()
+{
+    OpenLevel level = std::move(m_levels.back());
+    m_levels.pop_back();
+    if (m_levels.empty()) {
+        closeRoot(level);
+        return;
+    }
+    OpenLevel& parent = m_levels.back();
+    LevelRecord own = level.take();
+    if (level.key == Vocabulary::packageKey) {
+        parent.set.packages.push_back({std::move(own), std::move(level.file)});
+    } else if (level.key == Vocabulary::fileKey) {
+        parent.file = std::move(own);
+    } else if (!level.isSet()) {
+        parent.links.push_back({level.key, firstText(level.file, own, Vocabulary::urlKey),
+                                firstText(level.file, own, Vocabulary::languageKey)});
+    } else if (!level.set.packages.empty() || !level.set.sets.empty()) {
+        level.set.own = std::move(own);
+        parent.set.sets.push_back(std::move(level.set));
+    }
+}
+
+// The document itself is a level as well, whose only element is the root.
+void Handler::closeRoot(OpenLevel& root)
+{
+    record.root = std::move(root.set);
+    record.root.own = root.take();
+    if (m_isRootTextKept) {
+        record.top.texts.push_back({m_rootKey, m_rootText});
+    } else if (Vocabulary::isKindOf(m_rootKey, Kind::Links)) {
+        record.top.links.push_back(
+            {m_rootKey, firstText(root.file, record.root.own, Vocabulary::urlKey),
+             firstText(root.file, record.root.own, Vocabulary::languageKey)});
+    }
+}
+
+} // namespace
+
+std::variant<DocumentRecord, ParseError> readDocument(QIODevice& device,
+                                                      const DocumentLimits& limits)
+{
+    DocumentSource source(device, limits);
+    Handler handler(source, limits);
+    QXmlSimpleReader reader;
+    reader.setFeature(QStringLiteral("http://xml.org/sax/features/namespaces"), false);
+    reader.setFeature(QStringLiteral("http://xml.org/sax/features/namespace-prefixes"), true);
+    reader.setContentHandler(&handler);
+    reader.setErrorHandler(&handler);
+    reader.setDeclHandler(&handler);
+    reader.setDTDHandler(&handler);
+    if (reader.parse(source)) {
+        handler.record.bytes = source.size();
+        return std::move(handler.record);
+    }
+    if (source.isTooLarge()) {
+        handler.error.message = QStringLiteral("the document is too large");
+    }
+    return handler.error;
+}
+
+QT_WARNING_POP
+
+} // namespace zk::UpdateDocument

@@ -1,0 +1,92 @@
+#include "catalogue/DocumentSource.h"
+
+#include <QIODevice>
+
+#include <algorithm>
+
+namespace zk::UpdateDocument {
+
+DocumentSource::DocumentSource(QIODevice& device, const DocumentLimits& limits)
+    : m_device(device)
+    , m_limits(limits)
+    , m_bytes(32 * 1024, Qt::Uninitialized)
+{
+}
+
+bool DocumentSource::goOn()
+{
+    do {
+        if (m_nextSkipped < m_skipped.size()) {
+            m_at = m_skipped[m_nextSkipped++].end;
+        } else if (!fetchPiece()) {
+            return false;
+        }
+        m_stop = m_nextSkipped < m_skipped.size() ? m_skipped[m_nextSkipped].begin : m_piece.cend();
+    } while (m_at == m_stop);
+    return true;
+}
+
+// The first piece holds the encoding declaration. A piece is empty when it ends within a character.
+bool DocumentSource::fetchPiece()
+{
+    if (m_at != m_piece.cend()) {
+        return true;
+    }
+    const qint64 length = isTooLarge() ? 0 : m_device.read(m_bytes.data(), m_bytes.size());
+    const bool isFirst = m_size == 0;
+    m_size += qMax(qint64(0), length);
+    if (length <= 0 || isTooLarge()) {
+        return false;
+    }
+    const bool isLong = !isFirst && followPiece();
+    m_before.add(m_piece.cbegin(), m_piece.cend());
+    m_piece = fromRawData(QByteArray::fromRawData(m_bytes.constData(), int(length)), isFirst);
+    m_at = m_piece.cbegin();
+    m_tag = nullptr;
+    m_nextSkipped = 0;
+    m_skipped.clear();
+    if (isLong) {
+        m_skipped = m_filter.findNeedless(m_at, m_piece.cend());
+    }
+    m_isFiltered = isLong;
+    return true;
+}
+
+// Brings the filter to the end of the piece; tells whether nothing but one text or tag is in it.
+bool DocumentSource::followPiece()
+{
+    if (m_tag) {
+        m_filter.restart(m_isTextKept);
+        // The reader is at the end of the tag or one character behind it.
+        m_filter.follow(m_tag - 1, m_piece.cend());
+    } else if (!m_isFiltered) {
+        m_filter.follow(m_piece.cbegin(), m_piece.cend());
+    }
+    return !m_tag;
+}
+
+// As Qt's reader counts: a line ends when the character behind its end is met.
+void DocumentSource::Count::add(const QChar* begin, const QChar* end)
+{
+    for (const QChar* at = begin; at != end; ++at) {
+        if (last == QLatin1Char('\n') || (last == QLatin1Char('\r') && *at != QLatin1Char('\n'))) {
+            ++line;
+            column = -1;
+        }
+        ++column;
+        last = *at;
+    }
+}
+
+DocumentSource::Position DocumentSource::position() const
+{
+    Count count = m_before;
+    count.add(m_piece.cbegin(), m_at);
+    for (int i = 0; i < m_endsPassed; ++i) {
+        const QChar end(EndOfDocument);
+        count.add(&end, &end + 1);
+    }
+    return {count.line + 1, count.column + 1};
+}
+
+} // namespace zk::UpdateDocument

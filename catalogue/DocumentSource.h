@@ -1,0 +1,101 @@
+#pragma once
+
+#include "catalogue/DocumentLimits.h"
+#include "catalogue/LongTextFilter.h"
+
+#include <QByteArray>
+#include <QXmlInputSource>
+
+class QIODevice;
+
+namespace zk::UpdateDocument {
+
+QT_WARNING_PUSH
+QT_WARNING_DISABLE_DEPRECATED
+
+/**
+ * Hands a document to Qt's reader character by character, and counts lines and columns.
+ *
+ * Ends the document where it is too large, or where its prolog nests parentheses deeper than the
+ * limit.
+ */
+class DocumentSource final : public QXmlInputSource
+{
+public:
+    /** A place in the document, counted from 1. */
+    struct Position
+    {
+        int line = 0;
+        int column = 0;
+    };
+
+    DocumentSource(QIODevice& device, const DocumentLimits& limits);
+
+    void fetchData() override {}
+    QChar next() override
+    {
+        if (m_at == m_stop && !goOn()) {
+            ++m_endsPassed;
+            return QChar(EndOfDocument);
+        }
+        const QChar c = *m_at++;
+        if (inProlog) {
+            m_parentheses += c == QLatin1Char('(') ? 1 : (c == QLatin1Char(')') ? -1 : 0);
+        }
+        const bool isEnd = c == QChar(EndOfData) || (inProlog && m_parentheses > m_limits.depth);
+        return isEnd ? QChar(EndOfDocument) : c;
+    }
+
+    /** To be called for each tag; tells whether the text that follows is a value. */
+    void tagPassed(bool isTextKept)
+    {
+        m_tag = m_at;
+        m_isTextKept = isTextKept;
+    }
+
+    /** Where the character that the reader has got last stands. */
+    [[nodiscard]] Position position() const;
+    /** Bytes read so far. */
+    [[nodiscard]] qint64 size() const { return m_size; }
+    [[nodiscard]] bool isTooLarge() const { return m_size > m_limits.bytes; }
+
+    /** Whether the root element is still to come. */
+    bool inProlog = true;
+
+private:
+    /** What a counter of lines and columns needs to go on. */
+    struct Count
+    {
+        int line = 0;
+        int column = -1;
+        QChar last;
+        void add(const QChar* begin, const QChar* end);
+    };
+
+    bool goOn();
+    bool fetchPiece();
+    bool followPiece();
+
+    QIODevice& m_device;
+    const DocumentLimits& m_limits;
+    QByteArray m_bytes;
+    QString m_piece;
+    const QChar* m_at = m_piece.cbegin();
+    /** Where what follows is not handed on any more: the next range to skip, or the end. */
+    const QChar* m_stop = m_at;
+    /** Where the reader was when it told of a tag last; null when that was not in this piece. */
+    const QChar* m_tag = nullptr;
+    bool m_isTextKept = true;
+    bool m_isFiltered = false;
+    LongTextFilter m_filter;
+    std::vector<LongTextFilter::Range> m_skipped;
+    std::size_t m_nextSkipped = 0;
+    Count m_before;
+    int m_endsPassed = 0;
+    int m_parentheses = 0;
+    qint64 m_size = 0;
+};
+
+QT_WARNING_POP
+
+} // namespace zk::UpdateDocument

@@ -1,0 +1,184 @@
+#include "client/PackageDownload.h"
+
+#include "install/PackageSignature.h"
+#include "support/BackgroundTask.h"
+#include "support/FileUtils.h"
+#include "support/Log.h"
+#include "support/Minisign.h"
+
+#include <QCoreApplication>
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+
+#include <utility>
+
+namespace zk {
+
+PackageDownload::PackageDownload(FileDownloader& downloader, PackageInfo package, QUrl url,
+                                 QString path, QStringList publicKeys)
+    : m_downloader(downloader)
+    , m_package(std::move(package))
+    , m_url(std::move(url))
+    , m_path(std::move(path))
+    , m_publicKeys(std::move(publicKeys))
+{
+    connect(&m_downloader, &FileDownloader::progress, this, &PackageDownload::report);
+    connect(&m_downloader, &FileDownloader::error, this, &PackageDownload::fail);
+    // finished() comes after errors as well; only this callback knows whether the file is whole.
+    m_downloader.setCompletionCallback(
+        [this](const FileDownloader::Result& result) { complete(result); });
+}
+
+PackageDownload::~PackageDownload()
+{
+    m_downloader.disconnect(this);
+    m_verification.reset(); // closes the file
+    if (m_step == eHandedOver) {
+        m_downloader.setCompletionCallback({});
+        return;
+    }
+    // A reply for a file: URL cannot be aborted, and is written to the same path when it ends.
+    m_downloader.setCompletionCallback(
+        [path = m_path](const FileDownloader::Result& /*late*/) { erase(path); });
+    m_downloader.abortDownload();
+    erase(m_path);
+}
+
+QString PackageDownload::signaturePath() const
+{
+    return m_path + QLatin1String(".minisig");
+}
+
+void PackageDownload::start()
+{
+    m_downloader.downloadFile(m_url, m_path);
+}
+
+void PackageDownload::report(qint64 received, qint64 total)
+{
+    if (m_step == eSignature && qMax(received, total) > Minisign::maximumSignatureSize) {
+        fail(QNetworkReply::UnknownContentError);
+        return;
+    }
+    if (isDownloading()) {
+        emit progressed(received, total);
+    }
+}
+
+void PackageDownload::complete(const FileDownloader::Result& result)
+{
+    if (result.isOutdated) {
+        // Of an earlier download, but written to the file of this one.
+        erase(m_path);
+        return;
+    }
+    if (!isDownloading()) {
+        return;
+    }
+    if (result.isWholeFile() && !isEmptyPackage()) {
+        // Queued: a message box inside the network's own signals would let the client, and the
+        // network with it, be deleted under them.
+        QMetaObject::invokeMethod(this, &PackageDownload::proceed, Qt::QueuedConnection);
+        return;
+    }
+    const QString reason =
+        result.isWholeFile() ? QStringLiteral("it is empty") : result.systemError;
+    SOFTWAREUPDATE_LOG(Log::eWarning, "zk::SoftwareUpdateClient::downloadFinished",
+                       "download is not complete: network error ", int(result.error),
+                       ", HTTP status ", result.httpStatus, ", ",
+                       result.allWritten ? "written to " : "could not be written to ", m_path, " ",
+                       reason);
+    fail(QNetworkReply::UnknownContentError);
+}
+
+/** Whether the package is an empty file of a type that would be opened or started. */
+bool PackageDownload::isEmptyPackage() const
+{
+    const bool isStarted =
+        m_package.suffix == QLatin1String("exe") || m_package.suffix == QLatin1String("pkg") ||
+        m_package.suffix == QLatin1String("mpkg") || m_package.suffix == QLatin1String("zip");
+    return m_step == ePackage && isStarted && QFileInfo(m_path).size() == 0;
+}
+
+// The first failure counts.
+void PackageDownload::fail(QNetworkReply::NetworkError code)
+{
+    if (!isDownloading()) {
+        return;
+    }
+    const bool isSignature = m_step == eSignature;
+    m_step = eEnded;
+    const auto announce = [this, code, isSignature] {
+        if (isSignature) {
+            emit refused(
+                QStringLiteral("it could not be downloaded, error code %1").arg(int(code)));
+        } else {
+            emit failed(code);
+        }
+    };
+    QMetaObject::invokeMethod(this, announce, Qt::QueuedConnection);
+}
+
+void PackageDownload::proceed()
+{
+    if (m_publicKeys.isEmpty()) {
+        m_step = eReady;
+        emit ready();
+    } else if (m_step == ePackage) {
+        m_step = eSignature;
+        m_downloader.downloadFile(signatureUrl(m_url), signaturePath());
+    } else {
+        verify();
+    }
+}
+
+void PackageDownload::verify()
+{
+    m_step = eVerifying;
+    QFile file(signaturePath());
+    const QByteArray signature = file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+    m_verification = std::make_unique<BackgroundTask>(
+        [path = m_path, package = m_package, signature,
+         keys = m_publicKeys](const std::atomic<bool>& isCancelled) {
+            return signatureComplaint(path, package, signature, keys,
+                                      [&isCancelled](qint64) { return !isCancelled; });
+        });
+    connect(m_verification.get(), &BackgroundTask::done, this, &PackageDownload::judge);
+    connect(qApp, &QCoreApplication::aboutToQuit, m_verification.get(), &BackgroundTask::cancel);
+    emit verifying();
+}
+
+void PackageDownload::judge(const QString& complaint)
+{
+    const bool isCancelled = m_verification->isCancelled();
+    // The sender is still at work.
+    m_verification.release()->deleteLater();
+    if (isCancelled || !complaint.isEmpty()) {
+        m_step = eEnded;
+        // What was read before a cancel may have been written over since.
+        emit refused(isCancelled ? QStringLiteral("the file has changed meanwhile") : complaint);
+        return;
+    }
+    (void)FileUtils::erase(signaturePath()); // in a folder of our own, where it does no harm
+    m_step = eReady;
+    emit ready();
+}
+
+void PackageDownload::erase(const QString& path)
+{
+    if (path.isEmpty()) {
+        return;
+    }
+    for (const QString& each : {path, path + QLatin1String(".minisig")}) {
+        const QFileInfo file(each);
+        if ((file.exists() || file.isSymLink()) && !FileUtils::erase(each)) {
+            SOFTWAREUPDATE_LOG(Log::eError, "zk::SoftwareUpdateClient::abortDownload",
+                               "could not remove downloaded files: ", each);
+        }
+    }
+    // Removes the folder only if it is empty.
+    QDir().rmdir(QFileInfo(path).absolutePath());
+}
+
+} // namespace zk

@@ -1,0 +1,82 @@
+#pragma once
+
+#include "catalogue/PackageInfo.h"
+#include "install/FileDownloader.h"
+
+#include <QNetworkReply>
+#include <QObject>
+#include <QStringList>
+#include <QUrl>
+
+#include <memory>
+
+namespace zk {
+
+class BackgroundTask;
+
+/**
+ * One download: the package, its signature, and the verification of both.
+ *
+ * Exactly one of ready(), failed() and refused() follows start(), from the event loop, as the last
+ * thing that the object does by itself. Destroying it before handOver() aborts and erases. GUI
+ * thread only.
+ */
+class PackageDownload final : public QObject
+{
+    Q_OBJECT
+
+public:
+    /**
+     * Downloads @p package from @p url to the file @p path, in a folder of its own. With
+     * @p publicKeys, it must be signed by one of them. @p downloader must outlive the object.
+     */
+    PackageDownload(FileDownloader& downloader, PackageInfo package, QUrl url, QString path,
+                    QStringList publicKeys);
+    ~PackageDownload() override;
+
+    void start();
+
+    [[nodiscard]] const PackageInfo& package() const { return m_package; }
+    /** ready() has been emitted. */
+    [[nodiscard]] bool isReady() const { return m_step == eReady; }
+    /** From now on the file belongs to the caller. */
+    void handOver() { m_step = eHandedOver; }
+
+    /** Removes a downloaded file with its signature, and the folder if that is empty then. */
+    static void erase(const QString& path);
+
+signals:
+    /** Bytes received of what is downloaded now, and in all (-1: unknown). */
+    void progressed(qint64 received, qint64 total);
+    /** Everything is downloaded, its signature is being verified. */
+    void verifying();
+    /** The package is whole and, with keys, signed. */
+    void ready();
+    /** The package could not be downloaded. */
+    void failed(QNetworkReply::NetworkError code);
+    /** The package must not be installed: its signature is missing, or no good for @p reason. */
+    void refused(const QString& reason);
+
+private:
+    enum Step { ePackage, eSignature, eVerifying, eReady, eEnded, eHandedOver };
+
+    FileDownloader& m_downloader;
+    const PackageInfo m_package;
+    const QUrl m_url;
+    const QString m_path;
+    const QStringList m_publicKeys;
+    Step m_step = ePackage;
+    std::unique_ptr<BackgroundTask> m_verification;
+
+    [[nodiscard]] bool isDownloading() const { return m_step == ePackage || m_step == eSignature; }
+    [[nodiscard]] QString signaturePath() const;
+    void report(qint64 received, qint64 total);
+    void complete(const FileDownloader::Result& result);
+    [[nodiscard]] bool isEmptyPackage() const;
+    void fail(QNetworkReply::NetworkError code);
+    void proceed();
+    void verify();
+    void judge(const QString& complaint);
+};
+
+} // namespace zk
