@@ -1,12 +1,12 @@
 #include "catalogue/DocumentReader.h"
 
 #include "catalogue/DocumentSource.h"
+#include "catalogue/RecentTexts.h"
 
 #include <QVarLengthArray>
 #include <QXmlSimpleReader>
 
 #include <algorithm>
-#include <array>
 #include <iterator>
 
 // The SAX classes are deprecated in Qt 5.15, but what they accept is what documents rely on.
@@ -85,27 +85,6 @@ LevelRecord OpenLevel::take()
     return result;
 }
 
-/** Keeps short texts that were met lately, so that equal ones share their memory. */
-class RecentTexts
-{
-public:
-    const QString& share(const QString& text)
-    {
-        constexpr int longestKept = 40;
-        if (text.size() > longestKept) {
-            return text;
-        }
-        QString& known = m_texts[qHash(text) % m_texts.size()];
-        if (known != text) {
-            known = text;
-        }
-        return known;
-    }
-
-private:
-    std::array<QString, 509> m_texts;
-};
-
 /** Takes from Qt's reader what the vocabulary knows; everything else passes without a trace. */
 class Handler : public QXmlDefaultHandler
 {
@@ -145,7 +124,7 @@ public:
     }
     bool fatalError(const QXmlParseException& exception) override
     {
-        const DocumentSource::Position position = m_source.position();
+        const Position position = m_source.position();
         error = {exception.message(), position.line, position.column};
         return false;
     }

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "catalogue/DocumentVocabulary.h"
+#include "catalogue/Vocabulary.h"
 
 #include <QString>
 

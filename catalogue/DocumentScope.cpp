@@ -1,7 +1,7 @@
 #include "catalogue/DocumentScope.h"
 
 #include "catalogue/DocumentValues.h"
-#include "catalogue/DocumentVocabulary.h"
+#include "catalogue/Vocabulary.h"
 
 #include <algorithm>
 
@@ -57,33 +57,9 @@ void Scope::takeWords(Words& words, const LevelRecord& level, Key key)
     bool isInherited = true;
     for (const TextRecord& value : level.texts) {
         if (value.key == key) {
-            add(words, value.text, isInherited);
+            m_document->wordLists.add(words, value.text, isInherited, m_document->budget);
             isInherited = false;
         }
-    }
-}
-
-// Equal lists that add to equal ones share their memory; others are paid for.
-void Scope::add(Words& words, const QString& text, bool isInherited)
-{
-    constexpr int longestKept = 64;
-    constexpr int mostKept = 256;
-    const QPair<int, QString> origin(words.id, text);
-    const auto known = m_document->wordLists.constFind(origin);
-    if (known != m_document->wordLists.constEnd()) {
-        words = *known;
-        return;
-    }
-    // A long text is paid for before it is split: each of its words takes more than itself.
-    m_document->budget.values -= isInherited ? words.set.size() : 0;
-    m_document->budget.values -= text.size() > longestKept ? text.size() / 4 : 0;
-    if (m_document->budget.isSpent()) {
-        return;
-    }
-    addWords(words.set, text);
-    words.id = ++m_document->lastWordsId;
-    if (text.size() <= longestKept && m_document->wordLists.size() < mostKept) {
-        m_document->wordLists.insert(origin, words);
     }
 }
 

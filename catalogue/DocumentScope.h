@@ -2,43 +2,17 @@
 
 #include "catalogue/DocumentRecords.h"
 #include "catalogue/PackageInfo.h"
-
-#include <QHash>
-#include <QPair>
+#include "catalogue/WordLists.h"
 
 #include <array>
 
 namespace zk::UpdateDocument {
 
-/** What is left of the limits on what levels take over from those above. */
-struct InheritanceBudget
-{
-    qint64 values = 0;
-    qint64 urlCharacters = 0;
-
-    [[nodiscard]] bool isSpent() const { return values < 0 || urlCharacters < 0; }
-    /** What there was too much of. */
-    [[nodiscard]] QString excess() const
-    {
-        return values < 0 ? QStringLiteral("packages inherit too many words and links")
-                          : QStringLiteral("addresses that packages inherit are too long");
-    }
-};
-
-/** The words of a list, and a number that is the same for sets that are equal by origin. */
-struct Words
-{
-    QSet<QString> set;
-    int id = 0;
-};
-
 /** What the scopes of one document have in common. */
 struct DocumentState
 {
     InheritanceBudget budget;
-    /** Lists by what they add to and their text: most packages name one of a few platforms. */
-    QHash<QPair<int, QString>, Words> wordLists;
-    int lastWordsId = 0;
+    WordLists wordLists;
 };
 
 /**
@@ -62,7 +36,6 @@ public:
 private:
     void takeTexts(const LevelRecord& level);
     void takeWords(Words& words, const LevelRecord& level, Key key);
-    void add(Words& words, const QString& text, bool isInherited);
     void takeLinks(QMap<QString, QUrl>& links, const LevelRecord& level, Key key);
     void addTo(QMap<QString, QUrl>& links, const LinkRecord& link) const;
     [[nodiscard]] const QString& text(Key key) const { return *m_texts[key]; }

@@ -65,28 +65,15 @@ bool DocumentSource::followPiece()
     return !m_tag;
 }
 
-// As Qt's reader counts: a line ends when the character behind its end is met.
-void DocumentSource::Count::add(const QChar* begin, const QChar* end)
+Position DocumentSource::position() const
 {
-    for (const QChar* at = begin; at != end; ++at) {
-        if (last == QLatin1Char('\n') || (last == QLatin1Char('\r') && *at != QLatin1Char('\n'))) {
-            ++line;
-            column = -1;
-        }
-        ++column;
-        last = *at;
-    }
-}
-
-DocumentSource::Position DocumentSource::position() const
-{
-    Count count = m_before;
+    LineCounter count = m_before;
     count.add(m_piece.cbegin(), m_at);
     for (int i = 0; i < m_endsPassed; ++i) {
         const QChar end(EndOfDocument);
         count.add(&end, &end + 1);
     }
-    return {count.line + 1, count.column + 1};
+    return count.position();
 }
 
 } // namespace zk::UpdateDocument

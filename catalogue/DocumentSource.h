@@ -1,6 +1,7 @@
 #pragma once
 
 #include "catalogue/DocumentLimits.h"
+#include "catalogue/LineCounter.h"
 #include "catalogue/LongTextFilter.h"
 
 #include <QByteArray>
@@ -22,13 +23,6 @@ QT_WARNING_DISABLE_DEPRECATED
 class DocumentSource final : public QXmlInputSource
 {
 public:
-    /** A place in the document, counted from 1. */
-    struct Position
-    {
-        int line = 0;
-        int column = 0;
-    };
-
     DocumentSource(QIODevice& device, const DocumentLimits& limits);
 
     void fetchData() override {}
@@ -63,15 +57,6 @@ public:
     bool inProlog = true;
 
 private:
-    /** What a counter of lines and columns needs to go on. */
-    struct Count
-    {
-        int line = 0;
-        int column = -1;
-        QChar last;
-        void add(const QChar* begin, const QChar* end);
-    };
-
     bool goOn();
     bool fetchPiece();
     bool followPiece();
@@ -90,7 +75,7 @@ private:
     LongTextFilter m_filter;
     std::vector<LongTextFilter::Range> m_skipped;
     std::size_t m_nextSkipped = 0;
-    Count m_before;
+    LineCounter m_before;
     int m_endsPassed = 0;
     int m_parentheses = 0;
     qint64 m_size = 0;

@@ -3,6 +3,8 @@
 #include "support/Log.h"
 #include "support/StringUtils.h"
 
+#include <array>
+#include <cctype>
 #include <cmath>
 #include <optional>
 
@@ -20,46 +22,29 @@ quint32 lowBits(double bytes)
     return quint32(quint64(qint64(bytes)));
 }
 
-// The digits of text from at on as a number; nothing if there are other characters. Like Qt's own
-// parser it accepts a plus sign as the first one.
-std::optional<int> digits(const QString& text, int at, int count)
+// The numbers of a text written like the pattern's beginning, by position: QDateTime::fromString()
+// with a format takes as long as loading the whole package. Like Qt's own parser it accepts a plus
+// sign as the first digit of a number.
+std::optional<std::array<int, 6>> parseNumbers(const QString& text)
 {
-    int value = 0;
-    for (int i = text.at(at) == QLatin1Char('+') ? at + 1 : at; i < at + count; ++i) {
-        const ushort c = text.at(i).unicode();
-        if (c < '0' || c > '9') {
+    constexpr char pattern[] = "yyyy-MM-dd hh:mm:ss";
+    std::array<int, 6> numbers{};
+    std::size_t number = 0;
+    for (int i = 0; i < text.size(); ++i) {
+        const QChar c = text.at(i);
+        const bool isFirst = i == 0 || std::isalpha(pattern[i - 1]) == 0;
+        if (std::isalpha(pattern[i]) == 0) {
+            ++number;
+            if (c != QLatin1Char(pattern[i])) {
+                return std::nullopt;
+            }
+        } else if (c >= QLatin1Char('0') && c <= QLatin1Char('9')) {
+            numbers[number] = 10 * numbers[number] + (c.unicode() - '0');
+        } else if (!isFirst || c != QLatin1Char('+')) {
             return std::nullopt;
         }
-        value = 10 * value + (c - '0');
     }
-    return value;
-}
-
-// By position: QDateTime::fromString() with a format takes as long as loading the whole package.
-std::optional<QDate> parseDate(const QString& text)
-{
-    const auto year = digits(text, 0, 4);
-    const auto month = digits(text, 5, 2);
-    const auto day = digits(text, 8, 2);
-    if (text.at(4) != QLatin1Char('-') || text.at(7) != QLatin1Char('-') || !year || !month ||
-        !day) {
-        return std::nullopt;
-    }
-    const QDate date(*year, *month, *day);
-    return date.isValid() ? std::make_optional(date) : std::nullopt;
-}
-
-std::optional<QTime> parseTime(const QString& text)
-{
-    const auto hour = digits(text, 11, 2);
-    const auto minute = digits(text, 14, 2);
-    const auto second = digits(text, 17, 2);
-    if (text.at(10) != QLatin1Char(' ') || text.at(13) != QLatin1Char(':') ||
-        text.at(16) != QLatin1Char(':') || !hour || !minute || !second) {
-        return std::nullopt;
-    }
-    const QTime time(*hour, *minute, *second);
-    return time.isValid() ? std::make_optional(time) : std::nullopt;
+    return numbers;
 }
 
 // Returns the last non-empty section between dots before end, and moves end to its beginning.
@@ -94,17 +79,19 @@ QDateTime parseReleaseDate(const QString& text)
     if (text.size() != 10 && text.size() != 19) {
         return QDateTime();
     }
-    const std::optional<QDate> date = parseDate(text);
-    if (!date) {
+    const auto numbers = parseNumbers(text);
+    if (!numbers) {
         return QDateTime();
     }
-    if (text.size() == 10) {
-        return QDateTime(*date, QTime(0, 0));
-    }
-    const std::optional<QTime> time = parseTime(text);
-    const QDateTime result = time ? QDateTime(*date, *time) : QDateTime();
-    // Also invalid for the hour that is skipped when daylight saving time begins.
-    return result.isValid() ? result : QDateTime();
+    const auto [year, month, day, hour, minute, second] = *numbers;
+    const QDate date(year, month, day);
+    const QTime time(hour, minute, second);
+    const QDateTime result(date, time);
+    // A date alone stays one whose midnight the time zone may skip; a time that is skipped does
+    // not.
+    return date.isValid() && time.isValid() && (text.size() == 10 || result.isValid())
+               ? result
+               : QDateTime();
 }
 
 QString parsePackageSuffix(const QString& url)

@@ -1,6 +1,6 @@
 #include "catalogue/LongTextFilter.h"
 
-#include "catalogue/DocumentVocabulary.h"
+#include "catalogue/Vocabulary.h"
 
 namespace zk::UpdateDocument {
 
@@ -77,12 +77,7 @@ bool LongTextFilter::isNeeded(QChar c)
         leaveAfter(QLatin1Char(']'), 2, c);
         return isFirstUnless(m_isTextKept || c == QLatin1Char(']') || c == QLatin1Char('>'));
     case Place::Instruction:
-        // What follows the name is free text, but not in an XML declaration.
-        leaveAfter(QLatin1Char('?'), 1, c);
-        m_isNameOver = m_isNameOver || isBlank(c);
-        m_name += m_isNameOver || m_name.size() > longestName ? QString() : QString(c);
-        return isFirstUnless(!m_isNameOver || c == QLatin1Char('?') || c == QLatin1Char('>') ||
-                             m_name.compare(QLatin1String("?xml"), Qt::CaseInsensitive) == 0);
+        return isInstructionNeeded(c);
     case Place::Markup:
         beginMarkup(c);
         return true;
@@ -101,6 +96,16 @@ bool LongTextFilter::isTextNeeded(QChar c, bool isKept)
     const bool isSpecial = c == QLatin1Char('<') || c == QLatin1Char('&') ||
                            c == QLatin1Char(';') || c == QLatin1Char(']') || c == QLatin1Char('>');
     return isFirstUnless(isKept || m_isReference || isSpecial);
+}
+
+// What follows the name is free text, but not in an XML declaration.
+bool LongTextFilter::isInstructionNeeded(QChar c)
+{
+    leaveAfter(QLatin1Char('?'), 1, c);
+    m_isNameOver = m_isNameOver || isBlank(c);
+    m_name += m_isNameOver || m_name.size() > longestName ? QString() : QString(c);
+    return isFirstUnless(!m_isNameOver || c == QLatin1Char('?') || c == QLatin1Char('>') ||
+                         m_name.compare(QLatin1String("?xml"), Qt::CaseInsensitive) == 0);
 }
 
 // The first of a row of characters must stay: with it, a text is not empty and "] ]>" not an end.

@@ -34,6 +34,7 @@ private:
 
     [[nodiscard]] bool isNeeded(QChar c);
     [[nodiscard]] bool isTextNeeded(QChar c, bool isKept);
+    [[nodiscard]] bool isInstructionNeeded(QChar c);
     [[nodiscard]] bool isFirstUnless(bool isNeeded);
     void beginMarkup(QChar c);
     void followTag(QChar c);

@@ -1,7 +1,7 @@
 #include "catalogue/PackageSelection.h"
 
 #include "catalogue/CandidateFilter.h"
-#include "catalogue/DocumentVocabulary.h"
+#include "catalogue/Vocabulary.h"
 
 #include <algorithm>
 #include <vector>

@@ -1,10 +1,10 @@
 #include "install/DownloadManagerPrivate.h"
 
-#include "catalogue/DocumentNodes.h"
 #include "catalogue/DocumentParser.h"
 #include "catalogue/DocumentValues.h"
-#include "catalogue/DocumentVocabulary.h"
+#include "catalogue/DomSearch.h"
 #include "catalogue/PackageSelection.h"
+#include "catalogue/Vocabulary.h"
 #include "support/Exception.h"
 #include "support/FileUtils.h"
 #include "support/ProcessStart.h"

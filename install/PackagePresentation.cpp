@@ -1,7 +1,7 @@
 #include "install/PackagePresentation.h"
 
-#include "catalogue/DocumentVocabulary.h"
 #include "catalogue/PackageSelection.h"
+#include "catalogue/Vocabulary.h"
 #include "support/DisplayText.h"
 #include "support/LinkRule.h"
 

@@ -5,7 +5,7 @@
 #include "publisher/FindingReport.h"
 #include "publisher/Lint.h"
 
-#include "catalogue/DocumentVocabulary.h"
+#include "catalogue/Vocabulary.h"
 #include "support/StringUtils.h"
 
 #include <QFile>

@@ -2,7 +2,7 @@
 
 #include "publisher/PackageSource.h"
 
-#include "catalogue/DocumentVocabulary.h"
+#include "catalogue/Vocabulary.h"
 
 #include <QTextCodec>
 

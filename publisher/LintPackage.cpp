@@ -3,8 +3,8 @@
 #include "publisher/LintRules.h"
 
 #include "catalogue/DocumentValues.h"
-#include "catalogue/DocumentVocabulary.h"
 #include "catalogue/PackageSelection.h"
+#include "catalogue/Vocabulary.h"
 #include "support/LinkRule.h"
 #include "support/StringUtils.h"
 #include "support/VersionNumber.h"

@@ -2,8 +2,8 @@
 
 #include "publisher/LintRules.h"
 
-#include "catalogue/DocumentVocabulary.h"
 #include "catalogue/PackageSelection.h"
+#include "catalogue/Vocabulary.h"
 #include "support/VersionNumber.h"
 
 #include <QHash>

@@ -2,7 +2,7 @@
 
 #include "publisher/LintRules.h"
 
-#include "catalogue/DocumentVocabulary.h"
+#include "catalogue/Vocabulary.h"
 
 #include <QRegularExpression>
 #include <QSet>

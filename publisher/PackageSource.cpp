@@ -1,7 +1,7 @@
 #include "publisher/PackageSource.h"
 
 #include "catalogue/DocumentParser.h"
-#include "catalogue/DocumentVocabulary.h"
+#include "catalogue/Vocabulary.h"
 
 #include <QBuffer>
 

@@ -1,6 +1,6 @@
 #include "publisher/SourceDocument.h"
 
-#include "catalogue/DocumentVocabulary.h"
+#include "catalogue/Vocabulary.h"
 
 #include <QTextCodec>
 #include <QXmlStreamReader>

@@ -1,10 +1,10 @@
 #include "LogCapture.h"
 #include "Rows.h"
 
-#include "catalogue/DocumentNodes.h"
 #include "catalogue/DocumentParser.h"
 #include "catalogue/DocumentValues.h"
-#include "catalogue/DocumentVocabulary.h"
+#include "catalogue/DomSearch.h"
+#include "catalogue/Vocabulary.h"
 
 #include <QBuffer>
 #include <QDomDocument>

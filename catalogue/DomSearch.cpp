@@ -1,7 +1,7 @@
-#include "catalogue/DocumentNodes.h"
+#include "catalogue/DomSearch.h"
 
 #include "catalogue/DocumentValues.h"
-#include "catalogue/DocumentVocabulary.h"
+#include "catalogue/Vocabulary.h"
 
 namespace zk::UpdateDocument {
 
