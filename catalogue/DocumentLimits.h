@@ -13,10 +13,12 @@ struct DocumentLimits
     int depth = 1000;
     int elementsAndAttributes = 2000000;
     qint64 bytes = maximumDocumentSize;
+    /** Characters of one address: parsing it takes several copies. */
+    int addressCharacters = 1000000;
+    /** Estimated bytes of all that is kept of the document, inherited values included. */
+    qint64 memory = 150LL * 1024 * 1024;
     /** Words and links that are stored once more because a level adds its own to inherited ones. */
     qint64 inheritedValues = 2000000;
-    /** Characters of addresses parsed for packages and links, beyond the document's own size. */
-    qint64 inheritedUrlCharacters = 24LL * 1024 * 1024;
 };
 
 /** Why a document yields no packages, and where (0 when it is not about a place). */

@@ -38,7 +38,10 @@ std::optional<ParseError> load(QIODevice& device, const DocumentLimits& limits,
     }
     auto& document = std::get<DocumentRecord>(loaded);
     DocumentState state;
-    state.budget = {limits.inheritedValues, limits.inheritedUrlCharacters + document.bytes};
+    constexpr qint64 costOfValue = 64;
+    const qint64 memory = limits.memory - document.memory;
+    state.budget = {qMin(limits.inheritedValues, memory / costOfValue),
+                    document.addressCharacters + memory / qint64(sizeof(QChar))};
     Scope scope(state);
     scope.enter(document.top);
     appendPackages(document.root, scope, state.budget, packages);

@@ -1,13 +1,12 @@
 #include "catalogue/DocumentReader.h"
 
 #include "catalogue/DocumentSource.h"
+#include "catalogue/OpenLevel.h"
 #include "catalogue/RecentTexts.h"
 
-#include <QVarLengthArray>
 #include <QXmlSimpleReader>
 
 #include <algorithm>
-#include <iterator>
 
 // The SAX classes are deprecated in Qt 5.15, but what they accept is what documents rely on.
 QT_WARNING_PUSH
@@ -16,74 +15,6 @@ QT_WARNING_DISABLE_DEPRECATED
 namespace zk::UpdateDocument {
 
 namespace {
-
-using Texts = QVarLengthArray<TextRecord, 12>;
-
-std::optional<QString> firstText(const LevelRecord& level, Key key)
-{
-    const auto found = std::find_if(level.texts.begin(), level.texts.end(),
-                                    [key](const TextRecord& text) { return text.key == key; });
-    return found == level.texts.end() ? std::nullopt : std::make_optional(found->text);
-}
-
-std::optional<QString> firstText(const LevelRecord& nearest, const LevelRecord& next, Key key)
-{
-    std::optional<QString> text = firstText(nearest, key);
-    return text ? text : firstText(next, key);
-}
-
-/** An element that is open and whose values are kept. */
-struct OpenLevel
-{
-    explicit OpenLevel(Key levelKey)
-        : key(levelKey)
-    {
-    }
-
-    [[nodiscard]] bool isSet() const { return key == Vocabulary::packageSetKey; }
-    // Elements come before attributes; of a single text, as of the file element, the first counts.
-    [[nodiscard]] bool wants(Key value)
-    {
-        const bool isOfLink = value == Vocabulary::urlKey || value == Vocabulary::languageKey ||
-                              value == Vocabulary::fileKey;
-        if (value == Vocabulary::KeyCount ||
-            (Vocabulary::isKindOf(key, Kind::Links) && !isOfLink)) {
-            return false;
-        }
-        const quint32 bit = 1U << quint32(value);
-        const bool isFirst = (taken & bit) == 0;
-        taken |= bit;
-        return isFirst || (Vocabulary::kindOf(value) != Kind::Text && value != Vocabulary::fileKey);
-    }
-    [[nodiscard]] LevelRecord take();
-
-    static_assert(Vocabulary::KeyCount <= 32);
-    Key key;
-    quint32 taken = 0;
-    Texts elements;
-    Texts attributes;
-    std::vector<LinkRecord> links;
-    LevelRecord file;
-    SetRecord set;
-};
-
-LevelRecord OpenLevel::take()
-{
-    LevelRecord result;
-    result.links = std::move(links);
-    for (const TextRecord& attribute : attributes) {
-        if (Vocabulary::kindOf(attribute.key) == Kind::Links) {
-            // The search for its language begins in the file element if there is one.
-            result.links.push_back(
-                {attribute.key, attribute.text, firstText(file, Vocabulary::languageKey)});
-        } else if (wants(attribute.key)) {
-            elements.append(attribute);
-        }
-    }
-    result.texts.assign(std::make_move_iterator(elements.begin()),
-                        std::make_move_iterator(elements.end()));
-    return result;
-}
 
 /** Takes from Qt's reader what the vocabulary knows; everything else passes without a trace. */
 class Handler : public QXmlDefaultHandler
@@ -143,6 +74,9 @@ private:
         return false;
     }
     bool refuseEntity() { return refuse(QStringLiteral("entity declarations are not allowed")); }
+    [[nodiscard]] bool isWithinLimits(int attributes);
+    [[nodiscard]] bool isAffordable();
+    const QString& keep(Key key, const QString& text);
     void open(Key key, const QXmlAttributes& attributes);
     void openLevel(Key key, const QXmlAttributes& attributes);
     void closeLevel();
@@ -155,6 +89,8 @@ private:
     std::vector<OpenLevel> m_levels;
     int m_depth = 0;
     qint64 m_count = 0;
+    qint64 m_memory = 0;
+    int m_longestAddress = 0;
     /** Open elements below the innermost level, and the key whose value the outermost of them is.
      */
     int m_depthBelowLevel = 0;
@@ -171,12 +107,8 @@ bool Handler::startElement(const QString& /*uri*/, const QString& /*localName*/,
                            const QString& name, const QXmlAttributes& attributes)
 {
     m_source.inProlog = false;
-    if (++m_depth > m_limits.depth) {
-        return refuse(QStringLiteral("elements are nested too deeply"));
-    }
-    m_count += 1 + attributes.count();
-    if (m_count > m_limits.elementsAndAttributes) {
-        return refuse(QStringLiteral("too many elements and attributes"));
+    if (!isWithinLimits(attributes.count())) {
+        return false;
     }
     // Names are looked at as they are written: following prefixes is quadratic in their number.
     const QStringRef localName = Vocabulary::localName(name);
@@ -190,6 +122,40 @@ bool Handler::startElement(const QString& /*uri*/, const QString& /*localName*/,
     }
     tellSource();
     return true;
+}
+
+bool Handler::isWithinLimits(int attributes)
+{
+    m_count += 1 + attributes;
+    if (++m_depth > m_limits.depth) {
+        return refuse(QStringLiteral("elements are nested too deeply"));
+    }
+    if (m_count > m_limits.elementsAndAttributes) {
+        return refuse(QStringLiteral("too many elements and attributes"));
+    }
+    return isAffordable();
+}
+
+bool Handler::isAffordable()
+{
+    if (m_longestAddress > m_limits.addressCharacters) {
+        return refuse(QStringLiteral("an address is too long"));
+    }
+    record.memory = m_memory + m_recent.bytes();
+    return record.memory + m_source.remaining() <= m_limits.memory ||
+           refuse(QStringLiteral("the packages take too much memory"));
+}
+
+const QString& Handler::keep(Key key, const QString& text)
+{
+    constexpr qint64 costOfUrl = 200;
+    if (key == Vocabulary::urlKey || key == Vocabulary::baseUrlKey ||
+        Vocabulary::isKindOf(key, Kind::Links)) {
+        m_memory += costOfUrl;
+        record.addressCharacters += text.size();
+        m_longestAddress = qMax(m_longestAddress, text.size());
+    }
+    return m_recent.share(text);
 }
 
 void Handler::open(Key key, const QXmlAttributes& attributes)
@@ -218,8 +184,11 @@ void Handler::open(Key key, const QXmlAttributes& attributes)
 
 void Handler::openLevel(Key key, const QXmlAttributes& attributes)
 {
+    constexpr qint64 costOfLink = 100;
+    constexpr qint64 costOfLevel = 130;
+    m_memory += Vocabulary::isKindOf(key, Kind::Links) ? costOfLink : costOfLevel;
     m_levels.emplace_back(key);
-    Texts& texts = m_levels.back().attributes;
+    OpenLevel::Texts& texts = m_levels.back().attributes;
     for (int i = 0; i < attributes.count(); ++i) {
         const QString name = attributes.qName(i);
         const Key attribute = Vocabulary::keyOf(Vocabulary::localName(name));
@@ -235,7 +204,7 @@ void Handler::openLevel(Key key, const QXmlAttributes& attributes)
             texts.append({attribute, QString()});
             same = texts.end() - 1;
         }
-        same->text = m_recent.share(attributes.value(i));
+        same->text = keep(attribute, attributes.value(i));
     }
 }
 
@@ -246,12 +215,12 @@ bool Handler::endElement(const QString& /*uri*/, const QString& /*localName*/,
     if (m_depthBelowLevel == 0) {
         closeLevel();
     } else if (--m_depthBelowLevel == 0 && m_isTextKept) {
-        m_levels.back().elements.append({m_valueKey, m_recent.share(m_text)});
+        m_levels.back().elements.append({m_valueKey, keep(m_valueKey, m_text)});
         m_text = QString();
         m_isTextKept = false;
     }
     tellSource();
-    return true;
+    return isAffordable();
 }
 
 void Handler::closeLevel()
@@ -306,7 +275,6 @@ std::variant<DocumentRecord, ParseError> readDocument(QIODevice& device,
     reader.setDeclHandler(&handler);
     reader.setDTDHandler(&handler);
     if (reader.parse(source)) {
-        handler.record.bytes = source.size();
         return std::move(handler.record);
     }
     if (source.isTooLarge()) {

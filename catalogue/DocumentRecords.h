@@ -61,7 +61,10 @@ struct DocumentRecord
 {
     LevelRecord top;
     SetRecord root;
-    qint64 bytes = 0;
+    /** Estimated bytes of the records and of the packages made of them. */
+    qint64 memory = 0;
+    /** Characters of all addresses, as they are written. */
+    qint64 addressCharacters = 0;
 };
 
 } // namespace zk::UpdateDocument

@@ -34,6 +34,7 @@ bool DocumentSource::fetchPiece()
     }
     const qint64 length = isTooLarge() ? 0 : m_device.read(m_bytes.data(), m_bytes.size());
     const bool isFirst = m_size == 0;
+    m_remaining = m_device.bytesAvailable();
     m_size += qMax(qint64(0), length);
     if (length <= 0 || isTooLarge()) {
         return false;

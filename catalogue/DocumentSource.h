@@ -49,8 +49,8 @@ public:
 
     /** Where the character that the reader has got last stands. */
     [[nodiscard]] Position position() const;
-    /** Bytes read so far. */
-    [[nodiscard]] qint64 size() const { return m_size; }
+    /** Bytes that the device still holds. */
+    [[nodiscard]] qint64 remaining() const { return m_remaining; }
     [[nodiscard]] bool isTooLarge() const { return m_size > m_limits.bytes; }
 
     /** Whether the root element is still to come. */
@@ -79,6 +79,7 @@ private:
     int m_endsPassed = 0;
     int m_parentheses = 0;
     qint64 m_size = 0;
+    qint64 m_remaining = 0;
 };
 
 QT_WARNING_POP
