@@ -29,7 +29,7 @@ QString text(const QSet<QString>& words)
 {
     QStringList list = words.values();
     list.sort();
-    return list.join(QLatin1Char(' '));
+    return list.join(u' ');
 }
 
 // "de=x en=y": the links in key order, the one found first in front.
@@ -37,9 +37,9 @@ QString text(const QMap<QString, QUrl>& links)
 {
     QStringList parts;
     for (auto link = links.cbegin(); link != links.cend(); ++link) {
-        parts << link.key() + QLatin1Char('=') + link->toString();
+        parts << link.key() + u'=' + link->toString();
     }
-    return parts.join(QLatin1Char(' '));
+    return parts.join(u' ');
 }
 
 // What is set, as "field: value, field: value".
@@ -58,10 +58,10 @@ QString text(const PackageInfo& p)
     QStringList set;
     for (int i = 0; i < names.size(); ++i) {
         if (!values[i].isEmpty()) {
-            set << names[i] + QStringLiteral(": ") + values[i];
+            set << names[i] + u": "_s + values[i];
         }
     }
-    return set.join(QStringLiteral(", "));
+    return set.join(u", "_s);
 }
 
 // "{3*<a%d/>}" becomes <a0/><a1/><a2/>, from the inside out.
@@ -176,9 +176,9 @@ QStringList readByNodes(const QByteArray& bytes)
     int line = 0;
     int column = 0;
     if (!document.setContent(&source, &reader, &message, &line, &column)) {
-        const QString tag = QStringLiteral("[zk::DownloadManager::parseXML] ");
-        return {tag + QStringLiteral("XML parser error: ") + message,
-                tag + QStringLiteral("- at line: %1 column: %2").arg(line).arg(column)};
+        const QString tag = u"[zk::DownloadManager::parseXML] "_s;
+        return {tag + u"XML parser error: "_s + message,
+                tag + u"- at line: %1 column: %2"_s.arg(line).arg(column)};
     }
     PackageInfoList packages;
     UpdateDocument::appendPackages(document.documentElement(), packages);
@@ -193,11 +193,10 @@ void addCases(const QString& path)
     test::columns<QByteArray, QString>("document", "expected");
     QFile file(path);
     QVERIFY(file.open(QIODevice::ReadOnly | QIODevice::Text));
-    const QStringList cases =
-        QString::fromUtf8(file.readAll()).split(QStringLiteral("\n== ")).mid(1);
+    const QStringList cases = QString::fromUtf8(file.readAll()).split(u"\n== "_s).mid(1);
     for (const QString& lines : cases) {
-        const int begin = lines.indexOf(QLatin1Char('\n'));
-        const int end = lines.indexOf(QStringLiteral("\n->"));
+        const int begin = lines.indexOf(u'\n');
+        const int end = lines.indexOf(u"\n->"_s);
         QTest::newRow(qPrintable(lines.left(begin)))
             << expanded(lines.mid(begin, end - begin).trimmed().toUtf8())
             << (end < 0 ? QString() : lines.mid(end).trimmed());
@@ -207,8 +206,8 @@ void addCases(const QString& path)
 // Peak resident memory of this process since the last call, in MiB; 0 where it cannot be told.
 int takePeakMemory()
 {
-    QFile status(QStringLiteral("/proc/self/status"));
-    QFile reset(QStringLiteral("/proc/self/clear_refs"));
+    QFile status(u"/proc/self/status"_s);
+    QFile reset(u"/proc/self/clear_refs"_s);
     const QByteArray text = status.open(QIODevice::ReadOnly) ? status.readAll() : QByteArray();
     if (reset.open(QIODevice::WriteOnly)) {
         reset.write("5");
@@ -241,9 +240,9 @@ private slots:
         QStringList records;
         const PackageInfoList packages = parse(document);
         for (const PackageInfo& package : packages) {
-            records << (QStringLiteral("-> ") + text(package)).trimmed();
+            records << (u"-> "_s + text(package)).trimmed();
         }
-        QTEST(records.join(QLatin1Char('\n')), "expected");
+        QTEST(records.join(u'\n'), "expected");
     }
 
     // What counts is what Qt's own loading makes of a document, its messages included, with the
@@ -261,11 +260,9 @@ private slots:
             accepted += log.lines(Log::eWarning).isEmpty() ? 1 : 0;
             packages += expected.size();
             QVERIFY2(read == expected,
-                     qPrintable(QStringLiteral("%1: %2\n%3\n%4")
-                                    .arg(seed)
-                                    .arg(QString::fromUtf8(bytes.left(2000)),
-                                         expected.join(QLatin1Char('\n')).left(2000),
-                                         read.join(QLatin1Char('\n')).left(2000))));
+                     qPrintable(u"%1: %2\n%3\n%4"_s.arg(seed).arg(
+                         QString::fromUtf8(bytes.left(2000)), expected.join(u'\n').left(2000),
+                         read.join(u'\n').left(2000))));
         }
         QVERIFY2(accepted > 1500 && accepted < 3500, qPrintable(QString::number(accepted)));
         QVERIFY2(packages > 1500, qPrintable(QString::number(packages)));
@@ -273,12 +270,12 @@ private slots:
 
     void readsEncodings()
     {
-        const QString xml = QStringLiteral("<?xml version='1.0' encoding='%1'?><package-set>"
-                                           "<package name='Prøve'/></package-set>");
+        const QString xml = u"<?xml version='1.0' encoding='%1'?><package-set>"
+                            "<package name='Prøve'/></package-set>"_s;
         for (const char* encoding : {"UTF-8", "ISO-8859-1", "UTF-16"}) {
             const PackageInfoList packages = parse(QTextCodec::codecForName(encoding)->fromUnicode(
                 xml.arg(QString::fromLatin1(encoding))));
-            QVERIFY2(packages.value(0).name == QStringLiteral("Prøve"), encoding);
+            QVERIFY2(packages.value(0).name == u"Prøve"_s, encoding);
         }
     }
 
@@ -302,18 +299,16 @@ private slots:
         const bool isRefused = parse(document).isEmpty();
         const qint64 elapsed = timer.elapsed();
         const int grown = takePeakMemory() - before;
-        QVERIFY2(elapsed < 2000LL * allowance, qPrintable(QStringLiteral("%1 ms").arg(elapsed)));
-        QVERIFY2(grown < 300 * allowance, qPrintable(QStringLiteral("%1 MiB").arg(grown)));
+        QVERIFY2(elapsed < 2000LL * allowance, qPrintable(u"%1 ms"_s.arg(elapsed)));
+        QVERIFY2(grown < 300 * allowance, qPrintable(u"%1 MiB"_s.arg(grown)));
         if (!expected.isEmpty()) {
             QVERIFY(isRefused);
-            const QString lines = log.lines(Log::eWarning).join(QLatin1Char('|'));
-            const QRegExp told(
-                QStringLiteral("(\\[zk::DownloadManager::parseXML\\] )XML parser error: "
-                               "(.+)\\|\\1- at (line: \\d+ column: \\d+)"));
+            const QString lines = log.lines(Log::eWarning).join(u'|');
+            const QRegExp told(u"(\\[zk::DownloadManager::parseXML\\] )XML parser error: "
+                               "(.+)\\|\\1- at (line: \\d+ column: \\d+)"_s);
             QVERIFY2(told.exactMatch(lines), qPrintable(lines));
-            const QString reason =
-                expected.contains(QLatin1String("line: ")) ? told.cap(3) : told.cap(2);
-            QCOMPARE(QStringLiteral("-> ") + reason, expected);
+            const QString reason = expected.contains(u"line: "_s) ? told.cap(3) : told.cap(2);
+            QCOMPARE(u"-> "_s + reason, expected);
         }
     }
 
@@ -379,26 +374,25 @@ private slots:
             "4294967296 -> 0\n4097MB -> 1048576\n8796093022208MB -> 0\n"
             "1e300MB -> 0\ninfkB -> 0\nnanMB -> 0\nMB -> 0\n-1 -> 0\n -> 0");
         for (const QString& line : sizes) {
-            const QStringList parts = line.split(QStringLiteral(" -> "));
+            const QStringList parts = line.split(u" -> "_s);
             const quint32 size = UpdateDocument::parseFileSize(parts[0]);
-            QCOMPARE(parts[0] + QStringLiteral(" -> ") + QString::number(size), line);
+            QCOMPARE(parts[0] + u" -> "_s + QString::number(size), line);
         }
     }
 
     // The forms are defined by Qt's own reader; reading them by position must never differ from it.
     void readsDatesAsQtDoes()
     {
-        const QString valid = QStringLiteral("2017-06-30 14:05:09");
-        const QString letters = QStringLiteral("0123456789-+: T.x\u0663");
+        const QString valid = u"2017-06-30 14:05:09"_s;
+        const QString letters = u"0123456789-+: T.x\u0663"_s;
         for (const QChar letter : letters) {
             for (int at = 0; at <= valid.size(); ++at) {
                 for (const int length : {10, 19}) {
                     for (const int removed : {0, 1, 2}) {
                         const QString text = valid.left(length).replace(at, removed, letter);
-                        QDateTime expected =
-                            QDateTime::fromString(text, QStringLiteral("yyyy-MM-dd hh:mm:ss"));
+                        QDateTime expected = QDateTime::fromString(text, u"yyyy-MM-dd hh:mm:ss"_s);
                         if (!expected.isValid()) {
-                            expected = QDateTime::fromString(text, QStringLiteral("yyyy-MM-dd"));
+                            expected = QDateTime::fromString(text, u"yyyy-MM-dd"_s);
                         }
                         const QDateTime date = UpdateDocument::parseReleaseDate(text);
                         QVERIFY2(date == expected && date.isNull() != date.isValid(),
@@ -417,16 +411,15 @@ private slots:
                         "a.mpkg.zip -> mpkg\na.tar..gz.. -> tar.gz\nsetup -> setup\na.GZ -> GZ!\n"
                         "a.gz -> gz!\na.appimage -> appimage!\na.exe?l=de -> exe?l=de!\n -> !");
         for (const QString& row : suffixes) {
-            const QString url = row.section(QStringLiteral(" -> "), 0, 0);
-            QString suffix = row.section(QStringLiteral(" -> "), 1);
-            const bool isSuspicious = suffix.endsWith(QLatin1Char('!'));
+            const QString url = row.section(u" -> "_s, 0, 0);
+            QString suffix = row.section(u" -> "_s, 1);
+            const bool isSuspicious = suffix.endsWith(u'!');
             suffix.chop(isSuspicious ? 1 : 0);
             const test::LogCapture log;
             QCOMPARE(UpdateDocument::parsePackageSuffix(url), suffix);
-            const QStringList line{QStringLiteral("[zk::DownloadManager::parsePackageSuffix] "
-                                                  "DownloadManager::parsePackageType() -> parsed "
-                                                  "suspicious package suffix '%1' in %2")
-                                       .arg(suffix, url)};
+            const QStringList line{u"[zk::DownloadManager::parsePackageSuffix] "
+                                   "DownloadManager::parsePackageType() -> parsed "
+                                   "suspicious package suffix '%1' in %2"_s.arg(suffix, url)};
             QCOMPARE(log.lines(Log::eError), isSuspicious ? line : QStringList());
         }
     }

@@ -12,17 +12,17 @@ namespace {
 
 QSet<QString> words(const QString& text)
 {
-    const QStringList list = text.split(QLatin1Char(' '), Qt::SkipEmptyParts);
+    const QStringList list = text.split(u' ', Qt::SkipEmptyParts);
     return {list.cbegin(), list.cend()};
 }
 
 PackageInfo package(const char* release, const char* platforms = "Win64",
                     const char* suffix = "exe", const char* status = "STABLE", int second = 0)
 {
-    return PackageInfo(
-        {}, QStringLiteral("Desk"), QString::fromLatin1(release), QString::fromLatin1(status),
-        QDateTime(QDate(2020, 1, 2), QTime(0, 0, second)), words(QString::fromLatin1(platforms)),
-        words(QStringLiteral("en de")), QString::fromLatin1(suffix), {});
+    return PackageInfo({}, u"Desk"_s, QString::fromLatin1(release), QString::fromLatin1(status),
+                       QDateTime(QDate(2020, 1, 2), QTime(0, 0, second)),
+                       words(QString::fromLatin1(platforms)), words(u"en de"_s),
+                       QString::fromLatin1(suffix), {});
 }
 
 // "release suffix" of each package, comma-separated.
@@ -30,9 +30,9 @@ QString text(const PackageInfoList& packages)
 {
     QStringList result;
     for (const PackageInfo& info : packages) {
-        result << info.release + QLatin1Char(' ') + info.suffix;
+        result << info.release + u' ' + info.suffix;
     }
-    return result.join(QStringLiteral(", "));
+    return result.join(u", "_s);
 }
 
 } // namespace
@@ -63,7 +63,7 @@ private slots:
         QFETCH(QString, installed);
         PackageInfo product;
         product.release = installed;
-        const QString type = QStringLiteral("Application");
+        const QString type = u"Application"_s;
         QTEST(text(PackageSelection::findCandidates(packages, product, type, {})), "found");
         // Everything newer is labelled in the caller's list, not only what is offered.
         for (const PackageInfo& info : qAsConst(packages)) {
@@ -82,12 +82,12 @@ private slots:
         QVERIFY(accepts(&PackageInfo::name, "Desk") && !accepts(&PackageInfo::name, "desk"));
         QVERIFY(accepts(&PackageInfo::status, "STABLE") && !accepts(&PackageInfo::status, "BETA"));
         PackageInfo product;
-        product.platforms = {QStringLiteral("Win")};
+        product.platforms = {u"Win"_s};
         QVERIFY(candidate.filterPackageCandidate(product, {}));
-        product.platforms = {QStringLiteral("Win64 SP1")};
+        product.platforms = {u"Win64 SP1"_s};
         QVERIFY(candidate.filterPackageCandidate(product, test::lines("zip\nexe")));
-        QVERIFY(!candidate.filterPackageCandidate(product, {QStringLiteral("EXE")}));
-        product.platforms = {QStringLiteral("Linux")};
+        QVERIFY(!candidate.filterPackageCandidate(product, {u"EXE"_s}));
+        product.platforms = {u"Linux"_s};
         QVERIFY(!candidate.filterPackageCandidate(product, {}));
     }
 
@@ -99,26 +99,26 @@ private slots:
         const auto best = [](const PackageInfoList& packages, const PackageInfo& filter = {}) {
             return text(PackageSelection::findBestMatches(packages, filter));
         };
-        QCOMPARE(words(best(all).remove(QLatin1Char(','))), words(QStringLiteral("4.3 a 4.4 b")));
-        QCOMPARE(best({both}), QStringLiteral("4.3 a")); // for both platforms, once
-        QCOMPARE(best({newer, package("4.2", "Win64", "c", "BETA")}), QStringLiteral("4.2 c"));
-        QCOMPARE(best({newer, package("4.4", "Win64", "c", "STABLE", 1)}), QStringLiteral("4.4 c"));
+        QCOMPARE(words(best(all).remove(u',')), words(u"4.3 a 4.4 b"_s));
+        QCOMPARE(best({both}), u"4.3 a"_s); // for both platforms, once
+        QCOMPARE(best({newer, package("4.2", "Win64", "c", "BETA")}), u"4.2 c"_s);
+        QCOMPARE(best({newer, package("4.4", "Win64", "c", "STABLE", 1)}), u"4.4 c"_s);
 
         PackageInfo filter;
-        filter.release = QStringLiteral("4.3");
-        QCOMPARE(best({both, newer}, filter), QStringLiteral("4.4 b"));
-        filter.release = QStringLiteral("4.20"); // as text
-        filter.status = QStringLiteral("STABLE");
+        filter.release = u"4.3"_s;
+        QCOMPARE(best({both, newer}, filter), u"4.4 b"_s);
+        filter.release = u"4.20"_s; // as text
+        filter.status = u"STABLE"_s;
         filter.releaseDate = both.releaseDate;
-        filter.languages = {QStringLiteral("fr")};
-        QCOMPARE(best({both}, filter), QStringLiteral("4.3 a"));
-        filter.languages = {QStringLiteral("de")}; // a shared one excludes
+        filter.languages = {u"fr"_s};
+        QCOMPARE(best({both}, filter), u"4.3 a"_s);
+        filter.languages = {u"de"_s}; // a shared one excludes
         QCOMPARE(best({both}, filter), QString());
         filter.languages.clear();
         filter.releaseDate = filter.releaseDate.addSecs(1);
         QCOMPARE(best({both}, filter), QString());
         filter.releaseDate = QDateTime();
-        filter.status = QStringLiteral("BETA");
+        filter.status = u"BETA"_s;
         QCOMPARE(best({both}, filter), QString());
     }
 
@@ -134,7 +134,7 @@ private slots:
         }
         PackageSelection::eliminateDuplicates(packages); // minutes, were every pair compared
         QCOMPARE(packages.size(), 3 + 100000 - 2);
-        QCOMPARE(text(packages.mid(0, 4)), QStringLiteral("1 exe, 2 exe, 4 exe, 5 exe"));
+        QCOMPARE(text(packages.mid(0, 4)), u"1 exe, 2 exe, 4 exe, 5 exe"_s);
     }
 
     void eliminatesDuplicatesWithoutAValidDate()
@@ -155,16 +155,15 @@ private slots:
     {
         const auto found = [](const char* languages) {
             PackageInfo info;
-            const QStringList all =
-                QString::fromLatin1(languages).split(QLatin1Char(' '), Qt::SkipEmptyParts);
+            const QStringList all = QString::fromLatin1(languages).split(u' ', Qt::SkipEmptyParts);
             for (const QString& language : all) {
                 info.readme.insert(language, QUrl(language));
             }
-            return info.readmeUrl(QStringLiteral("de_DE"), QStringLiteral("en_US")).toString();
+            return info.readmeUrl(u"de_DE"_s, u"en_US"_s).toString();
         };
-        QCOMPARE(found("aa de en"), QStringLiteral("de")); // the first two letters
-        QCOMPARE(found("aa en"), QStringLiteral("en"));    // the fallback
-        QCOMPARE(found("it fr"), QStringLiteral("fr"));    // any
+        QCOMPARE(found("aa de en"), u"de"_s); // the first two letters
+        QCOMPARE(found("aa en"), u"en"_s);    // the fallback
+        QCOMPARE(found("it fr"), u"fr"_s);    // any
         QCOMPARE(found(""), QString());
     }
 };

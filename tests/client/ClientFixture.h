@@ -42,7 +42,7 @@ struct ClientFixture
 
     ClientFixture()
     {
-        SoftwareUpdateClient::init(QStringLiteral("Viewer"), VersionNumber(L"4.1"),
+        SoftwareUpdateClient::init(u"Viewer"_s, VersionNumber(L"4.1"),
                                    server.url("/doc.xml").toString(), &settings);
         client = SoftwareUpdateClient::instance();
         client->setParent(parent.get());
@@ -51,18 +51,14 @@ struct ClientFixture
                          [this](int from, int to) {
                              // The signal comes before the value.
                              const bool isBefore = client->state() == from;
-                             events << QStringLiteral("state %1>%2%3")
-                                           .arg(from)
-                                           .arg(to)
-                                           .arg(isBefore ? QString() : QStringLiteral(" too late"));
+                             events << u"state %1>%2%3"_s.arg(from).arg(to).arg(
+                                 isBefore ? QString() : u" too late"_s);
                          });
-        QObject::connect(
-            client, &SoftwareUpdateClient::messageChanged, client,
-            [this](const QString& text) { events << QStringLiteral("message ") + text; });
+        QObject::connect(client, &SoftwareUpdateClient::messageChanged, client,
+                         [this](const QString& text) { events << u"message "_s + text; });
         QObject::connect(client, &SoftwareUpdateClient::lastCheckTextChanged, client,
                          [this](const QString& text) {
-                             events << (text.isEmpty() ? QStringLiteral("no last check")
-                                                       : QStringLiteral("last check"));
+                             events << (text.isEmpty() ? u"no last check"_s : u"last check"_s);
                          });
     }
     ~ClientFixture() { SoftwareUpdateClient::deleteInstance(); }

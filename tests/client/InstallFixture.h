@@ -22,21 +22,21 @@ struct InstallFixture : ClientFixture
     LogCapture log;
     QTemporaryDir temporary;
     DialogRobot robot;
-    ScopedTemporaryFolder temporaryFolder{temporary.filePath(QStringLiteral("tmp"))};
+    ScopedTemporaryFolder temporaryFolder{temporary.filePath(u"tmp"_s)};
     /** Notes that it has been started, in a file beside itself. */
     QByteArray program = StandIn::bytes();
 
     explicit InstallFixture(const QByteArray& name = "setup.exe")
     {
-        QDir(temporary.path()).mkdir(QStringLiteral("tmp"));
-        robot.press(QStringLiteral("ask you to restart"), QStringLiteral("Proceed"));
-        robot.press(QStringLiteral("Error code"), QStringLiteral("OK"));
+        QDir(temporary.path()).mkdir(u"tmp"_s);
+        robot.press(u"ask you to restart"_s, u"Proceed"_s);
+        robot.press(u"Error code"_s, u"OK"_s);
         offer(name);
     }
     ~InstallFixture()
     {
         // Windows keeps the file of a program that has written its note and is about to end.
-        QDir folder(temporary.filePath(QStringLiteral("tmp")));
+        QDir folder(temporary.filePath(u"tmp"_s));
         (void)QTest::qWaitFor([&folder] { return folder.removeRecursively(); });
     }
 
@@ -73,20 +73,20 @@ struct InstallFixture : ClientFixture
     {
         QStringList words = leftovers();
         if (wasStarted()) {
-            words.prepend(QStringLiteral("started"));
+            words.prepend(u"started"_s);
         }
         if (progress()) {
-            words << QStringLiteral("progress");
+            words << u"progress"_s;
         }
         if (available() && available()->isVisible()) {
-            words << QStringLiteral("window");
+            words << u"window"_s;
         }
         words << errorBoxes() << log.lines(Log::eError);
-        return words.join(QStringLiteral(", "));
+        return words.join(u", "_s);
     }
     [[nodiscard]] QStringList errorBoxes() const
     {
-        return robot.seen().filter(QStringLiteral("Download Error: "));
+        return robot.seen().filter(u"Download Error: "_s);
     }
 
 private:
@@ -94,14 +94,14 @@ private:
     [[nodiscard]] QStringList found(bool areNotes) const
     {
         QStringList names;
-        QDirIterator it(temporary.filePath(QStringLiteral("tmp")),
+        QDirIterator it(temporary.filePath(u"tmp"_s),
                         QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot,
                         QDirIterator::Subdirectories);
         while (it.hasNext()) {
             it.next();
             const bool isFull = it.fileInfo().isDir() && !QDir(it.filePath()).isEmpty();
             if (!isFull && StandIn::isRecord(it.fileName()) == areNotes) {
-                names << (it.fileInfo().isDir() ? QStringLiteral("folder") : it.fileName());
+                names << (it.fileInfo().isDir() ? u"folder"_s : it.fileName());
             }
         }
         return names;

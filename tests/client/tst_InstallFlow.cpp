@@ -23,7 +23,7 @@ namespace {
 constexpr int half = 120;
 const char* const nothingFound =
     "[zk::SoftwareUpdateClient::parseServerResponse] no update available";
-const auto question = QStringLiteral("ask you to restart");
+const auto question = u"ask you to restart"_s;
 
 constexpr Act keepStill = [](Fixture& /*f*/) {};
 constexpr Act cancel = [](Fixture& f) { f.progress()->findChild<QPushButton*>()->click(); };
@@ -70,7 +70,7 @@ private slots:
         test::columns<Answer, Act, QString>("answer", "act", "end");
         const QByteArray program = test::StandIn::bytes();
         const auto fails = [](const char* name, const Answer& answer, int code) {
-            const auto end = QStringLiteral("window, Download Error: Error code %1");
+            const auto end = u"window, Download Error: Error code %1"_s;
             test::row(name, answer, keepStill, end.arg(code));
         };
         const QByteArray body(2000, 'x');
@@ -111,7 +111,7 @@ private slots:
             f.install();
         };
         const Act reject = [](Fixture& f) {
-            f.robot.press(question, QStringLiteral("Cancel Install"));
+            f.robot.press(question, u"Cancel Install"_s);
             f.install();
         };
         const Act find = [](Fixture& f) {
@@ -129,7 +129,7 @@ private slots:
             // Its rows are no packages any more.
             f.available()->findChild<QTableWidget*>()->selectAll();
             for (const char* name : {"download", "install", "releaseNotes"}) {
-                const QString button = QLatin1String(name) + QStringLiteral("PushButton");
+                const QString button = QLatin1String(name) + u"PushButton"_s;
                 QVERIFY2(!f.available()->findChild<QPushButton*>(button)->isEnabled(), name);
             }
             cancel(f);
@@ -172,18 +172,17 @@ private slots:
         }
         QTRY_VERIFY(!finished.isEmpty() || !f.errorBoxes().isEmpty());
         QTRY_COMPARE(f.end(), end);
-        if (end.startsWith(QLatin1String("window"))) {
+        if (end.startsWith(u"window"_s)) {
             f.server.answer("/setup.exe", test::http(200, test::StandIn::bytes()));
             f.install();
-            QTRY_COMPARE(f.end(),
-                         end.replace(QLatin1String("window"), QLatin1String("started, setup.exe")));
+            QTRY_COMPARE(f.end(), end.replace(u"window"_s, u"started, setup.exe"_s));
         }
     }
 
     void asks_data()
     {
         test::columns<QString, Act, QString, QString>("box", "act", "button", "end");
-        const auto proceed = QStringLiteral("Proceed");
+        const auto proceed = u"Proceed"_s;
         test::row("cancelled", question, keepStill, "Cancel Install", "window");
         test::row("closed", question, keepStill, "(closed)", "window");
         test::row("another package is found", question, findAnother, proceed,
@@ -209,8 +208,8 @@ private slots:
         QTRY_VERIFY(!f.progress() || !SoftwareUpdateClient::instance());
         QTEST(f.end(), "end");
         QCOMPARE(f.robot.seen().constFirst(),
-                 QStringLiteral("Install Package: After downloading the package, the installer "
-                                "will ask you to restart the application!"));
+                 u"Install Package: After downloading the package, the installer "
+                 "will ask you to restart the application!"_s);
     }
 
     void showsItsProgress()
@@ -220,17 +219,16 @@ private slots:
                         test::partial(QByteArray(3'000'000, 'x'), 900, Answer::eSilence));
         f.install();
         QTRY_VERIFY(f.progress()->value() > 0);
-        QCOMPARE(f.progress()->windowTitle(), QStringLiteral("setup.exe"));
-        QCOMPARE(f.progress()->labelText(), QStringLiteral("Download Progress"));
+        QCOMPARE(f.progress()->windowTitle(), u"setup.exe"_s);
+        QCOMPARE(f.progress()->labelText(), u"Download Progress"_s);
         const auto* bar = f.progress()->findChild<QProgressBar*>();
-        QTRY_VERIFY2(bar->text().endsWith(QStringLiteral(" / 2.9 MB")), qPrintable(bar->text()));
+        QTRY_VERIFY2(bar->text().endsWith(u" / 2.9 MB"_s), qPrintable(bar->text()));
         QVERIFY(bar->width() > 2 * bar->fontMetrics().horizontalAdvance(bar->text()));
         bool isInTheWay = true;
         f.robot.act(
-            QStringLiteral("Error code"), [&] { isInTheWay = f.progress()->isVisible(); },
-            QStringLiteral("OK"));
+            u"Error code"_s, [&] { isInTheWay = f.progress()->isVisible(); }, u"OK"_s);
         f.server.finish("/setup.exe", {});
-        QTRY_COMPARE(f.end(), QStringLiteral("window, Download Error: Error code 2"));
+        QTRY_COMPARE(f.end(), u"window, Download Error: Error code 2"_s);
         QVERIFY(!isInTheWay);
     }
 
@@ -239,7 +237,7 @@ private slots:
         Fixture f;
         f.checkFor(test::packageElement("4.3", "setup.exe"));
         f.install();
-        QTRY_COMPARE(f.end(), QStringLiteral("started, setup.exe"));
+        QTRY_COMPARE(f.end(), u"started, setup.exe"_s);
     }
 
     void handsOverByFileType_data()
@@ -265,11 +263,11 @@ private slots:
         QFETCH(int, pages);
         QFETCH(QString, end);
         Fixture f(QTest::currentDataTag());
-        f.robot.press(QStringLiteral("Unknown package type"), QStringLiteral("OK"));
-        catchPages({QStringLiteral("file")});
+        f.robot.press(u"Unknown package type"_s, u"OK"_s);
+        catchPages({u"file"_s});
         f.install();
         QTRY_COMPARE(f.end(), end);
-        QDesktopServices::unsetUrlHandler(QStringLiteral("file"));
+        QDesktopServices::unsetUrlHandler(u"file"_s);
         QCOMPARE(m_opened.size(), pages);
         QVERIFY(!f.log.lines(Log::eInfo).filter(line).isEmpty());
     }
@@ -285,17 +283,17 @@ private slots:
                                       Q_ARG(SoftwareUpdate::SoftUpIndexList, rows));
             QString text;
             for (const char* name : {"download", "install", "releaseNotes"}) {
-                const QString button = QLatin1String(name) + QStringLiteral("PushButton");
+                const QString button = QLatin1String(name) + u"PushButton"_s;
                 if (f.available()->findChild<QPushButton*>(button)->isEnabled()) {
-                    text += QLatin1String(name) + QLatin1Char(' ');
+                    text += QLatin1String(name) + u' ';
                 }
             }
             return text + f.available()->findChild<QTextBrowser*>()->toPlainText().left(10);
         };
         QCOMPARE(shown({}), QString());
-        QCOMPARE(shown({0}), QStringLiteral("download install releaseNotes Viewer 4.3"));
-        QCOMPARE(shown({1}), QStringLiteral("download Viewer 4.3"));
-        QCOMPARE(shown({0, 1}), QStringLiteral("download "));
+        QCOMPARE(shown({0}), u"download install releaseNotes Viewer 4.3"_s);
+        QCOMPARE(shown({1}), u"download Viewer 4.3"_s);
+        QCOMPARE(shown({0, 1}), u"download "_s);
     }
 
     void downloadsFromSafePlacesOnly()
@@ -303,10 +301,9 @@ private slots:
         Fixture f;
         f.checkFor(test::packageElement("5.0", "file://127.0.0.1/share/a.exe"));
         f.install();
-        QTRY_COMPARE(f.end(),
-                     QStringLiteral("window, Download Error: Error code 301, "
-                                    "[zk::SoftwareUpdateClient::installPackage] package is not "
-                                    "downloaded: file://127.0.0.1/share/a.exe"));
+        QTRY_COMPARE(f.end(), u"window, Download Error: Error code 301, "
+                              "[zk::SoftwareUpdateClient::installPackage] package is not "
+                              "downloaded: file://127.0.0.1/share/a.exe"_s);
     }
 
     void opensSafePagesOnly()
@@ -317,8 +314,7 @@ private slots:
                    "<release-notes language=\"de\" url=\"http://h/de\"/></package>"
                    "<package release=\"4.3\"><file url=\"javascript:b.exe\"/>"
                    "<release-notes url=\"file://host/share\"/></package>");
-        const QStringList schemes{QStringLiteral("http"), QStringLiteral("javascript"),
-                                  QStringLiteral("file")};
+        const QStringList schemes{u"http"_s, u"javascript"_s, u"file"_s};
         catchPages(schemes);
         // Rows that are not there, too.
         for (const int row : {-1, 2, 1, 0}) {
@@ -330,13 +326,13 @@ private slots:
         for (const int row : {-1, 2, 1000}) {
             f.install(row);
         }
-        emit f.available()->linkActivated(QUrl(QStringLiteral("javascript:c")));
+        emit f.available()->linkActivated(QUrl(u"javascript:c"_s));
         for (const QString& scheme : schemes) {
             QDesktopServices::unsetUrlHandler(scheme);
         }
-        QCOMPARE(m_opened, (QStringList{QStringLiteral("http://h/a.exe"),
-                                        f.server.url("/notes.html").toString()}));
-        QCOMPARE(f.log.lines(Log::eError).filter(QStringLiteral("link is not opened")).size(), 3);
+        QCOMPARE(m_opened,
+                 (QStringList{u"http://h/a.exe"_s, f.server.url("/notes.html").toString()}));
+        QCOMPARE(f.log.lines(Log::eError).filter(u"link is not opened"_s).size(), 3);
         QCOMPARE(f.robot.seen(), QStringList());
         QCOMPARE(f.server.requests().size(), 2);
     }

@@ -19,8 +19,8 @@ namespace {
 /** "type name(type name, ...)" with what kind it is in front. */
 QString described(const QMetaMethod& method)
 {
-    const QString kind = method.methodType() == QMetaMethod::Signal ? QStringLiteral("signal ")
-                         : method.access() == QMetaMethod::Private  ? QStringLiteral("private ")
+    const QString kind = method.methodType() == QMetaMethod::Signal ? u"signal "_s
+                         : method.access() == QMetaMethod::Private  ? u"private "_s
                                                                     : QString();
     QStringList parameters;
     for (int i = 0; i < method.parameterCount(); ++i) {
@@ -28,9 +28,8 @@ QString described(const QMetaMethod& method)
         parameters << QLatin1String(method.parameterTypes().at(i) +
                                     (name.isEmpty() ? name : ' ' + name));
     }
-    return kind + QLatin1String(method.typeName()) + QLatin1Char(' ') +
-           QLatin1String(method.name()) + QLatin1Char('(') + parameters.join(QStringLiteral(", ")) +
-           QLatin1Char(')');
+    return kind + QLatin1String(method.typeName()) + u' ' + QLatin1String(method.name()) + u'(' +
+           parameters.join(u", "_s) + u')';
 }
 
 const QMetaObject* const classes[] = {
@@ -57,11 +56,11 @@ private slots:
     {
         QStringList actual;
         for (const QMetaObject* meta : classes) {
-            actual << QStringLiteral("[%1]").arg(QLatin1String(meta->className()));
+            actual << u"[%1]"_s.arg(QLatin1String(meta->className()));
             for (int i = meta->methodOffset(); i < meta->methodCount(); ++i) {
                 const QMetaMethod method = meta->method(i);
                 if ((method.attributes() & QMetaMethod::Cloned) != 0) {
-                    actual.last() += QStringLiteral(", %1").arg(method.parameterCount());
+                    actual.last() += u", %1"_s.arg(method.parameterCount());
                 } else {
                     actual << described(method);
                 }
@@ -69,8 +68,8 @@ private slots:
         }
         QFile file(QFINDTESTDATA("published-methods.txt"));
         QVERIFY(file.open(QIODevice::ReadOnly | QIODevice::Text));
-        const QStringList published = test::lines(file.readAll().constData())
-                                          .filter(QRegularExpression(QStringLiteral("^[^#]")));
+        const QStringList published =
+            test::lines(file.readAll().constData()).filter(QRegularExpression(u"^[^#]"_s));
         for (int i = 0; i < qMax(actual.size(), published.size()); ++i) {
             QCOMPARE(actual.value(i), published.value(i));
         }

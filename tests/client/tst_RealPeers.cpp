@@ -19,8 +19,7 @@ namespace {
 /** Where @p program is installed, empty when it is not. */
 QString programPath(const QString& program)
 {
-    return QStandardPaths::findExecutable(
-        program, {QStringLiteral("/usr/bin"), QStringLiteral("/usr/sbin")});
+    return QStandardPaths::findExecutable(program, {u"/usr/bin"_s, u"/usr/sbin"_s});
 }
 
 /** A real server on a port of 127.0.0.1, with a folder of its own; ended with this object. */
@@ -57,7 +56,7 @@ protected:
     }
     [[nodiscard]] QString writeConfiguration(const QByteArray& text) const
     {
-        QString path = m_folder.filePath(QStringLiteral("conf"));
+        QString path = m_folder.filePath(u"conf"_s);
         test::writeFile(path, text);
         return path;
     }
@@ -82,11 +81,10 @@ public:
     RunningProxy()
     {
         const QByteArray port = QByteArray::number(this->port());
-        start(QStringLiteral("tinyproxy"),
-              {QStringLiteral("-d"), QStringLiteral("-c"),
-               writeConfiguration("Port " + port +
-                                  "\nListen 127.0.0.1\nTimeout 5\nMaxClients 10\n"
-                                  "BasicAuth somebody secret\n")});
+        start(u"tinyproxy"_s, {u"-d"_s, u"-c"_s,
+                               writeConfiguration("Port " + port +
+                                                  "\nListen 127.0.0.1\nTimeout 5\nMaxClients 10\n"
+                                                  "BasicAuth somebody secret\n")});
     }
 };
 
@@ -95,29 +93,27 @@ class RunningNginx : public RunningProgram
 {
 public:
     explicit RunningNginx(const QString& certificate)
-        : m_scheme(certificate.isEmpty() ? QStringLiteral("http") : QStringLiteral("https"))
+        : m_scheme(certificate.isEmpty() ? u"http"_s : u"https"_s)
     {
         const QDir www(file("www"));
-        www.mkpath(QStringLiteral("store"));
-        test::writeFile(www.filePath(QStringLiteral("doc.xml")),
+        www.mkpath(u"store"_s);
+        test::writeFile(www.filePath(u"doc.xml"_s),
                         test::document(test::packageElement("4.3", "http://h/a.exe")));
-        test::writeFile(www.filePath(QStringLiteral("store/setup.exe.gz")),
-                        test::runTool(QStringLiteral("gzip"), www.path(), {QStringLiteral("-c")},
-                                      test::StandIn::bytes()));
+        test::writeFile(www.filePath(u"store/setup.exe.gz"_s),
+                        test::runTool(u"gzip"_s, www.path(), {u"-c"_s}, test::StandIn::bytes()));
         const QByteArray tls = certificate.isEmpty()
                                    ? ";"
                                    : " ssl; ssl_certificate " + certificate.toUtf8() +
                                          ".pem; ssl_certificate_key " + certificate.toUtf8() +
                                          ".key;";
-        start(QStringLiteral("nginx"),
-              {QStringLiteral("-p"), m_folder.path(), QStringLiteral("-e"), file("error.log"),
-               QStringLiteral("-c"), writeConfiguration(configuration(tls))});
+        start(u"nginx"_s, {u"-p"_s, m_folder.path(), u"-e"_s, file("error.log"), u"-c"_s,
+                           writeConfiguration(configuration(tls))});
     }
 
     [[nodiscard]] QUrl url(const char* path) const
     {
-        return QUrl(QStringLiteral("%1://127.0.0.1:%2/%3")
-                        .arg(m_scheme, QString::number(port()), QLatin1String(path)));
+        return QUrl(
+            u"%1://127.0.0.1:%2/%3"_s.arg(m_scheme, QString::number(port()), QLatin1String(path)));
     }
     /** A line a request: its path, status, the encoding of the answer, and the proxy's name. */
     [[nodiscard]] QStringList requests() const
@@ -169,13 +165,12 @@ private:
 
     void openssl(const QByteArray& arguments) const
     {
-        test::runTool(QStringLiteral("openssl"), m_certificates.path(),
-                      QString::fromUtf8(arguments).split(QLatin1Char(' ')));
+        test::runTool(u"openssl"_s, m_certificates.path(),
+                      QString::fromUtf8(arguments).split(u' '));
     }
     void makeCertificate(const QByteArray& name, const QByteArray& subject, const QByteArray& days)
     {
-        test::writeFile(m_certificates.filePath(QStringLiteral("ext")),
-                        "subjectAltName=" + subject);
+        test::writeFile(m_certificates.filePath(u"ext"_s), "subjectAltName=" + subject);
         openssl("req -new -newkey rsa:2048 -nodes -keyout " + name + ".key -out csr -subj /CN=us");
         openssl("x509 -req -in csr -CA ca.pem -CAkey ca.key -CAcreateserial -extfile ext -out " +
                 name + ".pem -days " + days);
@@ -183,7 +178,7 @@ private:
     void trustOurAuthority() const
     {
         QSslConfiguration trust = m_systemTrust;
-        trust.addCaCertificates(m_certificates.filePath(QStringLiteral("ca.pem")));
+        trust.addCaCertificates(m_certificates.filePath(u"ca.pem"_s));
         QSslConfiguration::setDefaultConfiguration(trust);
     }
 
@@ -193,7 +188,7 @@ private slots:
         test::dropOffscreenSizeHintLine();
         for (const char* program : {"nginx", "openssl", "gzip"}) {
             if (programPath(QLatin1String(program)).isEmpty()) {
-                m_missing = QLatin1String(program) + QStringLiteral(" is not installed");
+                m_missing = QLatin1String(program) + u" is not installed"_s;
                 return;
             }
         }
@@ -234,15 +229,14 @@ private slots:
                                                         : m_certificates.filePath(certificate));
         test::InstallFixture f;
         f.show(server.url("latest/store/setup.exe"));
-        f.client->setNetworkProxy(
-            isProxied
-                ? QNetworkProxy(QNetworkProxy::HttpProxy, QStringLiteral("127.0.0.1"), proxy.port(),
-                                QStringLiteral("somebody"), QStringLiteral("secret"))
-                : QNetworkProxy::NoProxy);
+        f.client->setNetworkProxy(isProxied
+                                      ? QNetworkProxy(QNetworkProxy::HttpProxy, u"127.0.0.1"_s,
+                                                      proxy.port(), u"somebody"_s, u"secret"_s)
+                                      : QNetworkProxy::NoProxy);
 
         f.install();
-        const auto box = QStringLiteral("window, Download Error: Error code %1").arg(error);
-        QTRY_COMPARE(f.end(), error == 0 ? QStringLiteral("started, setup.exe") : box);
+        const auto box = u"window, Download Error: Error code %1"_s.arg(error);
+        QTRY_COMPARE(f.end(), error == 0 ? u"started, setup.exe"_s : box);
         f.client->performUpdateCheck(server.url("latest/doc.xml"));
         QTRY_VERIFY(!f.isChecking());
         QCOMPARE(f.client->state(),
@@ -254,7 +248,7 @@ private slots:
                                    "/hop/doc.xml 302 -\n/doc.xml 200 gzip");
         }
         for (QString& line : expected) {
-            line += isProxied ? QStringLiteral(" tinyproxy") : QStringLiteral(" -");
+            line += isProxied ? u" tinyproxy"_s : u" -"_s;
         }
         QTRY_COMPARE(server.requests(), expected);
     }
@@ -265,20 +259,20 @@ private slots:
             QSKIP(qPrintable(m_missing));
         }
         trustOurAuthority();
-        const RunningNginx server(m_certificates.filePath(QStringLiteral("good")));
+        const RunningNginx server(m_certificates.filePath(u"good"_s));
         test::InstallFixture f;
         f.server.answer("/program", test::http(200, f.program));
         const QByteArray back = "back?" + f.server.url("/program").toEncoded();
         f.server.answer("/setup.exe",
                         test::redirect(302, server.url(back.constData()).toEncoded()));
         f.install();
-        QTRY_COMPARE(f.end(), QStringLiteral("window, Download Error: Error code %1")
-                                  .arg(QNetworkReply::InsecureRedirectError));
+        QTRY_COMPARE(f.end(), u"window, Download Error: Error code %1"_s.arg(
+                                  QNetworkReply::InsecureRedirectError));
         f.events.clear();
         f.client->performUpdateCheck(f.server.url("/setup.exe"));
-        QTRY_COMPARE(f.events.constLast(), QStringLiteral("message Insecure redirect"));
+        QTRY_COMPARE(f.events.constLast(), u"message Insecure redirect"_s);
         QCOMPARE(f.client->state(), SoftwareUpdate::eError);
-        QCOMPARE(f.log.lines(Log::eWarning).filter(QStringLiteral("redirect is not")).size(), 2);
+        QCOMPARE(f.log.lines(Log::eWarning).filter(u"redirect is not"_s).size(), 2);
     }
 
     void takesTheFirstOfTheSystem()
@@ -290,15 +284,13 @@ private slots:
             asked << query.url().toEncoded();
             return offered;
         };
-        QCOMPARE(systemProxy(QStringLiteral("http://h/a b"), lookup),
-                 QNetworkProxy(QNetworkProxy::NoProxy));
-        offered = {QNetworkProxy(QNetworkProxy::Socks5Proxy, QStringLiteral("other"), 1080),
-                   QNetworkProxy(QNetworkProxy::HttpProxy, QStringLiteral("gateway"), 3128)};
-        QCOMPARE(systemProxy(QStringLiteral("http://h/%1").arg(QChar(0x6d4b)), lookup), offered[0]);
+        QCOMPARE(systemProxy(u"http://h/a b"_s, lookup), QNetworkProxy(QNetworkProxy::NoProxy));
+        offered = {QNetworkProxy(QNetworkProxy::Socks5Proxy, u"other"_s, 1080),
+                   QNetworkProxy(QNetworkProxy::HttpProxy, u"gateway"_s, 3128)};
+        QCOMPARE(systemProxy(u"http://h/%1"_s.arg(QChar(0x6d4b)), lookup), offered[0]);
         QCOMPARE(asked, (QList<QByteArray>{"http://h/a%20b", "http://h/?"}));
         QCOMPARE(log.lines(Log::eInfo),
-                 QStringList{QStringLiteral("[zk::SoftwareUpdateClient::networkProxy] Proxy: "
-                                            "other:1080 (1)")});
+                 QStringList{u"[zk::SoftwareUpdateClient::networkProxy] Proxy: other:1080 (1)"_s});
     }
 
     void takesTheHostsChoiceUntilToldOtherwise()

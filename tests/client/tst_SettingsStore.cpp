@@ -25,15 +25,14 @@ SoftwareUpdateSettings example(const QString& product)
     SoftwareUpdateSettings settings;
     settings.productName = product;
     settings.version = VersionNumber(L"v4.3.1.778-beta");
-    settings.serverUrl = QStringLiteral("http://h/a,b?c=%20");
+    settings.serverUrl = u"http://h/a,b?c=%20"_s;
     settings.automaticCheck = false;
     settings.includeBeta = true;
     settings.checkInterval = 3;
     settings.lastCheck = QDateTime(QDate(2026, 3, 4), QTime(5, 6, 7));
-    settings.platforms = QStringList{QStringLiteral("Win32"), QStringLiteral("Win64")};
-    settings.packageSuffixes = QStringList{QStringLiteral("exe")};
-    settings.cameraVersions = {{QStringLiteral("cam 1"), VersionNumber(L"1.2")},
-                               {QStringLiteral("cam2"), VersionNumber()}};
+    settings.platforms = QStringList{u"Win32"_s, u"Win64"_s};
+    settings.packageSuffixes = QStringList{u"exe"_s};
+    settings.cameraVersions = {{u"cam 1"_s, VersionNumber(L"1.2")}, {u"cam2"_s, VersionNumber()}};
     return settings;
 }
 
@@ -42,7 +41,7 @@ QString text(const SoftwareUpdateSettings& settings)
 {
     test::RecordingSettings store;
     SettingsStore(&store).write(settings);
-    return store.calls.join(QStringLiteral(" | ")).remove(QStringLiteral("set "));
+    return store.calls.join(u" | "_s).remove(u"set "_s);
 }
 
 void setWritable(const QString& path, bool isWritable)
@@ -70,20 +69,18 @@ private slots:
     {
         test::RecordingSettings store;
         QVERIFY(SettingsStore(&store).read().lastCheck.isNull());
-        QCOMPARE(store.calls.join(QLatin1Char(' ')).remove(QStringLiteral("get ")),
-                 QStringLiteral("44 45 46 43 40 39 47 48 49 50 51"));
-        const SoftwareUpdateSettings settings = example(QStringLiteral("Viewer, \"Pro\""));
-        QCOMPARE(text(settings),
-                 QStringLiteral("44 false | 45 true | 46 3 | 43 http://h/a,b?c=%20 | "
-                                "40 v4.3.1.778-beta | 39 Viewer, \"Pro\" | "
-                                "47 2026-03-04T05:06:07.000 | 48 Win32,Win64 | 49 exe | 50  | "
-                                "51 cam 1:1.2,cam2:"));
+        QCOMPARE(store.calls.join(u' ').remove(u"get "_s), u"44 45 46 43 40 39 47 48 49 50 51"_s);
+        const SoftwareUpdateSettings settings = example(u"Viewer, \"Pro\""_s);
+        QCOMPARE(text(settings), u"44 false | 45 true | 46 3 | 43 http://h/a,b?c=%20 | "
+                                 "40 v4.3.1.778-beta | 39 Viewer, \"Pro\" | "
+                                 "47 2026-03-04T05:06:07.000 | 48 Win32,Win64 | 49 exe | 50  | "
+                                 "51 cam 1:1.2,cam2:"_s);
         // Null is not written, empty is: a host may have no name.
         SoftwareUpdateSettings nothing;
-        nothing.serverUrl = QLatin1String("");
-        QCOMPARE(text(nothing), QStringLiteral("44 true | 45 false | 46 0 | 48  | 49  | 50 "));
-        nothing.productName = QLatin1String("");
-        QVERIFY(text(nothing).contains(QStringLiteral(" | 39  | ")));
+        nothing.serverUrl = u""_s;
+        QCOMPARE(text(nothing), u"44 true | 45 false | 46 0 | 48  | 49  | 50 "_s);
+        nothing.productName = u""_s;
+        QVERIFY(text(nothing).contains(u" | 39  | "_s));
     }
 
     // From the registry on Windows.
@@ -91,12 +88,12 @@ private slots:
     {
         const QTemporaryDir folder;
         QSettings::setPath(QSettings::NativeFormat, QSettings::UserScope, folder.path());
-        const auto name = QStringLiteral("SoftwareUpdateClient tests Prøve 测试");
+        const auto name = u"SoftwareUpdateClient tests Prøve 测试"_s;
         const auto store = [&name] {
             return std::make_unique<AppSettings>(QSettings::NativeFormat, QSettings::UserScope,
                                                  name, name);
         };
-        const auto product = QStringLiteral("a/b\\c, \"Prøve\" Камера 测试 \U0001f4f7");
+        const auto product = u"a/b\\c, \"Prøve\" Камера 测试 \U0001f4f7"_s;
         SettingsStore(store().get()).write(example(product));
         const QString read = text(SettingsStore(store().get()).read());
         QSettings(QSettings::NativeFormat, QSettings::UserScope, name, name).clear();
@@ -129,23 +126,22 @@ private slots:
         file.close();
         AppSettings store(file.fileName());
         test::RecordingSettings empty;
-        QStringList read = text(SettingsStore(&store).read()).split(QStringLiteral(" | "));
-        const QStringList defaults =
-            text(SettingsStore(&empty).read()).split(QStringLiteral(" | "));
+        QStringList read = text(SettingsStore(&store).read()).split(u" | "_s);
+        const QStringList defaults = text(SettingsStore(&empty).read()).split(u" | "_s);
         for (const QString& value : defaults) {
             read.removeOne(value);
         }
-        QTEST(read.join(QStringLiteral(" | ")), "read");
+        QTEST(read.join(u" | "_s), "read");
     }
 
     void losesNothingThatCannotBeStored()
     {
         constexpr auto group = AppSettings::SoftwareUpdateGroup;
         const QTemporaryDir folder;
-        const QString path = folder.filePath(QStringLiteral("settings.ini"));
+        const QString path = folder.filePath(u"settings.ini"_s);
         const QByteArray before = "[Window]\nGeometry=1\n";
         test::writeFile(path, before);
-        const QString version = QStringLiteral("4.3");
+        const QString version = u"4.3"_s;
         for (const bool isStoredLater : {false, true}) {
             setWritable(path, false);
             AppSettings store(path);
@@ -190,7 +186,7 @@ private slots:
         QFETCH(QString, now);
         // In UTC: a day that summer time makes shorter is not what is tried here.
         const auto at = [](const QString& time) {
-            return QDateTime::fromString(time + QLatin1Char('Z'), Qt::ISODateWithMs);
+            return QDateTime::fromString(time + u'Z', Qt::ISODateWithMs);
         };
         QTEST(isCheckDue(interval, at(lastCheck), at(now)), "due");
     }

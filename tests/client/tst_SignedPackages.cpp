@@ -15,9 +15,9 @@ using test::Answer;
 
 namespace {
 
-const auto ours = QStringLiteral("ours");
-const auto other = QStringLiteral("other");
-const auto comment = QStringLiteral("timestamp:1\tfile:setup.exe\trelease:4.3");
+const auto ours = u"ours"_s;
+const auto other = u"other"_s;
+const auto comment = u"timestamp:1\tfile:setup.exe\trelease:4.3"_s;
 
 /** With one bit turned over in the middle of the base64 in line @p line. */
 QByteArray damaged(const QByteArray& text, int line)
@@ -43,29 +43,28 @@ private:
 
     void minisign(const QStringList& arguments) const
     {
-        test::runTool(QStringLiteral("minisign"), m_folder.path(), arguments);
+        test::runTool(u"minisign"_s, m_folder.path(), arguments);
     }
     [[nodiscard]] QString makeKey(const QString& name) const
     {
-        const QString publicKey = name + QStringLiteral(".pub");
-        minisign(
-            {QStringLiteral("-GW"), QStringLiteral("-s"), name, QStringLiteral("-p"), publicKey});
+        const QString publicKey = name + u".pub"_s;
+        minisign({u"-GW"_s, u"-s"_s, name, u"-p"_s, publicKey});
         return QString::fromUtf8(test::readFile(m_folder.filePath(publicKey)));
     }
     [[nodiscard]] QByteArray sign(const QByteArray& bytes, const QString& trustedComment = comment,
                                   const QString& key = ours, const char* form = "-S") const
     {
-        test::writeFile(m_folder.filePath(QStringLiteral("signed")), bytes);
-        minisign({QLatin1String(form), QStringLiteral("-m"), QStringLiteral("signed"),
-                  QStringLiteral("-s"), key, QStringLiteral("-t"), trustedComment});
-        return test::readFile(m_folder.filePath(QStringLiteral("signed.minisig")));
+        test::writeFile(m_folder.filePath(u"signed"_s), bytes);
+        minisign(
+            {QLatin1String(form), u"-m"_s, u"signed"_s, u"-s"_s, key, u"-t"_s, trustedComment});
+        return test::readFile(m_folder.filePath(u"signed.minisig"_s));
     }
 
 private slots:
     void initTestCase()
     {
         test::dropOffscreenSizeHintLine();
-        if (QStandardPaths::findExecutable(QStringLiteral("minisign")).isEmpty()) {
+        if (QStandardPaths::findExecutable(u"minisign"_s).isEmpty()) {
             QSKIP("minisign, which makes the signatures, is not installed");
         }
         m_key = makeKey(ours);
@@ -82,12 +81,11 @@ private slots:
         test::row("of other bytes", sign("Package"), "not the one that was signed");
         test::row("of other bytes, legacy", sign("Package", comment, ours, "-Sl"),
                   "not the one that was signed");
-        test::row("of another file", sign("package", QStringLiteral("file:setup-old.exe")),
+        test::row("of another file", sign("package", u"file:setup-old.exe"_s),
                   "made for the file 'setup-old.exe'");
-        test::row("of no file in particular", sign("package", QStringLiteral("release:4.3")),
+        test::row("of no file in particular", sign("package", u"release:4.3"_s),
                   "made for the file ''");
-        test::row("of another release",
-                  sign("package", QStringLiteral("file:setup.exe\trelease:4.2")),
+        test::row("of another release", sign("package", u"file:setup.exe\trelease:4.2"_s),
                   "made for release '4.2'");
         test::row("damaged global signature", damaged(good, 3), "comment is not signed");
         test::row("cut off", good.left(good.size() - 10), "cannot be decoded");
@@ -97,11 +95,11 @@ private slots:
     {
         QFETCH(QByteArray, signature);
         QFETCH(QString, complaint);
-        const QString file = m_folder.filePath(QStringLiteral("x"));
+        const QString file = m_folder.filePath(u"x"_s);
         test::writeFile(file, "package");
         PackageInfo package;
-        package.url = QUrl(QStringLiteral("http://h/a/setup.exe"));
-        package.release = QStringLiteral("4.3.0");
+        package.url = QUrl(u"http://h/a/setup.exe"_s);
+        package.release = u"4.3.0"_s;
         const QString found =
             signatureComplaint(file, package, signature, {m_otherKey.left(30), m_key});
         QVERIFY2(complaint.isEmpty() ? found.isEmpty() : found.contains(complaint),
@@ -113,7 +111,7 @@ private slots:
     void installsNothingWhileTheHostEnds()
     {
         test::InstallFixture f;
-        f.robot.press(QStringLiteral("Installation process failed"), QStringLiteral("OK"));
+        f.robot.press(u"Installation process failed"_s, u"OK"_s);
         f.client->setPackagePublicKeys({m_key});
         // Of the form that is read in one go, and found good whatever happens meanwhile.
         f.server.answer("/setup.exe.minisig",
@@ -130,8 +128,7 @@ private slots:
         });
         f.install();
         QTRY_COMPARE(downloads, 2);
-        QTRY_VERIFY2(f.end().contains(QLatin1String("the file has changed meanwhile")),
-                     qPrintable(f.end()));
+        QTRY_VERIFY2(f.end().contains(u"the file has changed meanwhile"_s), qPrintable(f.end()));
         QVERIFY(!f.wasStarted());
     }
 
@@ -152,15 +149,15 @@ private slots:
         });
         f.install();
         QTRY_COMPARE(downloads, 2);
-        QTRY_COMPARE(f.end(), QStringLiteral("window"));
+        QTRY_COMPARE(f.end(), u"window"_s);
         QTest::qWait(0);
-        QCOMPARE(f.end(), QStringLiteral("window"));
+        QCOMPARE(f.end(), u"window"_s);
     }
 
     void installsWhatIsSigned()
     {
         test::InstallFixture f;
-        f.robot.press(QStringLiteral("Installation process failed"), QStringLiteral("OK"));
+        f.robot.press(u"Installation process failed"_s, u"OK"_s);
         f.client->setPackagePublicKeys({m_otherKey, m_key});
         const Answer endless = test::partial(QByteArray(50'000'000, 'x'), 900, Answer::eSilence);
         for (const Answer& answer : {test::http(404), endless}) {
@@ -168,19 +165,16 @@ private slots:
             const int boxes = f.robot.seen().size();
             f.install();
             QTRY_COMPARE(f.robot.seen().size(), boxes + 2);
-            QCOMPARE(f.robot.seen().last(),
-                     QStringLiteral("Installation failed: Installation process failed. If problem "
-                                    "persists try manual install."));
-            QTRY_VERIFY2(f.end().startsWith(QLatin1String("window, ")), qPrintable(f.end()));
-            QVERIFY2(f.log.lines(Log::eError)
-                         .constLast()
-                         .contains(QStringLiteral("could not be downloaded")),
+            QCOMPARE(f.robot.seen().last(), u"Installation failed: Installation process failed. If "
+                                            "problem persists try manual install."_s);
+            QTRY_VERIFY2(f.end().startsWith(u"window, "_s), qPrintable(f.end()));
+            QVERIFY2(f.log.lines(Log::eError).constLast().contains(u"could not be downloaded"_s),
                      qPrintable(f.end()));
         }
         f.server.answer("/setup.exe.minisig", {test::redirect(302, "/elsewhere"), test::http(404)});
         f.server.answer("/elsewhere", test::http(200, sign(f.program)));
         f.install();
-        QTRY_VERIFY2(f.end().startsWith(QLatin1String("started, setup.exe")), qPrintable(f.end()));
+        QTRY_VERIFY2(f.end().startsWith(u"started, setup.exe"_s), qPrintable(f.end()));
     }
 };
 

@@ -47,20 +47,17 @@ private slots:
         SoftwareUpdateClient::deleteInstance();
         test::RecordingSettings settings;
         for (int key = 39; key <= 51; ++key) {
-            settings.values[key] = QStringLiteral("old");
+            settings.values[key] = u"old"_s;
         }
-        SoftwareUpdateClient::init(QStringLiteral("Viewer"), VersionNumber(L"4.1"),
-                                   QStringLiteral("http://h/"), &settings);
+        SoftwareUpdateClient::init(u"Viewer"_s, VersionNumber(L"4.1"), u"http://h/"_s, &settings);
         QStringList values;
         for (const int key : {39, 40, 43, 48, 49, 50, 51}) {
             values << settings.values[key].toString();
         }
-        QCOMPARE(values.join(QLatin1Char('|')),
-                 QStringLiteral("Viewer|4.1|http://h/|Win32,Win64|exe,zip|exe|old:"));
+        QCOMPARE(values.join(u'|'), u"Viewer|4.1|http://h/|Win32,Win64|exe,zip|exe|old:"_s);
         const SoftwareUpdateClient* const first = SoftwareUpdateClient::instance();
         settings.calls.clear();
-        SoftwareUpdateClient::init(QStringLiteral("Other"), VersionNumber(L"9"),
-                                   QStringLiteral("http://other/"), &settings);
+        SoftwareUpdateClient::init(u"Other"_s, VersionNumber(L"9"), u"http://other/"_s, &settings);
         QCOMPARE(SoftwareUpdateClient::instance(), first);
         QCOMPARE(settings.calls, QStringList());
         SoftwareUpdateClient::deleteInstance();
@@ -119,7 +116,7 @@ private slots:
             f.timer(hour)->start(0);
             QTRY_COMPARE(f.server.requests().size(), 1);
             f.client->disableSoftwareUpdate();
-            const auto record = QStringLiteral("queryLastUpdate] %1 update fired");
+            const auto record = u"queryLastUpdate] %1 update fired"_s;
             QCOMPARE(log.lines(Log::eInfo).filter(record.arg(QLatin1String(name))).size(), 1);
             QTRY_VERIFY(!f.isChecking());
             // The time of this check counts from now on, or there would be one every hour.
@@ -136,8 +133,8 @@ private slots:
     void worksWithoutASettingsStore()
     {
         const test::LogCapture log;
-        SoftwareUpdateClient::init(QStringLiteral("Viewer"), VersionNumber(L"1"),
-                                   QStringLiteral("http://127.0.0.1:1/"), nullptr);
+        SoftwareUpdateClient::init(u"Viewer"_s, VersionNumber(L"1"), u"http://127.0.0.1:1/"_s,
+                                   nullptr);
         QCOMPARE(log.lines(Log::eError).size(), 1);
         SoftwareUpdateClient* const client = SoftwareUpdateClient::instance();
         client->setVersionNumber(VersionNumber(L"2"));

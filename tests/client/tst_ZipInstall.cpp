@@ -14,11 +14,11 @@ using test::StandIn;
 
 namespace {
 
-const auto restart = QStringLiteral("Please restart");
-const auto now = QStringLiteral("Restart now");
-const auto later = QStringLiteral("Restart later");
-const auto failed = QStringLiteral("Installation failed: Installation process failed. If problem "
-                                   "persists try manual install.");
+const auto restart = u"Please restart"_s;
+const auto now = u"Restart now"_s;
+const auto later = u"Restart later"_s;
+const auto failed = u"Installation failed: Installation process failed. If problem "
+                    "persists try manual install."_s;
 
 /**
  * A user who installs a zip package. Cleans up the download managers, which the client leaves
@@ -35,8 +35,8 @@ struct Host : QObject, test::InstallFixture
         : InstallFixture("update.zip")
     {
         qApp->installEventFilter(this);
-        robot.press(QStringLiteral("Installation process"), QStringLiteral("OK"));
-        robot.press(QStringLiteral("could not be unpacked"), QStringLiteral("OK"));
+        robot.press(u"Installation process"_s, u"OK"_s);
+        robot.press(u"could not be unpacked"_s, u"OK"_s);
     }
     ~Host() override
     {
@@ -63,10 +63,8 @@ struct Host : QObject, test::InstallFixture
     /** The files there are, and of what boxes complained. */
     [[nodiscard]] QString outcome() const
     {
-        const QStringList boxes =
-            robot.seen().filter(QRegularExpression(QStringLiteral("unpacked|failed")));
-        return leftovers().join(QLatin1Char('+')) +
-               boxes.join(QLatin1Char('+')).section(QLatin1String("<br>"), 0, 0);
+        const QStringList boxes = robot.seen().filter(QRegularExpression(u"unpacked|failed"_s));
+        return leftovers().join(u'+') + boxes.join(u'+').section(u"<br>"_s, 0, 0);
     }
 
     bool eventFilter(QObject* object, QEvent* event) override
@@ -92,9 +90,9 @@ int runHost()
 {
     Host host;
     const QStringList arguments = QCoreApplication::arguments();
-    const bool isCut = arguments.contains(QStringLiteral("--cut"));
+    const bool isCut = arguments.contains(u"--cut"_s);
     const auto tidyUp = [&host, isCut] {
-        const QStringList tree{QStringLiteral("new program"), QStringLiteral("part")};
+        const QStringList tree{u"new program"_s, u"part"_s};
         (void)QTest::qWaitFor([&host, tree] {
             QStringList left = host.leftovers();
             left.sort();
@@ -104,14 +102,14 @@ int runHost()
                         QDirIterator::Subdirectories);
         isCut ? QFile::resize(it.next(), 1) : QFile::remove(it.next());
     };
-    const bool isTidy = isCut || arguments.contains(QStringLiteral("--tidy"));
+    const bool isTidy = isCut || arguments.contains(u"--tidy"_s);
     host.robot.act(restart, isTidy ? tidyUp : std::function<void()>(), now);
     host.installArchive(test::ZipBuilder().add("new program").add("data/part", "").bytes());
     (void)QTest::qWaitFor([&host] { return host.robot.seen().size() >= 3; });
     QTextStream out(stdout);
     out.setCodec("UTF-8");
     out << (host.robot.seen() + host.log.lines(Log::eInfo) + host.log.lines(Log::eError))
-               .join(QLatin1Char('\n'));
+               .join(u'\n');
     return 0;
 }
 
@@ -142,32 +140,32 @@ private slots:
         QFETCH(QString, place);
         QFETCH(QString, complaint);
         const QTemporaryDir root;
-        const QString parent = root.filePath(QStringLiteral("Prøve & 测试 dir"));
+        const QString parent = root.filePath(u"Prøve & 测试 dir"_s);
 #ifdef Q_OS_WIN
-        const QString folder = parent + QStringLiteral("/Camera 'Desk' app");
+        const QString folder = parent + u"/Camera 'Desk' app"_s;
 #else
-        const QString folder = parent + QStringLiteral("/Camera \"Desk\" app");
+        const QString folder = parent + u"/Camera \"Desk\" app"_s;
 #endif
         QDir().mkpath(folder);
         const QFileInfo self(QCoreApplication::applicationFilePath());
-        const QString program = folder + QLatin1Char('/') + self.fileName();
+        const QString program = folder + u'/' + self.fileName();
         QFile::copy(self.filePath(), program);
-        const QString inFolder = folder + QStringLiteral("/UpdateInstaller");
-        const QString inParent = parent + QStringLiteral("/UpdateInstaller");
-        if (place == QLatin1String("folder")) {
+        const QString inFolder = folder + u"/UpdateInstaller"_s;
+        const QString inParent = parent + u"/UpdateInstaller"_s;
+        if (place == u"folder"_s) {
             QDir().mkpath(inFolder);
-        } else if (place != QLatin1String("none")) {
+        } else if (place != u"none"_s) {
             const StandIn installer(inFolder);
         }
-        if (place == QLatin1String("beside")) {
+        if (place == u"beside"_s) {
             const StandIn installer(inParent);
-        } else if (place == QLatin1String("damaged")) {
+        } else if (place == u"damaged"_s) {
             test::writeFile(inParent, "no program");
         }
         // What the process leaves when it is replaced goes with the rest.
         const test::ScopedTemporaryFolder temporary(root.path());
         QProcess process;
-        process.start(program, {QStringLiteral("--host"), place});
+        process.start(program, {u"--host"_s, place});
         QVERIFY(process.waitForFinished(20'000));
         const QString output = QString::fromUtf8(process.readAllStandardOutput());
         if (!complaint.isEmpty()) {
@@ -179,10 +177,10 @@ private slots:
         QCOMPARE(output, QString());
         const QStringList arguments = StandIn::arguments(inParent);
         const QString newDir = arguments.value(4);
-        QCOMPARE(arguments.mid(0, 6).join(QLatin1Char('|')),
-                 QStringLiteral("%1|-oldDir|%2|-newDir|%3|-exe").arg(inParent, folder, newDir));
+        QCOMPARE(arguments.mid(0, 6).join(u'|'),
+                 u"%1|-oldDir|%2|-newDir|%3|-exe"_s.arg(inParent, folder, newDir));
         QCOMPARE(arguments.mid(6), QStringList{self.fileName()});
-        QCOMPARE(QDir(newDir).entryList(QDir::Files), QStringList{QStringLiteral("new program")});
+        QCOMPARE(QDir(newDir).entryList(QDir::Files), QStringList{u"new program"_s});
     }
 
     void asks_data()
@@ -195,7 +193,7 @@ private slots:
         const char* const bad = "tst_ZipInstall: Downloaded file could not be unpacked:";
         const Act deleteClient = [](Host&) { SoftwareUpdateClient::deleteInstance(); };
         const Act stopWaiting = [](Host& host) {
-            QCOMPARE(host.waiting->labelText(), QStringLiteral("Unpacking 'update.zip'"));
+            QCOMPARE(host.waiting->labelText(), u"Unpacking 'update.zip'"_s);
             host.waiting->findChild<QPushButton*>()->click();
         };
         test::row("later", quick, later, false, Act(nullptr), "new program");
@@ -226,7 +224,7 @@ private slots:
         QTRY_VERIFY(isDone);
         QTRY_COMPARE(host.outcome(), outcome);
         QCOMPARE(host.robot.seen().filter(restart).size(), 1);
-        QVERIFY(host.log.lines(Log::eInfo).filter(QStringLiteral("starting zip inst")).isEmpty());
+        QVERIFY(host.log.lines(Log::eInfo).filter(u"starting zip inst"_s).isEmpty());
     }
 
     void handsOverTheNewestTreeOnly()
@@ -236,19 +234,19 @@ private slots:
         QCOMPARE(host.robot.seen(), QStringList{failed});
         host.robot.press(restart, later);
         host.installArchive(Host::archive("first"));
-        QTRY_COMPARE(host.leftovers(), QStringList{QStringLiteral("first")});
+        QTRY_COMPARE(host.leftovers(), QStringList{u"first"_s});
         host.robot.press(restart, now);
         host.installArchive(Host::archive("../<b>"));
-        QTRY_COMPARE(host.robot.seen().filter(QStringLiteral("../&lt;b&gt;")).size(), 1);
-        QTRY_COMPARE(host.leftovers(), QStringList{QStringLiteral("first")});
-        QVERIFY(host.log.lines(Log::eInfo).filter(QStringLiteral("starting zip inst")).isEmpty());
+        QTRY_COMPARE(host.robot.seen().filter(u"../&lt;b&gt;"_s).size(), 1);
+        QTRY_COMPARE(host.leftovers(), QStringList{u"first"_s});
+        QVERIFY(host.log.lines(Log::eInfo).filter(u"starting zip inst"_s).isEmpty());
     }
 };
 
 int main(int argc, char* argv[])
 {
     const QApplication application(argc, argv);
-    if (application.arguments().contains(QStringLiteral("--host"))) {
+    if (application.arguments().contains(u"--host"_s)) {
         return runHost();
     }
     tst_ZipInstall tests;

@@ -18,8 +18,8 @@ private slots:
         test::ScriptedServer server;
         server.answer("/updates.xml", test::http(200, "<softwareList/>"));
         QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-        environment.insert(QStringLiteral("XDG_CONFIG_HOME"), home.path());
-        environment.insert(QStringLiteral("HOME"), home.path());
+        environment.insert(u"XDG_CONFIG_HOME"_s, home.path());
+        environment.insert(u"HOME"_s, home.path());
         QProcess host;
         host.setProcessEnvironment(environment);
         host.start(QStringLiteral(MINIMAL_HOST), {server.url("/updates.xml").toString()});

@@ -20,7 +20,7 @@ namespace {
 struct Fixture
 {
     QTemporaryDir folder;
-    QString path = folder.filePath(QStringLiteral("new/folder/setup.exe"));
+    QString path = folder.filePath(u"new/folder/setup.exe"_s);
     test::ScriptedServer server;
     FileDownloader* downloader = new FileDownloader;
     QStringList events;
@@ -29,27 +29,24 @@ struct Fixture
 
     Fixture()
     {
-        QObject::connect(downloader, &FileDownloader::error, downloader,
-                         [this](QNetworkReply::NetworkError code) {
-                             events << QStringLiteral("error %1").arg(code);
-                         });
-        QObject::connect(downloader, &FileDownloader::finished, downloader,
-                         [this](const QString& file) {
-                             events << (file == path ? QStringLiteral("finished") : file);
-                         });
+        QObject::connect(
+            downloader, &FileDownloader::error, downloader,
+            [this](QNetworkReply::NetworkError code) { events << u"error %1"_s.arg(code); });
+        QObject::connect(
+            downloader, &FileDownloader::finished, downloader,
+            [this](const QString& file) { events << (file == path ? u"finished"_s : file); });
         downloader->setCompletionCallback([this](const FileDownloader::Result& ended) {
             reason = ended.systemError;
-            events << QStringLiteral("%1whole %2%3%4")
-                          .arg(ended.isWholeFile() ? QString() : QStringLiteral("not "))
+            events << u"%1whole %2%3%4"_s.arg(ended.isWholeFile() ? QString() : u"not "_s)
                           .arg(ended.httpStatus)
-                          .arg(ended.allWritten ? QString() : QStringLiteral(" unwritten"),
-                               ended.isOutdated ? QStringLiteral(" outdated") : QString());
+                          .arg(ended.allWritten ? QString() : u" unwritten"_s,
+                               ended.isOutdated ? u" outdated"_s : QString());
         });
     }
     ~Fixture() { delete downloader; }
 
     void start(const QByteArray& route) const { downloader->downloadFile(server.url(route), path); }
-    [[nodiscard]] QString said() const { return events.join(QStringLiteral(", ")); }
+    [[nodiscard]] QString said() const { return events.join(u", "_s); }
 };
 
 } // namespace
@@ -71,16 +68,16 @@ private slots:
             // The hops of one download are not held against the next.
             f.server.answer("/a", there + QList<Answer>{test::http(200, "at last")});
             f.start("/a");
-            QTRY_COMPARE(f.said(), QStringLiteral("whole 200, finished"));
+            QTRY_COMPARE(f.said(), u"whole 200, finished"_s);
             f.events.clear();
         }
         QCOMPARE(test::readFile(f.path), QByteArray("at last"));
         f.server.forgetRequests();
-        f.path = f.folder.filePath(QStringLiteral("never"));
+        f.path = f.folder.filePath(u"never"_s);
         f.server.answer("/a", test::redirect(302, "b"));
         f.start("/a");
-        QTRY_COMPARE(f.said(), QStringLiteral("error %1, not whole 302 unwritten")
-                                   .arg(QNetworkReply::TooManyRedirectsError));
+        QTRY_COMPARE(f.said(), u"error %1, not whole 302 unwritten"_s.arg(
+                                   QNetworkReply::TooManyRedirectsError));
         QCOMPARE(f.server.requests().size(), 1 + FileDownloader::maximumRedirects);
         QVERIFY(!QFileInfo::exists(f.path));
     }
@@ -98,23 +95,23 @@ private slots:
         QFETCH(QString, target);
         Fixture f;
         f.path = f.folder.filePath(target);
-        test::writeFile(f.folder.filePath(QStringLiteral("file")), "0123456789");
-        if (target == QLatin1String("full")) {
-            if (!QFileInfo::exists(QStringLiteral("/dev/full"))) {
+        test::writeFile(f.folder.filePath(u"file"_s), "0123456789");
+        if (target == u"full"_s) {
+            if (!QFileInfo::exists(u"/dev/full"_s)) {
                 QSKIP("there is no device that is always full");
             }
-            QVERIFY(QFile::link(QStringLiteral("/dev/full"), f.path));
+            QVERIFY(QFile::link(u"/dev/full"_s, f.path));
         }
         // More than QFile keeps to itself.
-        const bool isFull = target == QLatin1String("full");
+        const bool isFull = target == u"full"_s;
         f.server.answer("/a", test::http(200, isFull ? QByteArray(100'000, 'x') : "abc"));
         f.start("/a");
         QTRY_VERIFY(!f.events.isEmpty());
         QCoreApplication::processEvents();
         QTEST(f.said(), "events");
-        QVERIFY(target != QLatin1String("file") || test::readFile(f.path) == "abc3456789");
-        QCOMPARE(f.reason.isEmpty(), target == QLatin1String("file"));
-        QVERIFY2(!isFull || f.reason.contains(QLatin1String("space")), qPrintable(f.reason));
+        QVERIFY(target != u"file"_s || test::readFile(f.path) == "abc3456789");
+        QCOMPARE(f.reason.isEmpty(), target == u"file"_s);
+        QVERIFY2(!isFull || f.reason.contains(u"space"_s), qPrintable(f.reason));
     }
 
     void aborts()
@@ -125,7 +122,7 @@ private slots:
         f.start("/a");
         QTRY_VERIFY(!progress.isEmpty());
         f.downloader->abortDownload();
-        QCOMPARE(f.said(), QStringLiteral("error 5, not whole 200, finished"));
+        QCOMPARE(f.said(), u"error 5, not whole 200, finished"_s);
         f.downloader->abortDownload();
         QCOMPARE(f.events.size(), 3);
     }
@@ -155,12 +152,12 @@ private slots:
                         return;
                     }
                     isWriting = f.events.isEmpty() && QFileInfo(f.path).size() < body.size();
-                    if (meanwhile == QLatin1String("abort")) {
+                    if (meanwhile == u"abort"_s) {
                         f.downloader->abortDownload();
-                    } else if (meanwhile == QLatin1String("another")) {
+                    } else if (meanwhile == u"another"_s) {
                         f.start("/a");
                         f.downloader->abortDownload();
-                    } else if (meanwhile == QLatin1String("delete")) {
+                    } else if (meanwhile == u"delete"_s) {
                         f.downloader->deleteLater();
                         f.downloader = nullptr;
                     }
@@ -193,7 +190,7 @@ private slots:
         f.server.answer("/a", test::http(404, "abc"));
         f.start("/a");
         QTRY_VERIFY(!f.downloader);
-        QCOMPARE(f.said(), QStringLiteral("error 203"));
+        QCOMPARE(f.said(), u"error 203"_s);
     }
 };
 

@@ -29,7 +29,7 @@ namespace {
 struct Place : QObject
 {
     QTemporaryDir root;
-    QString top = root.filePath(QStringLiteral("Prøve & (测试) 50% dir"));
+    QString top = root.filePath(u"Prøve & (测试) 50% dir"_s);
     test::ScopedVariable programs{"PATH", QDir::toNativeSeparators(path("bin"))};
     test::ScopedTemporaryFolder temporaryFolder{path("tmp")};
     test::DialogRobot robot;
@@ -54,7 +54,7 @@ struct Place : QObject
 
     [[nodiscard]] QString path(const char* name) const
     {
-        return top + QLatin1Char('/') + QString::fromUtf8(name);
+        return top + u'/' + QString::fromUtf8(name);
     }
     [[nodiscard]] QStringList leftovers() const
     {
@@ -77,7 +77,7 @@ struct Place : QObject
             QMetaObject::invokeMethod(chooser, folder.isEmpty() ? "reject" : "accept",
                                       Qt::QueuedConnection);
         } else if (auto* const dialog = qobject_cast<QProgressDialog*>(object)) {
-            progress = QStringLiteral("%1 0..%2").arg(dialog->labelText()).arg(dialog->maximum());
+            progress = u"%1 0..%2"_s.arg(dialog->labelText()).arg(dialog->maximum());
             if (pressesCancel) {
                 dialog->findChild<QPushButton*>()->click();
             }
@@ -88,8 +88,7 @@ struct Place : QObject
 
 QStringList installerArguments(const QString& value)
 {
-    return {QStringLiteral("-oldDir"), value, QStringLiteral("-newDir"), value,
-            QStringLiteral("-exe"),    value};
+    return {u"-oldDir"_s, value, u"-newDir"_s, value, u"-exe"_s, value};
 }
 
 } // namespace
@@ -114,11 +113,11 @@ private slots:
         QTEST(quoteForCommandInterpreter(argument), "forTheInterpreter");
         // Without an extension, as UpdateInstaller is.
         const QTemporaryDir folder;
-        const QString program = folder.filePath(QStringLiteral("Prøve & dir/Update Installer"));
+        const QString program = folder.filePath(u"Prøve & dir/Update Installer"_s);
         const StandIn standIn(program);
         // This program once more, see main().
         QVERIFY(QProcess::startDetached(QCoreApplication::applicationFilePath(),
-                                        {QStringLiteral("--replace"), program, argument}));
+                                        {u"--replace"_s, program, argument}));
         QCOMPARE(standIn.arguments(), QStringList(program) + installerArguments(argument));
     }
 
@@ -135,29 +134,28 @@ private slots:
     {
 #ifdef Q_OS_WIN
         QFETCH(QString, name);
-        if (test::isWine() && name == QStringLiteral("%TEMP%")) {
+        if (test::isWine() && name == u"%TEMP%"_s) {
             QSKIP("Wine's cmd takes the quotes and carets around percent signs for a part of the "
                   "name");
         }
         const QTemporaryDir root;
         const QDir top(root.filePath(name));
-        const QString unpacked = top.filePath(QStringLiteral("new ") + name);
-        const QString installed = top.filePath(QStringLiteral("old ") + name);
-        const QString program = QStringLiteral("/bin/View ") + name + QStringLiteral(".exe");
+        const QString unpacked = top.filePath(u"new "_s + name);
+        const QString installed = top.filePath(u"old "_s + name);
+        const QString program = u"/bin/View "_s + name + u".exe"_s;
         const StandIn inPackage(unpacked + program);
         QDir().mkpath(installed);
-        test::writeFile(unpacked + QStringLiteral("/read me"), "new");
-        test::writeFile(installed + QStringLiteral("/read me"), "old");
-        test::writeFile(installed + QStringLiteral("/settings"), "the user's");
-        QFile::setPermissions(installed + QStringLiteral("/read me"), QFile::ReadOwner);
+        test::writeFile(unpacked + u"/read me"_s, "new");
+        test::writeFile(installed + u"/read me"_s, "old");
+        test::writeFile(installed + u"/settings"_s, "the user's");
+        QFile::setPermissions(installed + u"/read me"_s, QFile::ReadOwner);
         const QString started = QDir::toNativeSeparators(installed + program);
         startCopyAndLaunch(
-            FileUtils::nativePath(QStringLiteral("cmd.exe"),
-                                  SearchPath{qEnvironmentVariable("PATH")}),
+            FileUtils::nativePath(u"cmd.exe"_s, SearchPath{qEnvironmentVariable("PATH")}),
             {QDir::toNativeSeparators(unpacked), QDir::toNativeSeparators(installed), started});
         QCOMPARE(StandIn::arguments(installed + program), QStringList{started});
-        QCOMPARE(test::readFile(installed + QStringLiteral("/read me")), QByteArray("new"));
-        QVERIFY(QFile::exists(installed + QStringLiteral("/settings")));
+        QCOMPARE(test::readFile(installed + u"/read me"_s), QByteArray("new"));
+        QVERIFY(QFile::exists(installed + u"/settings"_s));
         QVERIFY(!QFile::exists(unpacked));
 #else
         QSKIP("there is no cmd.exe here");
@@ -177,14 +175,14 @@ private slots:
         const QString installer = QDir::toNativeSeparators(place.path("bin/msiexec.exe"));
         const StandIn msiExec(installer);
         DownloadManager().runInstaller(place.path("a b.MSI"));
-        QCOMPARE(msiExec.arguments(),
-                 (QStringList{installer, QStringLiteral("/i"),
-                              QDir::toNativeSeparators(place.path("a b.MSI"))}));
+        QCOMPARE(
+            msiExec.arguments(),
+            (QStringList{installer, u"/i"_s, QDir::toNativeSeparators(place.path("a b.MSI"))}));
         // Never from the folder we are in.
-        const auto name = QStringLiteral("msiexec.exe");
+        const auto name = u"msiexec.exe"_s;
         const QString workingFolder = QDir::currentPath();
         QDir::setCurrent(place.path("bin"));
-        QCOMPARE(FileUtils::nativePath(name, SearchPath{QStringLiteral(".")}), name);
+        QCOMPARE(FileUtils::nativePath(name, SearchPath{u"."_s}), name);
         QDir::setCurrent(workingFolder);
 
         for (const char* file : {"update.ZIP", "a.tar.gz", "a.exe.txt", ""}) {
@@ -194,7 +192,7 @@ private slots:
             } catch (const ExceptionQt& error) {
                 message = error.message();
             }
-            QCOMPARE(message, QStringLiteral("execl() failed"));
+            QCOMPARE(message, u"execl() failed"_s);
         }
     }
 
@@ -229,23 +227,21 @@ private slots:
         QDir().mkpath(place.folder);
         DownloadManager().runInstaller(place.path("update.zip"));
 
-        QCOMPARE(place.progress,
-                 QStringLiteral("Unpacking '%1' 0..%2").arg(place.path("update.zip")).arg(size));
+        QCOMPARE(place.progress, u"Unpacking '%1' 0..%2"_s.arg(place.path("update.zip")).arg(size));
         QVERIFY(Place::isWaiting());
         QCOMPARE(place.leftovers().size(), 1);
-        const QString unpackDir = QDir::toNativeSeparators(place.path("tmp") + QLatin1Char('/') +
-                                                           place.leftovers().constFirst());
-        QVERIFY(QFile::exists(unpackDir + QStringLiteral("/readme")));
+        const QString unpackDir =
+            QDir::toNativeSeparators(place.path("tmp") + u'/' + place.leftovers().constFirst());
+        QVERIFY(QFile::exists(unpackDir + u"/readme"_s));
         const QString target = launched.isEmpty() ? QCoreApplication::applicationFilePath()
-                                                  : place.folder + QLatin1Char('/') + launched;
-        const QString fixed =
-            QStringLiteral("/Q|/S|/C|xcopy|/I|/R|/Q|/S|/Y|%1|%2|&&|rmdir|/S|/Q|%1|&&|"
-                           "echo|Launching %3. Please wait...|&&|%4");
+                                                  : place.folder + u'/' + launched;
+        const QString fixed = u"/Q|/S|/C|xcopy|/I|/R|/Q|/S|/Y|%1|%2|&&|rmdir|/S|/Q|%1|&&|"
+                              "echo|Launching %3. Please wait...|&&|%4"_s;
         QCOMPARE(interpreter.arguments().mid(1),
                  fixed
                      .arg(unpackDir, QDir::toNativeSeparators(place.folder),
                           QFileInfo(target).fileName(), QDir::toNativeSeparators(target))
-                     .split(QLatin1Char('|')));
+                     .split(u'|'));
     }
 
     void leavesNothing_data()
@@ -273,11 +269,11 @@ private slots:
         try {
             DownloadManager().runInstaller(place.path("update.zip"));
         } catch (const IOException& error) {
-            message = QStringLiteral("Unpacking failed: ") + error.message();
+            message = u"Unpacking failed: "_s + error.message();
         }
-        QCOMPARE(place.chooserTitle, QStringLiteral("Select Installation Path for 'update.zip'"));
-        QCOMPARE(message.contains(QStringLiteral("bad & entry")), choosesFolder && !pressesCancel);
-        QCOMPARE(place.robot.seen().join(QLatin1Char('|')), message);
+        QCOMPARE(place.chooserTitle, u"Select Installation Path for 'update.zip'"_s);
+        QCOMPARE(message.contains(u"bad & entry"_s), choosesFolder && !pressesCancel);
+        QCOMPARE(place.robot.seen().join(u'|'), message);
         QCOMPARE(place.leftovers(), QStringList());
         QCOMPARE(Place::isWaiting(), choosesFolder);
         QVERIFY(!interpreter.wasStarted());
@@ -306,7 +302,7 @@ int main(int argc, char* argv[])
 {
     const QApplication application(argc, argv);
     const QStringList arguments = QCoreApplication::arguments();
-    if (arguments.value(1) == QStringLiteral("--replace")) {
+    if (arguments.value(1) == u"--replace"_s) {
         replaceProcess(arguments.value(2), installerArguments(arguments.value(3)));
         return 1; // it returned
     }

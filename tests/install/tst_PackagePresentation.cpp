@@ -17,57 +17,55 @@ private slots:
     void showsARow()
     {
         const auto cells = [](const PackageInfo& info) {
-            return PackagePresentation::row(info).join(QLatin1Char('|'));
+            return PackagePresentation::row(info).join(u'|');
         };
         PackageInfo info;
-        info.publicName = QStringLiteral("Camera Viewer");
-        info.release = QStringLiteral("4.3.0");
-        info.status = QStringLiteral("BETA");
-        info.platforms = {QStringLiteral("Win64")};
-        info.languages = {QStringLiteral("en")};
+        info.publicName = u"Camera Viewer"_s;
+        info.release = u"4.3.0"_s;
+        info.status = u"BETA"_s;
+        info.platforms = {u"Win64"_s};
+        info.languages = {u"en"_s};
         info.fileSize = 0xffffffff;
-        QCOMPARE(cells(info), QStringLiteral("Camera Viewer 4.3.0 BETA|4096.0 MB||Multilingual|"
-                                             "Win64"));
-        info.name = QStringLiteral("viewer");
-        info.publicRelease = QStringLiteral("4.3");
-        info.status = QStringLiteral("beta");
-        info.type = QStringLiteral("Camera Firmware");
-        QCOMPARE(cells(info), QStringLiteral("viewer 4.3|4096.0 MB||en|Win64"));
+        QCOMPARE(cells(info), u"Camera Viewer 4.3.0 BETA|4096.0 MB||Multilingual|Win64"_s);
+        info.name = u"viewer"_s;
+        info.publicRelease = u"4.3"_s;
+        info.status = u"beta"_s;
+        info.type = u"Camera Firmware"_s;
+        QCOMPARE(cells(info), u"viewer 4.3|4096.0 MB||en|Win64"_s);
     }
 
     void commentsOnAPackage()
     {
         PackageInfo info;
-        info.name = QStringLiteral("<img src=x>");
-        info.release = QStringLiteral("1&2");
-        info.type = QStringLiteral("A\"B");
-        info.url = QUrl(QStringLiteral("https://h/a?b=1&c=\"<"));
+        info.name = u"<img src=x>"_s;
+        info.release = u"1&2"_s;
+        info.type = u"A\"B"_s;
+        info.url = QUrl(u"https://h/a?b=1&c=\"<"_s);
         info.releaseDate = QDateTime(QDate(2026, 3, 4), QTime(5, 6));
         const QString day =
             QLocale::system().toString(info.releaseDate.date(), QLocale::LongFormat);
         QCOMPARE(PackagePresentation::comment(info),
-                 QStringLiteral("<b>&lt;img src=x&gt; 1&amp;2, A&quot;B</b><br />Published on %1"
-                                "<br /><a href=\"https://h/a?b=1&amp;c=%22%3C\">"
-                                "https://h/a?b=1&amp;c=%22%3C</a><br />")
-                     .arg(day));
+                 u"<b>&lt;img src=x&gt; 1&amp;2, A&quot;B</b><br />Published on %1"
+                 "<br /><a href=\"https://h/a?b=1&amp;c=%22%3C\">"
+                 "https://h/a?b=1&amp;c=%22%3C</a><br />"_s.arg(day));
         // A text that reads from right to left would disguise the file's type.
-        info.name = QStringLiteral("a\u202egpj.exe");
-        QVERIFY(PackagePresentation::comment(info).startsWith(QStringLiteral("<b>agpj.exe 1")));
+        info.name = u"a\u202egpj.exe"_s;
+        QVERIFY(PackagePresentation::comment(info).startsWith(u"<b>agpj.exe 1"_s));
         // What is not opened is no link.
-        info.url = QUrl(QStringLiteral("javascript:alert('x')"));
+        info.url = QUrl(u"javascript:alert('x')"_s);
         QVERIFY(PackagePresentation::comment(info).endsWith(
-            day + QStringLiteral("<br />javascript:alert('x')<br />")));
+            day + u"<br />javascript:alert('x')<br />"_s));
     }
 
     void findsForeignFirmware()
     {
-        const auto en = QStringLiteral("en");
-        const auto de = QStringLiteral("de");
+        const auto en = u"en"_s;
+        const auto de = u"de"_s;
         PackageInfoList packages;
         for (const QSet<QString>& languages :
              {QSet<QString>{}, QSet<QString>{en}, QSet<QString>{de}, QSet<QString>{en, de}}) {
             PackageInfo info;
-            info.type = QStringLiteral("Camera Firmware");
+            info.type = u"Camera Firmware"_s;
             info.languages = languages;
             packages << info;
         }
@@ -76,8 +74,7 @@ private slots:
         QCOMPARE(PackagePresentation::foreignLanguageRows(packages, de), (Rows{0, 1}));
         // An English host wants German, too.
         QCOMPARE(PackagePresentation::foreignLanguageRows(packages, en), (Rows{0, 1, 2}));
-        QCOMPARE(PackagePresentation::foreignLanguageRows(packages, QStringLiteral("fr")),
-                 (Rows{0, 1, 2, 3}));
+        QCOMPARE(PackagePresentation::foreignLanguageRows(packages, u"fr"_s), (Rows{0, 1, 2, 3}));
     }
 
     void opensSafeLinksOnly()
@@ -114,15 +111,14 @@ private slots:
         test::row("trailing dots and blanks of all kinds", "a.exe. . \u2003", "a.exe");
         test::row("control characters", "a\u0001b.exe", "a%01b.exe");
         // Most file systems count 255 units; Linux counts bytes, of which these take three each.
-        test::row("long", QString(300, QChar(0x6d4b)) + QStringLiteral(".exe"),
-                  QString(76, QChar(0x6d4b)) + QStringLiteral(".exe"));
+        test::row("long", QString(300, QChar(0x6d4b)) + u".exe"_s,
+                  QString(76, QChar(0x6d4b)) + u".exe"_s);
     }
     void namesTheDownloadedFile()
     {
         QFETCH(QString, path);
-        QTEST(downloadFileName(QUrl(QStringLiteral("http://h/") + path), QStringLiteral("exe")),
-              "name");
-        QCOMPARE(downloadFileName(QUrl(), QString()), QStringLiteral("package"));
+        QTEST(downloadFileName(QUrl(u"http://h/"_s + path), u"exe"_s), "name");
+        QCOMPARE(downloadFileName(QUrl(), QString()), u"package"_s);
     }
 };
 

@@ -14,14 +14,13 @@ namespace {
 NewRelease firmware()
 {
     NewRelease result;
-    result.values = {{"type", QStringLiteral("Camera Firmware")},
-                     {"name", QStringLiteral("Firmware <\"&>")},
-                     {"release", QStringLiteral("2")},
-                     {"status", QStringLiteral("STABLE")}};
-    result.platforms = QStringList{QStringLiteral("Q")};
-    result.languages = QStringList{QStringLiteral("en")};
-    result.files = {
-        {QStringLiteral("new.bin"), 77, QDateTime(QDate(2026, 11, 20), QTime(10, 0, 0))}};
+    result.values = {{"type", u"Camera Firmware"_s},
+                     {"name", u"Firmware <\"&>"_s},
+                     {"release", u"2"_s},
+                     {"status", u"STABLE"_s}};
+    result.platforms = QStringList{u"Q"_s};
+    result.languages = QStringList{u"en"_s};
+    result.files = {{u"new.bin"_s, 77, QDateTime(QDate(2026, 11, 20), QTime(10, 0, 0))}};
     return result;
 }
 
@@ -79,35 +78,32 @@ private slots:
         const QByteArray before = "<?xml version=\"1.0\" encoding=\"ISO-8859-1\"?>\n<softwareList "
                                   "base-url=\"http://h/\" comment=\"\xe4\">\n</softwareList>";
         NewRelease release = firmware();
-        release.values << NewValue{"comment", QStringLiteral("ä")};
+        release.values << NewValue{"comment", u"ä"_s};
         const Addition latin = addRelease(before, release);
-        QCOMPARE(parsePackages(std::get<QByteArray>(latin)).value(0).comment, QStringLiteral("ä"));
+        QCOMPARE(parsePackages(std::get<QByteArray>(latin)).value(0).comment, u"ä"_s);
         const QByteArray mark("\xef\xbb\xbf");
         const Addition marked =
             addRelease(mark + "<softwareList base-url='http://h/'></softwareList>", release);
         QVERIFY(std::get<QByteArray>(marked).startsWith(mark + '<'));
-        release.values.last().text = QStringLiteral("测试");
-        QVERIFY(std::get<QString>(addRelease(before, release)).contains(QLatin1String("encoding")));
+        release.values.last().text = u"测试"_s;
+        QVERIFY(std::get<QString>(addRelease(before, release)).contains(u"encoding"_s));
     }
 
     void refuses_data()
     {
         columns<QString, QString>("before", "reason");
-        const QString root = QStringLiteral("<softwareList base-url=\"http://h/\">");
+        const QString root = u"<softwareList base-url=\"http://h/\">"_s;
         row("what is not XML", "<softwareList>", "line 1");
         row("a file that is there",
-            root + QStringLiteral("<package platform=\"X\" url=\"new.bin\"/></softwareList>"),
-            "already");
+            root + u"<package platform=\"X\" url=\"new.bin\"/></softwareList>"_s, "already");
         row("one of the same date and size for the same camera",
-            root + QStringLiteral("<package platform=\"Q\" url=\"a\" file-size=\"77\" release-date="
-                                  "\"2026-11-20 10:00:00\"/></softwareList>"),
+            root + u"<package platform=\"Q\" url=\"a\" file-size=\"77\" release-date="
+                   "\"2026-11-20 10:00:00\"/></softwareList>"_s,
             "same date and size");
         row("an address that leads nowhere", "<softwareList/>", "base-url");
         row("a place where all is for others", "<softwareList platform=\"Other\"/>", "each set");
         row("what clients refuse anyway",
-            QStringLiteral("<!DOCTYPE a [<!ENTITY b \"c\">]>") + root +
-                QStringLiteral("</softwareList>"),
-            "would not read");
+            u"<!DOCTYPE a [<!ENTITY b \"c\">]>"_s + root + u"</softwareList>"_s, "would not read");
     }
     void refuses()
     {

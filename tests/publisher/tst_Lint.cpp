@@ -21,14 +21,14 @@ private slots:
         // What precedes the first case is a comment.
         const QStringList cases =
             QString::fromUtf8(zk::test::readFile(QFINDTESTDATA("mistakes.txt")))
-                .remove(QLatin1Char('\r'))
-                .split(QStringLiteral("\n== "))
+                .remove(u'\r')
+                .split(u"\n== "_s)
                 .mid(1);
         for (const QString& one : cases) {
-            const QStringList lines = one.split(QLatin1Char('\n'));
+            const QStringList lines = one.split(u'\n');
             const QString& text = lines.at(1);
-            zk::test::row(qPrintable(lines.at(0)), text.section(QLatin1Char('|'), 0, 0).toInt(),
-                          text.section(QLatin1Char('|'), 1).toUtf8(), lines.at(2).mid(3));
+            zk::test::row(qPrintable(lines.at(0)), text.section(u'|', 0, 0).toInt(),
+                          text.section(u'|', 1).toUtf8(), lines.at(2).mid(3));
         }
     }
 
@@ -49,12 +49,11 @@ private slots:
         const Findings findings = lint(lines.join('\n'), folder.path());
         QStringList found;
         for (const Finding& finding : findings) {
-            found << QStringLiteral("%1:%2 %3")
-                         .arg(finding.position.line)
+            found << u"%1:%2 %3"_s.arg(finding.position.line)
                          .arg(finding.position.column)
                          .arg(finding.rule);
         }
-        QTEST(found.join(QStringLiteral(", ")), "expected");
+        QTEST(found.join(u", "_s), "expected");
     }
 };
 

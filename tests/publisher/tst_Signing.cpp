@@ -49,7 +49,7 @@ private slots:
 
     void minisignTakesOursAndWeItsOwn()
     {
-        if (QStandardPaths::findExecutable(QStringLiteral("minisign")).isEmpty()) {
+        if (QStandardPaths::findExecutable(u"minisign"_s).isEmpty()) {
             QSKIP("minisign is not installed");
         }
         const SecretKey key = SecretKey::generate();
@@ -91,8 +91,7 @@ private:
     {
         QProcess process;
         process.setWorkingDirectory(m_folder.path());
-        process.start(QStringLiteral("minisign"),
-                      QString::fromLatin1(arguments).split(QLatin1Char(' ')));
+        process.start(u"minisign"_s, QString::fromLatin1(arguments).split(u' '));
         return process.waitForFinished() && process.exitCode() == 0;
     }
 };

@@ -1,4 +1,5 @@
 #include "DialogRobot.h"
+#include "Literals.h"
 
 #include <QAbstractButton>
 #include <QApplication>
@@ -32,7 +33,7 @@ void DialogRobot::look()
 void DialogRobot::handle(const QPointer<QMessageBox>& box)
 {
     const QString text = box->text();
-    m_seen << box->windowTitle() + QStringLiteral(": ") + text;
+    m_seen << box->windowTitle() + u": "_s + text;
     const auto found = std::find_if(m_rules.cbegin(), m_rules.cend(),
                                     [&](const Rule& rule) { return text.contains(rule.text); });
     const Rule rule = found == m_rules.cend() ? Rule() : *found;
@@ -41,7 +42,7 @@ void DialogRobot::handle(const QPointer<QMessageBox>& box)
     }
     const QList<QAbstractButton*> buttons = box ? box->buttons() : QList<QAbstractButton*>();
     for (QAbstractButton* button : buttons) {
-        if (button->text().remove(QLatin1Char('&')) == rule.button) {
+        if (button->text().remove(u'&') == rule.button) {
             button->click();
             return;
         }

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "Literals.h"
+
 #include <QCoreApplication>
 #include <QElapsedTimer>
 #include <QTcpServer>
@@ -35,7 +37,7 @@ public:
 
     [[nodiscard]] QUrl url() const
     {
-        return QUrl(QStringLiteral("http://127.0.0.1:%1/doc.xml").arg(int(m_port)));
+        return QUrl(u"http://127.0.0.1:%1/doc.xml"_s.arg(int(m_port)));
     }
     /** How many bytes have been taken. */
     std::atomic<qint64> sent{0};

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "Literals.h"
+
 #include <QFile>
 
 namespace zk::test {

@@ -35,10 +35,10 @@ public:
     {
         QStringList result;
         const MutexLocker locker(Log::instance().mutex(), true);
-        const QStringList all = QString::fromStdWString(m_streams[level].str())
-                                    .split(QLatin1Char('\n'), Qt::SkipEmptyParts);
+        const QStringList all =
+            QString::fromStdWString(m_streams[level].str()).split(u'\n', Qt::SkipEmptyParts);
         for (const QString& line : all) {
-            result << line.mid(line.indexOf(QLatin1Char('[')));
+            result << line.mid(line.indexOf(u'['));
         }
         return result;
     }

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "Literals.h"
+
 #include <QTest>
 
 namespace zk::test {
@@ -11,7 +13,7 @@ inline void dropOffscreenSizeHintLine()
     static QtMessageHandler next = nullptr;
     next = qInstallMessageHandler(
         [](QtMsgType type, const QMessageLogContext& context, const QString& text) {
-            if (!text.contains(QLatin1String("propagateSizeHints"))) {
+            if (!text.contains(u"propagateSizeHints"_s)) {
                 next(type, context, text);
             }
         });

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "Literals.h"
+
 #include "support/AppSettings.h"
 
 #include <QMap>
@@ -17,15 +19,14 @@ public:
 
     QVariant value(EGroup group, EKey key) override
     {
-        calls << QStringLiteral("get %1").arg(key);
+        calls << u"get %1"_s.arg(key);
         return group == SoftwareUpdateGroup ? values.value(key) : QVariant();
     }
 
     void set(const QVariant& value, EGroup group, EKey key, bool writeThrough) override
     {
-        calls << QStringLiteral("set %1 %2%3")
-                     .arg(QString::number(key), value.toString(),
-                          writeThrough ? QStringLiteral(" through") : QString());
+        calls << u"set %1 %2%3"_s.arg(QString::number(key), value.toString(),
+                                      writeThrough ? u" through"_s : QString());
         if (group == SoftwareUpdateGroup) {
             values[key] = value;
         }

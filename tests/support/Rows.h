@@ -1,5 +1,7 @@
 #pragma once
 
+#include "Literals.h"
+
 #include <QStringList>
 #include <QTest>
 
@@ -22,7 +24,7 @@ void row(const char* name, const Values&... values)
 /** The lines of @p text as a list. */
 inline QStringList lines(const char* text)
 {
-    return QString::fromUtf8(text).split(QLatin1Char('\n'), Qt::SkipEmptyParts);
+    return QString::fromUtf8(text).split(u'\n', Qt::SkipEmptyParts);
 }
 
 } // namespace zk::test

@@ -68,7 +68,7 @@ ScriptedServer::ScriptedServer()
 
 QUrl ScriptedServer::url(const QByteArray& path) const
 {
-    return QUrl(QStringLiteral("http://127.0.0.1:%1").arg(m_port) + QString::fromUtf8(path));
+    return QUrl(u"http://127.0.0.1:%1"_s.arg(m_port) + QString::fromUtf8(path));
 }
 
 void ScriptedServer::read(QTcpSocket* socket)

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "Literals.h"
+
 #include <QHash>
 #include <QPointer>
 #include <QTcpServer>

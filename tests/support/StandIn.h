@@ -1,5 +1,7 @@
 #pragma once
 
+#include "Literals.h"
+
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
@@ -30,7 +32,7 @@ public:
     /** Whether a file called @p name is such a program's note, finished or not. */
     static bool isRecord(const QString& name)
     {
-        return name.endsWith(QLatin1String(".arguments")) || name.endsWith(QLatin1String(".part"));
+        return name.endsWith(u".arguments"_s) || name.endsWith(u".part"_s);
     }
 
     /** What the one at @p path was started with, itself first; waits for the start and the end. */
@@ -39,12 +41,12 @@ public:
         QFile file(recordOf(path));
         // That it exists is not enough: while it is being renamed, Windows lets nobody in.
         if (!QTest::qWaitFor([&file] { return file.open(QIODevice::ReadOnly); }, 20'000)) {
-            return {QStringLiteral("not started")};
+            return {u"not started"_s};
         }
         // Nor can its folder be removed before it has ended.
         QFile program(path);
         (void)QTest::qWaitFor([&program] { return program.open(QIODevice::ReadWrite); });
-        return QString::fromUtf8(file.readAll()).chopped(1).split(QLatin1Char('\n'));
+        return QString::fromUtf8(file.readAll()).chopped(1).split(u'\n');
     }
 
     static bool wasStarted(const QString& path) { return QFile::exists(recordOf(path)); }
@@ -53,7 +55,7 @@ public:
     [[nodiscard]] QStringList arguments() const { return arguments(m_path); }
 
 private:
-    static QString recordOf(const QString& path) { return path + QStringLiteral(".arguments"); }
+    static QString recordOf(const QString& path) { return path + u".arguments"_s; }
 
     QString m_path;
 };

@@ -48,16 +48,15 @@ private slots:
         stream.exceptions(std::ios_base::badbit | std::ios_base::failbit);
         const std::ios_base::fmtflags flags = stream.flags();
         Log::instance().setStream(Log::eError, &stream);
-        SOFTWAREUPDATE_LOG(Log::eError, "f", QStringLiteral("Prøve"));
+        SOFTWAREUPDATE_LOG(Log::eError, "f", u"Prøve"_s);
         buffer.str({});
-        SOFTWAREUPDATE_LOG(Log::eError, "zk::X::y", "a: ", QStringLiteral("b"), ' ', std::hex, 42);
+        SOFTWAREUPDATE_LOG(Log::eError, "zk::X::y", "a: ", u"b"_s, ' ', std::hex, 42);
         Log::instance().setStream(Log::eError, nullptr);
         QCOMPARE(buffer.flushes, 2); // or a crash would take the last lines with it
         QVERIFY(stream.good());
         QCOMPARE(stream.flags(), flags);
-        const QRegExp line(
-            QStringLiteral("\\d{4}-\\d\\d-\\d\\dT\\d\\d:\\d\\d:\\d\\d\\.\\d{3} ERROR 0x[0-9a-f]+ "
-                           "\\[zk::X::y\\] a: b 2a\n"));
+        const QRegExp line(u"\\d{4}-\\d\\d-\\d\\dT\\d\\d:\\d\\d:\\d\\d\\.\\d{3} ERROR 0x[0-9a-f]+ "
+                           "\\[zk::X::y\\] a: b 2a\n"_s);
         const QString text = QString::fromStdWString(buffer.str());
         QVERIFY2(line.exactMatch(text), qPrintable(text));
     }
@@ -68,7 +67,7 @@ private slots:
         const test::LogCapture log(Log::eWarning);
         SOFTWAREUPDATE_LOG(Log::eInfo, "f", ++built);
         SOFTWAREUPDATE_LOG(Log::eWarning, "f", ++built);
-        QCOMPARE(log.lines(Log::eWarning), QStringList{QStringLiteral("[f] 1")});
+        QCOMPARE(log.lines(Log::eWarning), QStringList{u"[f] 1"_s});
     }
 
     void splitsWords()
@@ -77,18 +76,17 @@ private slots:
             return StringUtils::splitStringSet(text, StringUtils::splitWords,
                                                QString::SplitBehavior(Qt::SkipEmptyParts));
         };
-        QCOMPARE(split(QStringLiteral(" de_DE, zh-Hans;\tfr|fr  ")),
-                 (QSet<QString>{QStringLiteral("de_DE"), QStringLiteral("zh-Hans"),
-                                QStringLiteral("fr")}));
+        QCOMPARE(split(u" de_DE, zh-Hans;\tfr|fr  "_s),
+                 (QSet<QString>{u"de_DE"_s, u"zh-Hans"_s, u"fr"_s}));
         for (ushort c = 1; c < 0xd800; ++c) { // the short cut for this expression agrees with it
-            const QString text = QStringLiteral("a%1b").arg(QChar(c));
+            const QString text = u"a%1b"_s.arg(QChar(c));
             QCOMPARE(split(text).size(), text.contains(StringUtils::splitWords) ? 2 : 1);
         }
     }
 
     void addsUpWhatFilesTake()
     {
-        QVERIFY(diskSpaceAt(QDir::tempPath() + QStringLiteral("/not/made yet")));
+        QVERIFY(diskSpaceAt(QDir::tempPath() + u"/not/made yet"_s));
         const DiskSpace threeBlocks{12'288, 4096};
         QVERIFY(!firstBeyond({1, 0, 4096, 4095}, threeBlocks));
         QCOMPARE(firstBeyond({1, 4096, 4097}, threeBlocks), std::optional<std::size_t>(2));
@@ -97,20 +95,19 @@ private slots:
     void erasesOnlyWhatIsNamed()
     {
         const QDir dir(FileUtils::createTempDir());
-        QVERIFY(dir.isEmpty() && dir.mkpath(QStringLiteral("tree/sub")));
-        const QString file = dir.filePath(QStringLiteral("tree/sub/file"));
+        QVERIFY(dir.isEmpty() && dir.mkpath(u"tree/sub"_s));
+        const QString file = dir.filePath(u"tree/sub/file"_s);
         test::writeFile(file, "x");
         const QString oldFolder = QDir::currentPath();
         QVERIFY(QDir::setCurrent(dir.path()));
-        for (const QString& path : {QString(), QStringLiteral("tree"), QDir::rootPath(),
-                                    dir.filePath(QStringLiteral("missing"))}) {
+        for (const QString& path :
+             {QString(), u"tree"_s, QDir::rootPath(), dir.filePath(u"missing"_s)}) {
             QVERIFY2(!FileUtils::erase(path), qPrintable(path));
         }
         QVERIFY(QDir::setCurrent(oldFolder));
 #ifdef Q_OS_UNIX
-        QVERIFY(QFile::link(dir.filePath(QStringLiteral("tree")),
-                            dir.path() + QStringLiteral("/link")));
-        QVERIFY(FileUtils::erase(dir.filePath(QStringLiteral("link"))));
+        QVERIFY(QFile::link(dir.filePath(u"tree"_s), dir.path() + u"/link"_s));
+        QVERIFY(FileUtils::erase(dir.filePath(u"link"_s)));
 #endif
         QVERIFY(QFile::exists(file));
         QVERIFY(FileUtils::erase(dir.path()) && !dir.exists());

@@ -152,7 +152,7 @@ private slots:
         QFETCH(QString, url);
         QFETCH(QString, text);
         QTEST(withoutCredentials(text, QUrl(url)), "written");
-        QVERIFY(!logText(QUrl(url)).contains(QLatin1String("me")));
+        QVERIFY(!logText(QUrl(url)).contains(u"me"_s));
     }
 
     void describesProgress()
@@ -160,19 +160,18 @@ private slots:
         constexpr qint64 mb = 1024LL * 1024;
         TransferProgress progress{QLocale(QLocale::English, QLocale::UnitedStates)};
         progress.update(0, 50 * mb, 0);
-        QCOMPARE(progress.text(), QStringLiteral("0 bytes / 50.0 MB"));
+        QCOMPARE(progress.text(), u"0 bytes / 50.0 MB"_s);
         progress.update(10 * mb, 50 * mb, 1000);
-        QCOMPARE(progress.text(), QStringLiteral("10.0 MB / 50.0 MB, 10.0 MB/s, 0:04"));
+        QCOMPARE(progress.text(), u"10.0 MB / 50.0 MB, 10.0 MB/s, 0:04"_s);
         // Smoothed, and the rest of a slow transfer has hours.
         progress.update(10 * mb + 1024, 50 * mb, 61000);
-        QVERIFY2(progress.text().endsWith(QStringLiteral(", 7.0 MB/s, 0:06")),
-                 qPrintable(progress.text()));
+        QVERIFY2(progress.text().endsWith(u", 7.0 MB/s, 0:06"_s), qPrintable(progress.text()));
         progress.update(0, 50000 * mb, 61000);
         progress.update(2 * mb, 50000 * mb, 62000);
-        QCOMPARE(progress.text(), QStringLiteral("2.0 MB / 48.8 GB, 2.0 MB/s, 6:56:39"));
+        QCOMPARE(progress.text(), u"2.0 MB / 48.8 GB, 2.0 MB/s, 6:56:39"_s);
         TransferProgress french{QLocale(QLocale::French, QLocale::France)};
         french.update(3 * mb / 2, 50 * mb, 0);
-        QCOMPARE(french.text(), QStringLiteral("1,5 Mo / 50,0 Mo"));
+        QCOMPARE(french.text(), u"1,5 Mo / 50,0 Mo"_s);
     }
 };
 

@@ -38,8 +38,7 @@ Contents contents(const QString& folder)
         const QString path = it.next();
         const QString name = path.mid(folder.size() + 1);
         const bool isFolder = it.fileInfo().isDir();
-        result.insert(isFolder ? name + QLatin1Char('/') : name,
-                      isFolder ? QByteArray() : readFile(path));
+        result.insert(isFolder ? name + u'/' : name, isFolder ? QByteArray() : readFile(path));
     }
     return result;
 }
@@ -110,10 +109,10 @@ private slots:
     void init()
     {
         m_temp = std::make_unique<QTemporaryDir>();
-        m_folder = m_temp->filePath(QStringLiteral("Prøve & 测试 dir"));
+        m_folder = m_temp->filePath(u"Prøve & 测试 dir"_s);
         QVERIFY(QDir().mkpath(m_folder));
-        m_zip = m_folder + QStringLiteral("/pakke 包.zip");
-        m_out = m_folder + QStringLiteral("/new/out");
+        m_zip = m_folder + u"/pakke 包.zip"_s;
+        m_out = m_folder + u"/new/out"_s;
         m_done.clear();
         m_failed.clear();
     }
@@ -124,7 +123,7 @@ private slots:
         const auto hostile = [](const char* title, const ZipItem& bad, const char* reason) {
             const QString name = QString::fromUtf8(bad.name).section(QChar(1), 0, 0);
             row(title, ZipBuilder().add("good/first.txt").add(bad).bytes(),
-                QStringList{QLatin1Char('\'') + name, QString::fromLatin1(reason)});
+                QStringList{u'\'' + name, QString::fromLatin1(reason)});
         };
         hostile("climbing name", item("../evil"), "leads out");
         hostile("control byte in code page 437", with(item("a\x01z"), &Z::flags, 0),
@@ -164,7 +163,7 @@ private slots:
         shared.compressedSize = shared.size;
         ZipBuilder bomb;
         bomb.add(shared).add(with(shared, &Z::name, "b"));
-        row("bytes of two entries", bomb.bytes(), QStringList(QStringLiteral("'b' shares its")));
+        row("bytes of two entries", bomb.bytes(), QStringList(u"'b' shares its"_s));
 
         ZipBuilder builder;
         const QByteArray whole = builder.add("first", noise(3000)).add("second").bytes();
@@ -177,12 +176,12 @@ private slots:
         for (int i = 0; i < 200'001; ++i) {
             crowd.add(item(QByteArray::number(i), "", false));
         }
-        row("200,001 entries", crowd.bytes(), QStringList(QStringLiteral("more than 200000")));
+        row("200,001 entries", crowd.bytes(), QStringList(u"more than 200000"_s));
         ZipBuilder wordy;
         for (int i = 0; i < 560; ++i) {
             wordy.add(item(QByteArray::number(i).leftJustified(60'000, 'x'), "", false));
         }
-        row("a directory of 33 MB", wordy.bytes(), QStringList(QStringLiteral("too large")));
+        row("a directory of 33 MB", wordy.bytes(), QStringList(u"too large"_s));
         builder.claimedEntries = 4'000'000'000;
         row("claims four thousand million entries", builder.bytes(), QStringList());
     }
@@ -195,12 +194,12 @@ private slots:
             extract();
             QFAIL("nothing was thrown");
         } catch (const IOException& error) {
-            complaint << QStringLiteral("pakke 包.zip");
+            complaint << u"pakke 包.zip"_s;
             for (const QString& part : qAsConst(complaint)) {
                 QVERIFY2(error.message().contains(part), error.what());
             }
         }
-        QCOMPARE(contents(m_folder).keys(), QStringList(QStringLiteral("pakke 包.zip")));
+        QCOMPARE(contents(m_folder).keys(), QStringList(u"pakke 包.zip"_s));
     }
 
     void checksTheSpaceBeforeItWrites()
@@ -217,8 +216,7 @@ private slots:
             extract();
             QFAIL("nothing was thrown");
         } catch (const IOException& error) {
-            QVERIFY2(error.message().contains(QStringLiteral("'large' does not fit")),
-                     error.what());
+            QVERIFY2(error.message().contains(u"'large' does not fit"_s), error.what());
         }
         QVERIFY(!QFile::exists(m_out));
     }
@@ -236,7 +234,7 @@ private slots:
                   "c:\nc:a\na:b\na/b:c\na\\b\nCON\nnul\nNUL.txt\na/Com1.tar.gz\nprn /b\naux .c\n"
                   "COM²\nlpt9\nconin$\na.\na /b\na./b\na\tb\na\x7f\na\xc2\x85\na*\na?b\na|b\n<b>\n"
                   "a\"")
-            << QString() << QString(2000, QLatin1Char('a')) << QStringLiteral("a/").repeated(200);
+            << QString() << QString(2000, u'a') << u"a/"_s.repeated(200);
         for (const QString& name : hostile) {
             QVERIFY2(!entryNameComplaint(name).isEmpty(), qPrintable(name));
         }
@@ -249,7 +247,7 @@ private slots:
         tool.extra = QByteArray("UT\x05\x00\x01\x78\x56\x34\x52", 9);
         ZipItem stored = with(item("stored", tool.data, false), &Z::unixMode, 0);
         stored.zip64 = true;
-        const QString deep = QString(230, QLatin1Char('d')) + QLatin1Char('/');
+        const QString deep = QString(230, u'd') + u'/';
         ZipBuilder builder;
         builder.zip64End = true;
         builder.add("./").add("empty/").add(tool).add("small").add(stored).add("./none", "");
@@ -258,19 +256,13 @@ private slots:
             .add(deep.toLatin1() + "file")
             .write(m_zip);
         QCOMPARE(extract(), qint64(10'000'012));
-        const Contents expected{{QStringLiteral("bin/"), {}},
-                                {QStringLiteral("bin/tool"), tool.data},
-                                {QStringLiteral("empty/"), {}},
-                                {QStringLiteral("none"), {}},
-                                {QStringLiteral("small"), "data"},
-                                {QStringLiteral("stored"), tool.data},
-                                {QStringLiteral("Pr¢ve"), "evil"},
-                                {QStringLiteral("测试"), {}},
-                                {deep, {}},
-                                {deep + QStringLiteral("file"), "data"}};
+        const Contents expected{
+            {u"bin/"_s, {}},      {u"bin/tool"_s, tool.data}, {u"empty/"_s, {}},    {u"none"_s, {}},
+            {u"small"_s, "data"}, {u"stored"_s, tool.data},   {u"Pr¢ve"_s, "evil"}, {u"测试"_s, {}},
+            {deep, {}},           {deep + u"file"_s, "data"}};
         QVERIFY(contents(m_out) == expected);
-        const QFileInfo toolInfo(m_out + QStringLiteral("/bin/tool"));
-        const QFileInfo storedInfo(m_out + QStringLiteral("/stored"));
+        const QFileInfo toolInfo(m_out + u"/bin/tool"_s);
+        const QFileInfo storedInfo(m_out + u"/stored"_s);
         QCOMPARE(toolInfo.lastModified().toSecsSinceEpoch(), qint64(0x52345678));
         QCOMPARE(storedInfo.lastModified(), QDateTime(QDate(2022, 1, 1), QTime(12, 0)));
 #ifdef Q_OS_UNIX
@@ -280,13 +272,13 @@ private slots:
 
     void selectsAndStripsEntries()
     {
-        const QRegExp texts(QStringLiteral("*.txt"), Qt::CaseSensitive, QRegExp::Wildcard);
+        const QRegExp texts(u"*.txt"_s, Qt::CaseSensitive, QRegExp::Wildcard);
         ZipBuilder().add("app/a.txt", "aa").add("app/b.dll").add("c.txt", "cc").write(m_zip);
         QCOMPARE(extract(false, "app/", texts), qint64(4));
         QCOMPARE(contents(m_out).keys(), lines("a.txt\nc.txt"));
-        QCOMPARE(extract(false, "", QRegExp(QStringLiteral("txt"))), qint64(0)); // a part of names
+        QCOMPARE(extract(false, "", QRegExp(u"txt"_s)), qint64(0)); // a part of names
 
-        m_out += QStringLiteral("/more");
+        m_out += u"/more"_s;
         ZipBuilder().add("x/y").add("y").write(m_zip);
         for (const char* prefix : {"x", "x/"}) { // leave "/y" and two "y"
             QVERIFY_EXCEPTION_THROWN(extract(true, prefix), IOException);
@@ -298,8 +290,8 @@ private slots:
     {
         ZipBuilder builder;
         builder.add("old", "2").add("made/file").add("kept/file").write(m_zip);
-        QVERIFY(QDir().mkpath(m_out + QStringLiteral("/kept")));
-        writeFile(m_out + QStringLiteral("/old"), "precious");
+        QVERIFY(QDir().mkpath(m_out + u"/kept"_s));
+        writeFile(m_out + u"/old"_s, "precious");
         const Contents before = contents(m_out);
         QVERIFY_EXCEPTION_THROWN(extract(false), IOException);
         QCOMPARE(contents(m_out), before);
@@ -308,12 +300,11 @@ private slots:
         QCOMPARE(contents(m_out), before);
         builder.write(m_zip);
         extract();
-        QCOMPARE(readFile(m_out + QStringLiteral("/old")), QByteArray("2"));
+        QCOMPARE(readFile(m_out + u"/old"_s), QByteArray("2"));
 #ifdef Q_OS_UNIX
-        const QString outside = m_folder + QStringLiteral("/outside");
-        QVERIFY(QDir().mkpath(outside) &&
-                QDir(m_out + QStringLiteral("/made")).removeRecursively());
-        QVERIFY(QFile::link(outside, m_out + QStringLiteral("/made")));
+        const QString outside = m_folder + u"/outside"_s;
+        QVERIFY(QDir().mkpath(outside) && QDir(m_out + u"/made"_s).removeRecursively());
+        QVERIFY(QFile::link(outside, m_out + u"/made"_s));
         QVERIFY_EXCEPTION_THROWN(extract(), IOException);
         QVERIFY(QDir(outside).isEmpty());
 #endif
@@ -339,7 +330,7 @@ private slots:
             QVERIFY(isWhole ? steps == QVector<qint64>({4, 65536, 65536, 65536, 3392, 0})
                             : told >= limit);
             QVERIFY(reader.isComplete() == isWhole && reader.isAborted() != isWhole);
-            QCOMPARE(QFile::exists(m_folder + QStringLiteral("/new")), isWhole);
+            QCOMPARE(QFile::exists(m_folder + u"/new"_s), isWhole);
         }
     }
 
@@ -371,29 +362,28 @@ private slots:
     void agreesWithOtherTools()
     {
         QFETCH(QString, command);
-        const QString tool = command.section(QLatin1Char(' '), 0, 0);
+        const QString tool = command.section(u' ', 0, 0);
         if (QStandardPaths::findExecutable(tool).isEmpty() ||
-            QStandardPaths::findExecutable(QStringLiteral("unzip")).isEmpty()) {
+            QStandardPaths::findExecutable(u"unzip"_s).isEmpty()) {
             QTest::qSkip("not installed", __FILE__, __LINE__); // clang misses QSKIP's arguments
             return;
         }
-        const QDir tree(m_folder + QStringLiteral("/tree"));
-        QVERIFY(tree.mkpath(QStringLiteral("sub folder/测试")) &&
-                tree.mkpath(QStringLiteral("empty")));
-        writeFile(tree.filePath(QStringLiteral("sub folder/测试/ø.bin")), noise(100'000));
-        writeFile(tree.filePath(QStringLiteral("text.txt")), QByteArray("text ").repeated(50'000));
-        writeFile(tree.filePath(QStringLiteral("none")), {});
-        m_zip = m_folder + QStringLiteral("/tools.zip");
+        const QDir tree(m_folder + u"/tree"_s);
+        QVERIFY(tree.mkpath(u"sub folder/测试"_s) && tree.mkpath(u"empty"_s));
+        writeFile(tree.filePath(u"sub folder/测试/ø.bin"_s), noise(100'000));
+        writeFile(tree.filePath(u"text.txt"_s), QByteArray("text ").repeated(50'000));
+        writeFile(tree.filePath(u"none"_s), {});
+        m_zip = m_folder + u"/tools.zip"_s;
         QProcess process;
         process.setWorkingDirectory(tree.path());
         const auto run = [&process](const QString& line) {
-            process.start(QStringLiteral("sh"), {QStringLiteral("-c"), line});
+            process.start(u"sh"_s, {u"-c"_s, line});
             return process.waitForFinished() && process.exitCode() == 0;
         };
         QVERIFY(run(command));
         extract();
-        QVERIFY(run(QStringLiteral("unzip -q ../tools.zip -d ../unzipped")));
-        QCOMPARE(contents(m_out), contents(m_folder + QStringLiteral("/unzipped")));
+        QVERIFY(run(u"unzip -q ../tools.zip -d ../unzipped"_s));
+        QCOMPARE(contents(m_out), contents(m_folder + u"/unzipped"_s));
         QCOMPARE(contents(m_out), contents(tree.path()));
     }
 
@@ -405,13 +395,12 @@ private slots:
         connect(
             unzipper, &Unzipper::unzippingDone, this,
             [this, unzipper] {
-                m_done << (QThread::currentThread() == thread() ? QStringLiteral("here")
-                                                                : QString());
+                m_done << (QThread::currentThread() == thread() ? u"here"_s : QString());
                 unzipper->cancel(); // too late to change anything
                 delete unzipper;
             },
             Qt::DirectConnection);
-        QTRY_COMPARE(m_done, QStringList() << m_out << QStringLiteral("here"));
+        QTRY_COMPARE(m_done, QStringList() << m_out << u"here"_s);
         QCoreApplication::processEvents();
         QCOMPARE(m_done.size() + m_failed.size(), 2);
         QVERIFY(QFile::exists(m_zip));
@@ -430,7 +419,7 @@ private slots:
             QTRY_COMPARE(m_done.size(), isGood ? 1 : 0);
             QVERIFY(QFile::exists(m_out) == isGood && QFile::exists(m_zip) != isGood);
         }
-        QVERIFY2(m_failed[0].contains(QStringLiteral("'../evil")), qPrintable(m_failed[0]));
+        QVERIFY2(m_failed[0].contains(u"'../evil"_s), qPrintable(m_failed[0]));
     }
 
     void staysSilentWhenDestroyed()
@@ -441,7 +430,7 @@ private slots:
         unzipper.reset();
         QVERIFY(QFile::exists(m_out));
         writeManyEntries(20'000);
-        m_out += QStringLiteral("/large");
+        m_out += u"/large"_s;
         unzipper = makeUnzipper();
         // No event loop: the work must not get far.
         while (!QFile::exists(m_out) && unzipper->isRunning()) {
@@ -454,7 +443,7 @@ private slots:
         QCOMPARE(m_done + m_failed, QStringList());
         unzipper = makeUnzipper();
         unzipper->cancel();
-        QTRY_COMPARE(m_failed.filter(QStringLiteral("cancelled")).size(), 1);
+        QTRY_COMPARE(m_failed.filter(u"cancelled"_s).size(), 1);
         QVERIFY(m_done.isEmpty() && !QFile::exists(m_out) && QFile::exists(m_zip));
     }
 };

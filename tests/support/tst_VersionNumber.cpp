@@ -24,7 +24,7 @@ private slots:
             "10.0.00000000000000000000001\n99999999999999999999998\n99999999999999999999999");
         QVector<QPair<int, QString>> all;
         for (int age = 0; age < ascending.size(); ++age) {
-            const QStringList equal = ascending[age].split(QLatin1Char('|'));
+            const QStringList equal = ascending[age].split(u'|');
             for (const QString& text : equal) {
                 all.append({age, text});
             }
@@ -33,7 +33,7 @@ private slots:
             for (const auto& [ageOfB, b] : qAsConst(all)) {
                 QVERIFY2((version(a) < version(b)) == (ageOfA < ageOfB) &&
                              (version(a) == version(b)) == (ageOfA == ageOfB),
-                         qPrintable(a + QStringLiteral(" | ") + b));
+                         qPrintable(a + u" | "_s + b));
             }
         }
     }
@@ -45,19 +45,19 @@ private slots:
                             "v4.3.1.778-beta.2+b5|v4.3.1.778-beta.2+b5|4.3.1-beta.2\n4.3 RC 2 "
                             "+x|4.3 RC 2 +x|4.3 RC 2");
         for (const QString& form : forms) { // as given, in full, in brief
-            const VersionNumber given = version(form.section(QLatin1Char('|'), 0, 0));
+            const VersionNumber given = version(form.section(u'|', 0, 0));
             QCOMPARE(QString::fromStdWString(given.toString() + L'|' + given.toShortVersion()),
-                     form.section(QLatin1Char('|'), 1));
+                     form.section(u'|', 1));
         }
     }
 
     void longTextsCostLittle()
     {
         // A server may send anything; a quadratic walk would take minutes here.
-        const QString dotted = QStringLiteral("1.").repeated(1000000);
-        const QString labels = QStringLiteral("1-") + QStringLiteral("a.1.").repeated(500000);
-        QVERIFY(version(dotted) < version(dotted + QStringLiteral("2")));
-        QVERIFY(version(labels) < version(labels + QStringLiteral("b")));
+        const QString dotted = u"1."_s.repeated(1000000);
+        const QString labels = u"1-"_s + u"a.1."_s.repeated(500000);
+        QVERIFY(version(dotted) < version(dotted + u"2"_s));
+        QVERIFY(version(labels) < version(labels + u"b"_s));
     }
 };
 

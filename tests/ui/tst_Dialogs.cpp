@@ -46,7 +46,7 @@ QString tabStops(QWidget& window, QWidget* first)
         }
         QTest::keyClick(window.focusWidget(), Qt::Key_Tab);
     }
-    return names.join(QLatin1Char(' '));
+    return names.join(u' ');
 }
 
 /** What @p spy was told last, in order. */
@@ -58,7 +58,7 @@ QString rows(const QSignalSpy& spy)
         result << QString::number(row);
     }
     result.sort();
-    return result.join(QLatin1Char(' '));
+    return result.join(u' ');
 }
 
 /** The list of updates with three rows and a comment, shown, and what it announces. */
@@ -67,7 +67,7 @@ struct Updates
     Updates()
     {
         dialog.setTableEntries({row, row, row});
-        dialog.setCommentText(QStringLiteral("<b>bold</b> &amp; plain"));
+        dialog.setCommentText(u"<b>bold</b> &amp; plain"_s);
         dialog.show();
     }
     void click(int rowIndex, Qt::KeyboardModifiers modifiers = Qt::NoModifier) const
@@ -79,8 +79,7 @@ struct Updates
     QString selected()
     {
         child<QPushButton>(dialog, "installPushButton")->click();
-        return QStringLiteral("%1 -> %2")
-            .arg(rows(selections), installs.takeLast().constFirst().toString());
+        return u"%1 -> %2"_s.arg(rows(selections), installs.takeLast().constFirst().toString());
     }
 
     const QStringList row = test::lines("a\nexe\n12 MB");
@@ -125,16 +124,14 @@ private slots:
             settings.lastCheck = lastCheck;
             widget.setSettings(settings);
             settings = widget.getSettings();
-            return QStringLiteral("%1 %2, %3 %4")
-                .arg(!child(widget, "currentVersionLabel")->isHidden())
+            return u"%1 %2, %3 %4"_s.arg(!child(widget, "currentVersionLabel")->isHidden())
                 .arg(settings.currentVersion)
                 .arg(!child(widget, "lastCheckLabel")->isHidden())
                 .arg(settings.lastCheck);
         };
-        QCOMPARE(shown(QStringLiteral("4.3"), QStringLiteral("today")),
-                 QStringLiteral("1 4.3, 1 today"));
-        QCOMPARE(shown({}, {}), QStringLiteral("0 4.3, 0 today")); // null keeps the texts
-        QCOMPARE(shown(QLatin1String(""), QLatin1String("")), QStringLiteral("1 , 0 today"));
+        QCOMPARE(shown(u"4.3"_s, u"today"_s), u"1 4.3, 1 today"_s);
+        QCOMPARE(shown({}, {}), u"0 4.3, 0 today"_s); // null keeps the texts
+        QCOMPARE(shown(u""_s, u""_s), u"1 , 0 today"_s);
     }
 
     void keepsUnknownIntervals()
@@ -177,12 +174,11 @@ private slots:
         connect(dialog.updateWidget(), &SoftwareUpdateWidget::applySettings, this,
                 [&](const SoftwareUpdateWidgetSettings& settings) {
                     QVERIFY(dialog.isVisible());
-                    order << QStringLiteral("apply ") + settings.updateServerUrl;
+                    order << u"apply "_s + settings.updateServerUrl;
                 });
         connect(&dialog, &QDialog::finished, this, [&](int how) { order << QString::number(how); });
         dialog.show();
-        child<QLineEdit>(dialog, "updateServerLineEdit")
-            ->setText(QStringLiteral(" http://h/a b?c=%zz\t"));
+        child<QLineEdit>(dialog, "updateServerLineEdit")->setText(u" http://h/a b?c=%zz\t"_s);
         child<QPushButton>(dialog, "updatePushButton")->click();
         child<QDialogButtonBox>(dialog, "buttonBox")->button(QDialogButtonBox::Cancel)->click();
         dialog.show();
@@ -194,12 +190,11 @@ private slots:
     void fillsTheTableAnew()
     {
         const QStringList row = test::lines("a\nb\nc");
-        const QString record =
-            QStringLiteral("[zk::SoftwareUpdateAvailableDialog::setTableEntries] "
-                           "SoftwareUpdateAvailableDialog::setTableEntries() -> "
-                           "no table entries set!");
+        const QString record = u"[zk::SoftwareUpdateAvailableDialog::setTableEntries] "
+                               "SoftwareUpdateAvailableDialog::setTableEntries() -> "
+                               "no table entries set!"_s;
         for (const QList<QStringList>& entries :
-             {{row, row + row, {QStringLiteral("w")}}, QList<QStringList>()}) {
+             {{row, row + row, {u"w"_s}}, QList<QStringList>()}) {
             Updates u;
             u.dialog.setTableHeaders(u.row);
             u.click(1);
@@ -215,37 +210,37 @@ private slots:
             QVERIFY(!u.table->item(2, 1));
             QVERIFY(!u.table->horizontalHeaderItem(0)); // the client sets them anew
             QVERIFY(!u.table->isRowHidden(0) && u.comment->isHidden());
-            QCOMPARE(u.selected(), QStringLiteral(" -> -1"));
+            QCOMPARE(u.selected(), u" -> -1"_s);
         }
     }
 
     void installsWhatIsSelected()
     {
         Updates u;
-        QCOMPARE(u.selected(), QStringLiteral(" -> -1"));
+        QCOMPARE(u.selected(), u" -> -1"_s);
         u.click(0);
         QCOMPARE(u.selections.count(), 1);
-        QCOMPARE(u.selected(), QStringLiteral("0 -> 0"));
+        QCOMPARE(u.selected(), u"0 -> 0"_s);
         u.click(1, Qt::ControlModifier);
-        QCOMPARE(u.selected(), QStringLiteral("0 1 -> 1")); // the current one
+        QCOMPARE(u.selected(), u"0 1 -> 1"_s); // the current one
         const QSignalSpy downloads(&u.dialog, &SoftwareUpdateAvailableDialog::downloadUrls);
         const QSignalSpy notes(&u.dialog, &SoftwareUpdateAvailableDialog::downloadReleaseNotes);
         child<QPushButton>(u.dialog, "downloadPushButton")->click();
         child<QPushButton>(u.dialog, "releaseNotesPushButton")->click();
         for (const QSignalSpy* spy : {&downloads, &notes}) {
             QCOMPARE(spy->count(), 1);
-            QCOMPARE(rows(*spy), QStringLiteral("0 1"));
+            QCOMPARE(rows(*spy), u"0 1"_s);
         }
         u.click(1, Qt::ControlModifier);
-        QCOMPARE(u.selected(), QStringLiteral("0 -> 0"));
+        QCOMPARE(u.selected(), u"0 -> 0"_s);
         QTest::keyClick(u.table, Qt::Key_Down, Qt::ControlModifier); // moves the current row alone
         QCOMPARE(u.table->currentRow(), 1);
-        QCOMPARE(u.selected(), QStringLiteral("0 -> 0"));
+        QCOMPARE(u.selected(), u"0 -> 0"_s);
         u.click(0, Qt::ControlModifier);
-        QCOMPARE(u.selected(), QStringLiteral(" -> -1"));
+        QCOMPARE(u.selected(), u" -> -1"_s);
         u.table->selectAll();
         u.click(1, Qt::ControlModifier);
-        QCOMPARE(u.selected(), QStringLiteral("0 2 -> -1"));
+        QCOMPARE(u.selected(), u"0 2 -> -1"_s);
     }
 
     void hidesRows()
@@ -257,12 +252,12 @@ private slots:
         QVERIFY(u.table->isRowHidden(0) && !u.table->isRowHidden(1) && u.table->isRowHidden(2));
         u.dialog.setHiddenEntries({0, 2}); // the same rows: announces nothing
         QCOMPARE(u.selections.count(), 1);
-        QCOMPARE(rows(u.selections), QStringLiteral("1"));
+        QCOMPARE(rows(u.selections), u"1"_s);
         u.selections.clear();
         u.dialog.setHiddenEntries({1});
         QVERIFY(!u.table->isRowHidden(0) && u.table->isRowHidden(1) && !u.table->isRowHidden(2));
         QCOMPARE(u.selections.count(), 1);
-        QCOMPARE(u.selected(), QStringLiteral(" -> -1"));
+        QCOMPARE(u.selected(), u" -> -1"_s);
     }
 
     void selectsVisibleRowsOnly()
@@ -271,21 +266,21 @@ private slots:
         u.dialog.setHiddenEntries({1});
         QTest::keyClick(u.table, Qt::Key_A, Qt::ControlModifier);
         u.dialog.setHiddenEntries({});
-        QCOMPARE(rows(u.selections), QStringLiteral("0 2"));
+        QCOMPARE(rows(u.selections), u"0 2"_s);
         u.dialog.setHiddenEntries({1});
         u.click(0);
         u.click(2, Qt::ShiftModifier); // a range across the hidden row
         u.dialog.setHiddenEntries({});
-        QCOMPARE(rows(u.selections), QStringLiteral("0 2"));
+        QCOMPARE(rows(u.selections), u"0 2"_s);
     }
 
     void boundsWhateverTextArrives_data()
     {
         test::columns<QString>("text");
-        const QString image = QStringLiteral("<img src=\"file://host/share/x.png\">");
-        test::row("one word", image + QString(200000, QLatin1Char('W')));
-        test::row("words", image + QStringLiteral("word ").repeated(40000));
-        test::row("lines", image + QStringLiteral("line\n").repeated(40000));
+        const QString image = u"<img src=\"file://host/share/x.png\">"_s;
+        test::row("one word", image + QString(200000, u'W'));
+        test::row("words", image + u"word "_s.repeated(40000));
+        test::row("lines", image + u"line\n"_s.repeated(40000));
     }
     void boundsWhateverTextArrives()
     {
@@ -302,7 +297,7 @@ private slots:
             QCoreApplication::processEvents(); // until the layouts have settled
             return settings.size();
         };
-        const QSize usual = sizeWith(QStringLiteral("4.3"), QStringLiteral("Wednesday, 4 March"));
+        const QSize usual = sizeWith(u"4.3"_s, u"Wednesday, 4 March"_s);
         const QSize large = sizeWith(text, text);
         QCOMPARE(large.width(), usual.width());
         QVERIFY2(large.height() < usual.height() + 12 * settings.fontMetrics().lineSpacing(),
@@ -323,8 +318,8 @@ private slots:
                 ++whole;
                 QCOMPARE(label->textFormat(), Qt::PlainText);
                 const QString tip = label->toolTip();
-                QVERIFY(tip.contains(QLatin1String("&lt;img src")) &&
-                        !tip.contains(QLatin1String("<img")) && tip.size() < 20000);
+                QVERIFY(tip.contains(u"&lt;img src"_s) && !tip.contains(u"<img"_s) &&
+                        tip.size() < 20000);
             }
         }
         QCOMPARE(whole, 3);
@@ -334,28 +329,28 @@ private slots:
     void showsNoReversedNames()
     {
         Updates u;
-        const QString name = QStringLiteral("a\u202egpj.exe\u2069");
+        const QString name = u"a\u202egpj.exe\u2069"_s;
         u.dialog.setTableEntries({{name}});
-        QCOMPARE(u.table->item(0, 0)->text(), QStringLiteral("agpj.exe"));
+        QCOMPARE(u.table->item(0, 0)->text(), u"agpj.exe"_s);
         // A label paints the same with and without them.
         SoftwareUpdateWidget widget(nullptr);
         auto* const label = child<QLabel>(widget, "updateNotificationLabel");
         widget.setMessage(name);
         QCOMPARE(label->text(), name);
         const QImage with = label->grab().toImage();
-        widget.setMessage(QStringLiteral("agpj.exe"));
+        widget.setMessage(u"agpj.exe"_s);
         QCOMPARE(label->grab().toImage(), with);
     }
 
     void showsCommentsAndLeavesTheirLinksToTheHost()
     {
         Updates u;
-        QCOMPARE(u.comment->toPlainText(), QStringLiteral("bold & plain"));
-        u.dialog.setCommentText(QLatin1String(""));
+        QCOMPARE(u.comment->toPlainText(), u"bold & plain"_s);
+        u.dialog.setCommentText(u""_s);
         QVERIFY(u.comment->isHidden());
         const QSignalSpy links(&u.dialog, &SoftwareUpdateAvailableDialog::linkActivated);
         const QUrl file = QUrl::fromLocalFile(QCoreApplication::applicationFilePath());
-        u.dialog.setCommentText(QStringLiteral("<a href=\"%1\">notes</a>").arg(file.toString()));
+        u.dialog.setCommentText(u"<a href=\"%1\">notes</a>"_s.arg(file.toString()));
         QVERIFY(u.comment->isVisible());
         QVERIFY(QTest::qWaitForWindowActive(&u.dialog));
         u.comment->setFocus(Qt::TabFocusReason);
@@ -363,7 +358,7 @@ private slots:
         QTest::keyClick(u.comment, Qt::Key_Return);
         QCOMPARE(links.count(), 1);
         QCOMPARE(links[0][0].toUrl(), file);
-        QCOMPARE(u.comment->toPlainText(), QStringLiteral("notes"));
+        QCOMPARE(u.comment->toPlainText(), u"notes"_s);
     }
 
     void reportsTheWishForAllLanguages()
@@ -399,29 +394,27 @@ private slots:
         Updates u;
         QVERIFY(QTest::qWaitForWindowActive(&u.dialog));
         QCOMPARE(tabStops(u.dialog, u.table),
-                 QStringLiteral("tableWidget commentText showAllLanguagesCheckBox "
-                                "releaseNotesPushButton downloadPushButton installPushButton "
-                                "zkLinkLabel updateSettingsPushButton"));
+                 u"tableWidget commentText showAllLanguagesCheckBox releaseNotesPushButton "
+                 "downloadPushButton installPushButton zkLinkLabel updateSettingsPushButton"_s);
         QCOMPARE(child<QLabel>(u.dialog, "label_3")->buddy(), u.table);
         SoftwareUpdateDialog settings(nullptr, Qt::Dialog);
         settings.show();
         QVERIFY(QTest::qWaitForWindowActive(&settings));
         const QString stops = tabStops(settings, child(settings, "updatePushButton"));
-        QVERIFY2(stops.startsWith(QStringLiteral("updatePushButton updateCheckBox updateComboBox")),
+        QVERIFY2(stops.startsWith(u"updatePushButton updateCheckBox updateComboBox"_s),
                  qPrintable(stops));
     }
 
     void namesWhatScreenReadersMeet()
     {
         const SoftwareUpdateWidget widget(nullptr);
-        QCOMPARE(spokenName(widget, "progressBar"), QStringLiteral("Check for updates:"));
-        QCOMPARE(spokenName(widget, "updateServerLineEdit"), QStringLiteral("Update server URL:"));
+        QCOMPARE(spokenName(widget, "progressBar"), u"Check for updates:"_s);
+        QCOMPARE(spokenName(widget, "updateServerLineEdit"), u"Update server URL:"_s);
         // On Unix the name of a combo box is its value; Windows' screen readers are told this one.
-        QCOMPARE(child(widget, "updateComboBox")->accessibleName(),
-                 QStringLiteral("Check for updates:"));
+        QCOMPARE(child(widget, "updateComboBox")->accessibleName(), u"Check for updates:"_s);
         const Updates u;
-        QCOMPARE(spokenName(u.dialog, "tableWidget"), QStringLiteral("Select Packages from List:"));
-        QCOMPARE(spokenName(u.dialog, "commentText"), QStringLiteral("Update Available"));
+        QCOMPARE(spokenName(u.dialog, "tableWidget"), u"Select Packages from List:"_s);
+        QCOMPARE(spokenName(u.dialog, "commentText"), u"Update Available"_s);
     }
 };
 

@@ -17,7 +17,7 @@ using Texts = QMap<ContextAndText, QString>;
 
 QString cataloguePath(const QString& language)
 {
-    return QStringLiteral(":/Translations/SoftwareUpdateClient_%1.qm").arg(language);
+    return u":/Translations/SoftwareUpdateClient_%1.qm"_s.arg(language);
 }
 
 /** Adds the texts of a form that uic will mark for translation, or those of a .ts file. */
@@ -32,15 +32,15 @@ void collect(const QString& name, Texts& result)
             continue;
         }
         const QString element = xml.name().toString();
-        const bool isKept = xml.attributes().value(QLatin1String("notr")) != QLatin1String("true");
-        if (element == QLatin1String("class") || element == QLatin1String("name")) {
+        const bool isKept = xml.attributes().value(u"notr"_s) != u"true"_s;
+        if (element == u"class"_s || element == u"name"_s) {
             last.first = xml.readElementText();
-        } else if (element == QLatin1String("source") || element == QLatin1String("string")) {
+        } else if (element == u"source"_s || element == u"string"_s) {
             last.second = xml.readElementText();
             if (isKept && !last.second.isEmpty()) {
                 result.insert(last, QString());
             }
-        } else if (element == QLatin1String("translation")) {
+        } else if (element == u"translation"_s) {
             result[last] = xml.readElementText();
         }
     }
@@ -49,7 +49,7 @@ void collect(const QString& name, Texts& result)
 /** The text as it is built in: the sources have a mark in the maker's place. */
 QString withHost(QString text)
 {
-    return text.replace(QStringLiteral("@SOFTWAREUPDATE_MAKER_HOST@"),
+    return text.replace(u"@SOFTWAREUPDATE_MAKER_HOST@"_s,
                         QStringLiteral(SOFTWAREUPDATE_MAKER_HOST));
 }
 
@@ -80,7 +80,7 @@ private slots:
         QCryptographicHash hash(QCryptographicHash::Sha1);
         Texts forms;
         Texts texts;
-        collect(QStringLiteral("translations/SoftwareUpdateClient_%1.ts").arg(language), texts);
+        collect(u"translations/SoftwareUpdateClient_%1.ts"_s.arg(language), texts);
         QCOMPARE(texts.size(), 49);
         for (auto text = texts.cbegin(); text != texts.cend(); ++text) {
             const QByteArray context = text.key().first.toUtf8();
@@ -112,17 +112,17 @@ private slots:
     {
         const auto daily = [](const char* locale) {
             SoftwareUpdateTranslator translator;
-            const bool isFrench = translator.load(QLocale(QStringLiteral("fr"))); // to be forgotten
+            const bool isFrench = translator.load(QLocale(u"fr"_s)); // to be forgotten
             const bool isLoaded = translator.load(QLocale(QLatin1String(locale)));
             const QString text = translator.translate("SoftwareUpdateGui", "Daily");
-            return isFrench && isLoaded != text.isEmpty() ? text : QStringLiteral("wrong");
+            return isFrench && isLoaded != text.isEmpty() ? text : u"wrong"_s;
         };
-        QCOMPARE(daily("de_AT"), QStringLiteral("Täglich"));
-        QCOMPARE(daily("fr_CA"), QStringLiteral("Tous les jours"));
+        QCOMPARE(daily("de_AT"), u"Täglich"_s);
+        QCOMPARE(daily("fr_CA"), u"Tous les jours"_s);
         QCOMPARE(daily("en_US") + daily("it") + daily("C"), QString());
 #ifdef Q_OS_UNIX
         // The user's first language that there is counts, be it the one of the sources.
-        QVERIFY(QLocale::system().uiLanguages().contains(QStringLiteral("de")));
+        QVERIFY(QLocale::system().uiLanguages().contains(u"de"_s));
         QVERIFY(!SoftwareUpdateTranslator().load(QLocale::system()));
 #endif
     }

@@ -30,12 +30,12 @@ void write(const QString& path, const QByteArray& contents)
 } // namespace
 
 InstallerRig::InstallerRig()
-    : m_dir(placeForFiles() + QStringLiteral("/installer-XXXXXX"))
+    : m_dir(placeForFiles() + u"/installer-XXXXXX"_s)
 {
-    QFile::copy(QStringLiteral(REAL_INSTALLER), root() + QStringLiteral("/real"));
-    QFile::copy(QStringLiteral(FAULTY_INSTALLER), root() + QStringLiteral("/faulty"));
+    QFile::copy(QStringLiteral(REAL_INSTALLER), root() + u"/real"_s);
+    QFile::copy(QStringLiteral(FAULTY_INSTALLER), root() + u"/faulty"_s);
     for (const char* const version : {"old", "new", "third", "broken"}) {
-        const QString tree = root() + QStringLiteral("/trees/") + QString::fromLatin1(version);
+        const QString tree = root() + u"/trees/"_s + QString::fromLatin1(version);
         makeTree(tree, version);
         m_versions[contentsOf(tree)] = version;
     }
@@ -49,34 +49,33 @@ void InstallerRig::reset() const
     while (!QDir(parent()).removeRecursively() && !waiting.hasExpired(5000)) {
         QThread::msleep(20);
     }
-    QDir(root() + QStringLiteral("/tmp")).removeRecursively();
+    QDir(root() + u"/tmp"_s).removeRecursively();
     makeTree(application(), "old");
     QDir().mkpath(QFileInfo(unpacked()).path());
 }
 
 QString InstallerRig::workFolder() const
 {
-    return application() + QStringLiteral(".UpdateInstaller");
+    return application() + u".UpdateInstaller"_s;
 }
 
 void InstallerRig::makeTree(const QString& folder, const QByteArray& version)
 {
-    QDir().mkpath(folder + QStringLiteral("/lib/deep"));
-    QDir().mkpath(folder + QStringLiteral("/empty"));
-    const QString executable = folder + QStringLiteral("/camera desk");
+    QDir().mkpath(folder + u"/lib/deep"_s);
+    QDir().mkpath(folder + u"/empty"_s);
+    const QString executable = folder + u"/camera desk"_s;
     write(executable, program(version));
     QFile::setPermissions(executable, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
-    write(folder + QStringLiteral("/read me"), version + " text");
-    write(folder + QStringLiteral("/lib/libä.so"), version + " library");
-    const QString data = folder + QStringLiteral("/lib/deep/read only");
+    write(folder + u"/read me"_s, version + " text");
+    write(folder + u"/lib/libä.so"_s, version + " library");
+    const QString data = folder + u"/lib/deep/read only"_s;
     QFile::setPermissions(data, readOnly | QFile::WriteOwner);
     write(data, version + " data");
     QFile::setPermissions(data, readOnly);
 #ifndef Q_OS_WIN
-    QFile::setPermissions(folder + QStringLiteral("/lib/deep"),
+    QFile::setPermissions(folder + u"/lib/deep"_s,
                           readOnly | QFile::ExeGroup | QFile::WriteOwner | QFile::ExeOwner);
-    QFile::link(QStringLiteral("lib/") + QString::fromLatin1(version),
-                folder + QStringLiteral("/link"));
+    QFile::link(u"lib/"_s + QString::fromLatin1(version), folder + u"/link"_s);
 #endif
 }
 
@@ -89,19 +88,18 @@ QByteArray InstallerRig::contentsOf(const QString& folder)
         const QFileInfo info = entries.fileInfo();
         QString line = path.mid(folder.size());
         if (info.isSymLink()) {
-            line += QStringLiteral(" -> ") + info.symLinkTarget().midRef(folder.size());
+            line += u" -> "_s + info.symLinkTarget().midRef(folder.size());
         } else {
-            line += QStringLiteral(" %1").arg(int(info.permissions()), 0, 16);
+            line += u" %1"_s.arg(int(info.permissions()), 0, 16);
         }
         if (info.isFile()) {
-            line += QStringLiteral(" %1 %2")
-                        .arg(info.lastModified().toMSecsSinceEpoch())
+            line += u" %1 %2"_s.arg(info.lastModified().toMSecsSinceEpoch())
                         .arg(QString::fromLatin1(zk::test::readFile(path).toHex()));
         }
         lines << line;
     }
     lines.sort();
-    return lines.join(QLatin1Char('\n')).toUtf8();
+    return lines.join(u'\n').toUtf8();
 }
 
 QByteArray InstallerRig::treeIn(const QString& folder) const
@@ -112,8 +110,7 @@ QByteArray InstallerRig::treeIn(const QString& folder) const
 QStringList InstallerRig::commandLine(const QString& oldDir, const QString& newDir,
                                       const QString& exe)
 {
-    return {QStringLiteral("-oldDir"), oldDir, QStringLiteral("-newDir"), newDir,
-            QStringLiteral("-exe"),    exe};
+    return {u"-oldDir"_s, oldDir, u"-newDir"_s, newDir, u"-exe"_s, exe};
 }
 
 InstallerRig::Run InstallerRig::run(Build build, const QStringList& arguments,
@@ -125,23 +122,20 @@ InstallerRig::Run InstallerRig::run(Build build, const QStringList& arguments,
 
 void InstallerRig::start(Build build, const QStringList& arguments, const QStringList& environment)
 {
-    const QString installer = parent() + QStringLiteral("/UpdateInstaller");
+    const QString installer = parent() + u"/UpdateInstaller"_s;
     QFile::remove(installer);
-    copyProgram(root() +
-                    (build == Build::eReal ? QStringLiteral("/real") : QStringLiteral("/faulty")),
-                installer);
+    copyProgram(root() + (build == Build::eReal ? u"/real"_s : u"/faulty"_s), installer);
 
     // A new one for each run: a program that an earlier, killed run has started may be late.
-    m_report = root() + QStringLiteral("/report%1").arg(++m_runs);
+    m_report = root() + u"/report%1"_s.arg(++m_runs);
     QProcessEnvironment variables = QProcessEnvironment::systemEnvironment();
-    variables.insert(QStringLiteral("REPORT"), m_report);
-    variables.insert(QStringLiteral("FAULT_PATIENCE_MS"), QStringLiteral("2000"));
+    variables.insert(u"REPORT"_s, m_report);
+    variables.insert(u"FAULT_PATIENCE_MS"_s, u"2000"_s);
     for (const QString& setting : environment) {
-        variables.insert(setting.section(QLatin1Char('='), 0, 0),
-                         setting.section(QLatin1Char('='), 1));
+        variables.insert(setting.section(u'=', 0, 0), setting.section(u'=', 1));
     }
     m_process.setProcessEnvironment(variables);
-    m_process.setStandardErrorFile(root() + QStringLiteral("/stderr"), QIODevice::Append);
+    m_process.setStandardErrorFile(root() + u"/stderr"_s, QIODevice::Append);
     m_process.setStandardOutputFile(QProcess::nullDevice());
     m_process.start(installer, arguments);
     if (!m_process.waitForStarted()) {
@@ -184,7 +178,7 @@ QStringList InstallerRig::leftovers() const
     names.removeAll(QFileInfo(log()).fileName());
 #ifdef Q_OS_WIN
     // It cannot remove itself there while it runs.
-    names.removeAll(QStringLiteral("UpdateInstaller.retired-1"));
+    names.removeAll(u"UpdateInstaller.retired-1"_s);
 #endif
     return names;
 }

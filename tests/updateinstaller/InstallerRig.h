@@ -1,5 +1,7 @@
 #pragma once
 
+#include "tests/support/Literals.h"
+
 #include <QByteArray>
 #include <QElapsedTimer>
 #include <QHash>
@@ -33,14 +35,11 @@ public:
     void reset() const;
 
     [[nodiscard]] QString root() const { return m_dir.path(); }
-    [[nodiscard]] QString parent() const { return root() + QStringLiteral("/Prøve & 测试 (100%)"); }
-    [[nodiscard]] QString application() const
-    {
-        return parent() + QStringLiteral("/Camera & Desk");
-    }
+    [[nodiscard]] QString parent() const { return root() + u"/Prøve & 测试 (100%)"_s; }
+    [[nodiscard]] QString application() const { return parent() + u"/Camera & Desk"_s; }
     [[nodiscard]] QString workFolder() const;
-    [[nodiscard]] QString log() const { return parent() + QStringLiteral("/UpdateInstaller.log"); }
-    [[nodiscard]] QString unpacked() const { return root() + QStringLiteral("/tmp/unpack 1"); }
+    [[nodiscard]] QString log() const { return parent() + u"/UpdateInstaller.log"_s; }
+    [[nodiscard]] QString unpacked() const { return root() + u"/tmp/unpack 1"_s; }
 
     /** A tree that differs from others in every file. "broken" holds a program that cannot start.
      */
@@ -51,7 +50,7 @@ public:
     [[nodiscard]] QByteArray treeIn(const QString& folder) const;
 
     static QStringList commandLine(const QString& oldDir, const QString& newDir,
-                                   const QString& exe = QStringLiteral("camera desk"));
+                                   const QString& exe = u"camera desk"_s);
     [[nodiscard]] QStringList commandLine() const { return commandLine(application(), unpacked()); }
 
     enum class Build {

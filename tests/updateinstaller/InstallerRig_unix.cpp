@@ -8,7 +8,7 @@
 
 QString InstallerRig::placeForFiles()
 {
-    const QString memory = QStringLiteral("/dev/shm");
+    const QString memory = u"/dev/shm"_s;
     return QFileInfo(memory).isWritable() ? memory : QDir::tempPath();
 }
 
@@ -26,13 +26,12 @@ void InstallerRig::copyProgram(const QString& from, const QString& to)
 
 QString InstallerRig::sleepingProgram()
 {
-    return QStringLiteral("/bin/sleep");
+    return u"/bin/sleep"_s;
 }
 
 QStringList InstallerRig::hold(int milliseconds)
 {
-    return {QStringLiteral("FAULT_HELD=Camera & Desk/camera desk"),
-            QStringLiteral("FAULT_HELD_MS=%1").arg(milliseconds)};
+    return {u"FAULT_HELD=Camera & Desk/camera desk"_s, u"FAULT_HELD_MS=%1"_s.arg(milliseconds)};
 }
 
 void InstallerRig::letGo() {}

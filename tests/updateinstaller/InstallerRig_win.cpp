@@ -32,7 +32,7 @@ QString InstallerRig::sleepingProgram()
 
 QStringList InstallerRig::hold(int milliseconds)
 {
-    const QString file = QDir::toNativeSeparators(application() + QStringLiteral("/lib/libä.so"));
+    const QString file = QDir::toNativeSeparators(application() + u"/lib/libä.so"_s);
     m_heldFile = ::CreateFileW(reinterpret_cast<const wchar_t*>(file.utf16()), GENERIC_READ, 0,
                                nullptr, OPEN_EXISTING, 0, nullptr);
     if (m_heldFile == INVALID_HANDLE_VALUE) {

@@ -32,9 +32,9 @@ private slots:
         const auto calls = trace(plain);
         for (const QByteArray& call : calls) {
             const QString text = QString::fromUtf8(call);
-            const QString name = text.section(QLatin1Char(' '), 1, 1);
+            const QString name = text.section(u' ', 1, 1);
             if (lines("rename\nexchange\nfsync\nsyncfs").contains(name)) {
-                steps << name + QLatin1Char(' ') + text.section(QLatin1Char('/'), -1);
+                steps << name + u' ' + text.section(u'/', -1);
             }
         }
         const QStringList names =
@@ -51,9 +51,8 @@ private slots:
         columns<QStringList, QString, QString, QString>("environment", "version", "subFolder",
                                                         "killedAt");
         const QStringList none;
-        const QStringList renames{QStringLiteral("FAULT_NO_EXCHANGE=1")};
-        const QStringList copies{QStringLiteral("FAULT_OTHER_VOLUME=") + m_rig.root() +
-                                 QStringLiteral("/tmp")};
+        const QStringList renames{u"FAULT_NO_EXCHANGE=1"_s};
+        const QStringList copies{u"FAULT_OTHER_VOLUME="_s + m_rig.root() + u"/tmp"_s};
         const char* const sub = "/Camera Desk 4.3";
         row("exchange", none, "new", "", "");
         row("two renames", renames, "new", "", "");
@@ -116,8 +115,7 @@ private:
         m_rig.reset();
         InstallerRig::makeTree(scenario.treeFolder, scenario.version);
         if (!scenario.killedAt.isEmpty()) {
-            const QStringList fault{QStringLiteral("FAULT_AT=") + scenario.killedAt,
-                                    QStringLiteral("FAULT_KIND=after")};
+            const QStringList fault{u"FAULT_AT="_s + scenario.killedAt, u"FAULT_KIND=after"_s};
             QVERIFY(m_rig.run(Build::eWithFaults, m_rig.commandLine(), scenario.environment + fault)
                         .wasKilled);
         }
@@ -125,17 +123,17 @@ private:
 
     InstallerRig::Run runWith(const Scenario& scenario, int point, const QByteArray& kind)
     {
-        const QStringList fault{QStringLiteral("FAULT_POINT=%1").arg(point),
-                                QStringLiteral("FAULT_KIND=") + QString::fromLatin1(kind)};
+        const QStringList fault{u"FAULT_POINT=%1"_s.arg(point),
+                                u"FAULT_KIND="_s + QString::fromLatin1(kind)};
         return m_rig.run(Build::eWithFaults, m_rig.commandLine(), scenario.environment + fault);
     }
 
     QList<QByteArray> trace(const Scenario& scenario)
     {
-        const QString file = m_rig.root() + QStringLiteral("/trace");
+        const QString file = m_rig.root() + u"/trace"_s;
         QFile::remove(file);
         m_rig.run(Build::eWithFaults, m_rig.commandLine(),
-                  scenario.environment + QStringList{QStringLiteral("FAULT_TRACE=") + file});
+                  scenario.environment + QStringList{u"FAULT_TRACE="_s + file});
         return readFile(file).trimmed().split('\n');
     }
 
@@ -165,7 +163,7 @@ private:
                      m_rig.logText().constData());
         }
         QVERIFY(!run.wasKilled);
-        if (run.code == 14 && scenario.killedAt.endsWith(QLatin1String("/backup"))) {
+        if (run.code == 14 && scenario.killedAt.endsWith(u"/backup"_s)) {
             // Without its lock the program cannot mend what the killed run has left.
             QVERIFY(!QFile::exists(m_rig.application()));
             checkRepairByOtherRequest();
@@ -180,7 +178,7 @@ private:
 
     void checkRepairBySameRequest(const Scenario& scenario)
     {
-        const bool wasPending = QFile::exists(m_rig.workFolder() + QStringLiteral("/journal"));
+        const bool wasPending = QFile::exists(m_rig.workFolder() + u"/journal"_s);
         const auto run = m_rig.run(Build::eReal, m_rig.commandLine());
         const QByteArray tree = m_rig.treeIn(m_rig.application());
         const QByteArray log = m_rig.logText();
@@ -199,7 +197,7 @@ private:
 
     void checkRepairByOtherRequest()
     {
-        const QString other = m_rig.root() + QStringLiteral("/tmp/unpack 2");
+        const QString other = m_rig.root() + u"/tmp/unpack 2"_s;
         InstallerRig::makeTree(other, "third");
         const auto run =
             m_rig.run(Build::eReal, InstallerRig::commandLine(m_rig.application(), other));

@@ -48,19 +48,18 @@ private slots:
         columns<QString, QString>("subFolder", "oldDir");
         const QString plain = m_rig.application();
         row("by the folder itself", "", plain);
-        row("by its only sub-folder, with paths longer than 260",
-            QLatin1Char('/') + QString(200, QLatin1Char('x')), plain);
-        row("named through dots", "", plain + QStringLiteral("/../Camera & Desk/./"));
+        row("by its only sub-folder, with paths longer than 260", u'/' + QString(200, u'x'), plain);
+        row("named through dots", "", plain + u"/../Camera & Desk/./"_s);
 #ifdef Q_OS_WIN
         row("named with backslashes", "", QDir::toNativeSeparators(plain));
-        row("named in other letters", "", m_rig.parent() + QStringLiteral("/CAMERA & DESK"));
+        row("named in other letters", "", m_rig.parent() + u"/CAMERA & DESK"_s);
         row("in the form for long paths", "",
             QStringLiteral(R"(\\?\)") + QDir::toNativeSeparators(plain));
 #else
         // On Windows they need a privilege that tests do not have.
-        const QString link = m_rig.root() + QStringLiteral("/link");
+        const QString link = m_rig.root() + u"/link"_s;
         QFile::link(m_rig.parent(), link);
-        row("named through a link", "", link + QStringLiteral("/Camera & Desk"));
+        row("named through a link", "", link + u"/Camera & Desk"_s);
 #endif
     }
 
@@ -70,7 +69,7 @@ private slots:
         QFETCH(QString, oldDir);
         InstallerRig::makeTree(m_rig.unpacked() + subFolder, "new");
 
-        const QStringList future{QStringLiteral("-locale"), QStringLiteral("de")};
+        const QStringList future{u"-locale"_s, u"de"_s};
         const auto run =
             m_rig.run(Build::eReal, future + InstallerRig::commandLine(oldDir, m_rig.unpacked()));
         QVERIFY2(run.code == 0, m_rig.logText().constData());
@@ -91,18 +90,18 @@ private slots:
         row("no arguments", QStringList(), 2, "");
         row("no new folder", QStringList(all.mid(0, 2)), 2, "");
         row("an option without its value", QStringList(all.mid(0, 5)), 2, "");
-        refused("a relative old folder", 3, QStringLiteral("Camera & Desk"), unpacked);
-        refused("a root in disguise", 3, QStringLiteral("/tmp/.."), unpacked);
-        refused("a root as the new folder", 3, old, QStringLiteral("/"));
-        refused("the new folder in the old", 3, old, old + QStringLiteral("/lib"));
+        refused("a relative old folder", 3, u"Camera & Desk"_s, unpacked);
+        refused("a root in disguise", 3, u"/tmp/.."_s, unpacked);
+        refused("a root as the new folder", 3, old, u"/"_s);
+        refused("the new folder in the old", 3, old, old + u"/lib"_s);
         refused("the old folder in the new", 3, old, m_rig.parent());
         refused("a program with a path", 3, old, unpacked, "lib/../camera desk");
         refused("a program that is a folder above", 3, old, unpacked, "..");
-        refused("no new folder on the disk", 13, old, unpacked + QStringLiteral("x"));
-        refused("no old folder on the disk", 13, old + QStringLiteral("x"), unpacked);
-        refused("a file as the new folder", 13, old, unpacked + QStringLiteral("/camera desk"));
+        refused("no new folder on the disk", 13, old, unpacked + u"x"_s);
+        refused("no old folder on the disk", 13, old + u"x"_s, unpacked);
+        refused("a file as the new folder", 13, old, unpacked + u"/camera desk"_s);
         refused("a program that is not there", 7, old, unpacked, "camera desk 2");
-        refused("two sub-folders", 7, old, m_rig.root() + QStringLiteral("/trees"));
+        refused("two sub-folders", 7, old, m_rig.root() + u"/trees"_s);
         row("somebody's folder", all, 5, "backup/file");
         row("somebody's file", all, 5, "journal");
         row("somebody's marker, a folder", all, 5, "UpdateInstaller.marker/x");
@@ -117,7 +116,7 @@ private slots:
         QFETCH(QString, foreign); // in the place of the folder to work in
         InstallerRig::makeTree(m_rig.unpacked(), "new");
         if (!foreign.isEmpty()) {
-            const QString path = m_rig.workFolder() + QLatin1Char('/') + foreign;
+            const QString path = m_rig.workFolder() + u'/' + foreign;
             QDir().mkpath(QFileInfo(path).path());
             writeFile(path, "precious");
         }
@@ -128,8 +127,7 @@ private slots:
         QCOMPARE(m_rig.treeIn(m_rig.application()), QByteArray("old"));
         QCOMPARE(m_rig.treeIn(m_rig.unpacked()), QByteArray("new"));
         const bool canStart = arguments.contains(m_rig.application()) &&
-                              arguments.last() == QStringLiteral("camera desk") &&
-                              arguments.size() == 6;
+                              arguments.last() == u"camera desk"_s && arguments.size() == 6;
         if (canStart) {
             QCOMPARE(m_rig.startedVersion(), QByteArray("old"));
         }
@@ -161,34 +159,33 @@ private slots:
         QFETCH(QString, result);
         const auto make = [](const QString& folder, const QString& version) {
             QDir(folder).removeRecursively();
-            if (version == QLatin1String("empty")) {
+            if (version == u"empty"_s) {
                 QDir().mkpath(folder);
-            } else if (version == QLatin1String("stray")) {
-                QDir().mkpath(folder + QStringLiteral("/notes"));
+            } else if (version == u"stray"_s) {
+                QDir().mkpath(folder + u"/notes"_s);
             } else if (!version.isEmpty()) {
                 InstallerRig::makeTree(folder, version.toLatin1());
             }
         };
         make(m_rig.application(), application);
-        make(m_rig.workFolder() + QStringLiteral("/backup"), backup);
-        make(m_rig.workFolder() + QStringLiteral("/staged"), staged);
+        make(m_rig.workFolder() + u"/backup"_s, backup);
+        make(m_rig.workFolder() + u"/staged"_s, staged);
         make(m_rig.unpacked(), unpacked);
         QDir().mkpath(m_rig.workFolder());
-        writeFile(m_rig.workFolder() + QStringLiteral("/UpdateInstaller.marker"), "");
+        writeFile(m_rig.workFolder() + u"/UpdateInstaller.marker"_s, "");
         updateinstaller::Journal journal;
         journal.phase = updateinstaller::Journal::Phase::eSwapping;
         journal.newDir = journal.source = fs::u8path(m_rig.unpacked().toStdString());
         journal.newDirId = journal.newTreeId = {1, 1, 1};
         journal.oldTreeId = {1, 2, 2};
-        writeFile(m_rig.workFolder() + QStringLiteral("/journal"),
-                  QByteArray::fromStdString(journal.encode()));
+        writeFile(m_rig.workFolder() + u"/journal"_s, QByteArray::fromStdString(journal.encode()));
 
         const auto run = m_rig.run(Build::eReal, m_rig.commandLine());
         QVERIFY2(run.code == code, m_rig.logText().constData());
         QCOMPARE(m_rig.treeIn(m_rig.application()), result.toLatin1());
         QCOMPARE(m_rig.startedVersion(), result.toLatin1());
-        const QStringList aside{QStringLiteral("Camera & Desk.set-aside-1")};
-        QCOMPARE(m_rig.leftovers(), application == QLatin1String("stray") ? aside : QStringList());
+        const QStringList aside{u"Camera & Desk.set-aside-1"_s};
+        QCOMPARE(m_rig.leftovers(), application == u"stray"_s ? aside : QStringList());
     }
 
     void goesBackWhenTheNewProgramDoesNotStart()
@@ -205,11 +202,10 @@ private slots:
             QSKIP("the hook that pretends a full disk sits between program and C library, on Unix");
         }
         InstallerRig::makeTree(m_rig.unpacked(), "new");
-        const QString trace = m_rig.root() + QStringLiteral("/trace");
-        const auto run = m_rig.run(
-            Build::eWithFaults, m_rig.commandLine(),
-            {QStringLiteral("FAULT_OTHER_VOLUME=") + m_rig.root() + QStringLiteral("/tmp"),
-             QStringLiteral("FAULT_FREE=16000000"), QStringLiteral("FAULT_TRACE=") + trace});
+        const QString trace = m_rig.root() + u"/trace"_s;
+        const auto run = m_rig.run(Build::eWithFaults, m_rig.commandLine(),
+                                   {u"FAULT_OTHER_VOLUME="_s + m_rig.root() + u"/tmp"_s,
+                                    u"FAULT_FREE=16000000"_s, u"FAULT_TRACE="_s + trace});
         QCOMPARE(run.code, 8);
         checkUntouched();
         const QByteArray calls = readFile(trace);
@@ -232,8 +228,8 @@ private slots:
         QFETCH(int, patience);
         QFETCH(int, code);
         InstallerRig::makeTree(m_rig.unpacked(), "new");
-        QStringList environment{QStringLiteral("FAULT_PATIENCE_MS=%1").arg(patience)};
-        const QString program = m_rig.application() + QStringLiteral("/helper");
+        QStringList environment{u"FAULT_PATIENCE_MS=%1"_s.arg(patience)};
+        const QString program = m_rig.application() + u"/helper"_s;
         QProcess helper;
         if (isProgram) {
             QVERIFY(QFile::copy(InstallerRig::sleepingProgram(), program));
@@ -271,15 +267,15 @@ private slots:
     {
         InstallerRig::makeTree(m_rig.unpacked(), "new");
         m_rig.start(Build::eWithFaults, m_rig.commandLine(),
-                    m_rig.hold(1500) + QStringList{QStringLiteral("FAULT_PATIENCE_MS=20000")});
+                    m_rig.hold(1500) + QStringList{u"FAULT_PATIENCE_MS=20000"_s});
         QTRY_VERIFY(m_rig.logText().contains("waiting"));
         QVERIFY(updateinstaller::Patience().heldFolder >= std::chrono::seconds(30));
 #ifndef Q_OS_WIN
         ::kill(pid_t(m_rig.processId()), SIGHUP); // the terminal it was started from is closed
 #endif
 
-        QCOMPARE(QProcess::execute(m_rig.root() + QStringLiteral("/real"), m_rig.commandLine()), 4);
-        QVERIFY(QFile::exists(m_rig.parent() + QStringLiteral("/UpdateInstaller")));
+        QCOMPARE(QProcess::execute(m_rig.root() + u"/real"_s, m_rig.commandLine()), 4);
+        QVERIFY(QFile::exists(m_rig.parent() + u"/UpdateInstaller"_s));
         // On Windows nobody can read all of it: one file is really held.
         QVERIFY(isWindows || m_rig.treeIn(m_rig.application()) == "old");
 
@@ -290,7 +286,7 @@ private slots:
     void closesWhatItInherits()
     {
         InstallerRig::makeTree(m_rig.unpacked(), "new");
-        const QString library = m_rig.application() + QStringLiteral("/lib/libä.so");
+        const QString library = m_rig.application() + u"/lib/libä.so"_s;
         QFile held;
 #ifdef Q_OS_WIN
         // Children inherit what is opened like this.
@@ -300,7 +296,7 @@ private slots:
         const int file = ::open(QFile::encodeName(library).constData(), O_RDONLY | O_CLOEXEC);
         QVERIFY(held.open(::dup2(file, 57), QIODevice::ReadOnly, QFile::AutoCloseHandle));
         ::close(file);
-        writeFile(m_rig.unpacked() + QStringLiteral("/camera desk"),
+        writeFile(m_rig.unpacked() + u"/camera desk"_s,
                   "#!/bin/sh\nf=\"57 $(readlink /proc/$$/fd/57)\"\n"
                   "f=\"$f $(sed -n 's/^SigIgn:.*[02468ace]$/hangs up/p' /proc/$$/status)\"\n"
                   "echo \"$f\" >\"$REPORT\"\n");
@@ -318,13 +314,13 @@ private slots:
     void keepsProgramsThatAreNotItsCopy()
     {
         InstallerRig::makeTree(m_rig.unpacked(), "new");
-        const QString copy = m_rig.parent() + QStringLiteral("/UpdateInstaller");
+        const QString copy = m_rig.parent() + u"/UpdateInstaller"_s;
         writeFile(copy, "not the one that runs");
         qputenv("REPORT", isWindows ? "NUL" : "/dev/null");
-        QCOMPARE(QProcess::execute(m_rig.root() + QStringLiteral("/real"), m_rig.commandLine()), 0);
+        QCOMPARE(QProcess::execute(m_rig.root() + u"/real"_s, m_rig.commandLine()), 0);
         QCOMPARE(m_rig.treeIn(m_rig.application()), QByteArray("new"));
         QVERIFY(QFile::exists(copy));
-        QVERIFY(QFile::exists(m_rig.root() + QStringLiteral("/real")));
+        QVERIFY(QFile::exists(m_rig.root() + u"/real"_s));
     }
 
     void rotatesItsLog()
@@ -335,7 +331,7 @@ private slots:
         QCOMPARE(m_rig.run(Build::eReal, m_rig.commandLine()).code, 0);
         QVERIFY(m_rig.logText().contains("finished with code 0"));
         QVERIFY(m_rig.logText().size() < 4096);
-        QVERIFY(readFile(m_rig.log() + QStringLiteral(".1")).startsWith(full));
+        QVERIFY(readFile(m_rig.log() + u".1"_s).startsWith(full));
     }
 
     void journalComesBackAsItWas()
