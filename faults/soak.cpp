@@ -180,7 +180,7 @@ bool settingsDialogs(int rounds)
 bool offers(int rounds)
 {
     const QTemporaryDir temporary;
-    const test::ScopedTemporaryFolder scoped(temporary.path());
+    const test::ScopedTemporaryFolder scoped{temporary.path()};
     test::ClientFixture f;
     f.settings.values[AppSettings::UpdatePackageSuffixes] = QString();
     f.server.answer("/doc.xml", test::http(200, offer(f)));

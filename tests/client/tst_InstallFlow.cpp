@@ -1,5 +1,4 @@
 #include "InstallFixture.h"
-#include "MessageFilter.h"
 #include "Rows.h"
 
 #include "install/FileDownloader.h"

@@ -1,6 +1,5 @@
 #include "Files.h"
 #include "InstallFixture.h"
-#include "MessageFilter.h"
 #include "Rows.h"
 #include "ToolRun.h"
 

@@ -1,6 +1,6 @@
 #include "ClientFixture.h"
+#include "Environment.h"
 #include "LogCapture.h"
-#include "MessageFilter.h"
 
 #include "ui/SoftwareUpdateAvailableDialog.h"
 #include "ui/SoftwareUpdateDialog.h"

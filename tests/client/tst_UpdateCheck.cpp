@@ -1,7 +1,7 @@
 #include "ClientFixture.h"
 #include "EndlessServer.h"
+#include "Environment.h"
 #include "LogCapture.h"
-#include "MessageFilter.h"
 #include "Rows.h"
 
 #include "ui/SoftwareUpdateAvailableDialog.h"

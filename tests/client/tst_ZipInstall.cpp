@@ -1,5 +1,4 @@
 #include "InstallFixture.h"
-#include "MessageFilter.h"
 #include "Rows.h"
 #include "ZipBuilder.h"
 
@@ -163,7 +162,7 @@ private slots:
             test::writeFile(inParent, "no program");
         }
         // What the process leaves when it is replaced goes with the rest.
-        const test::ScopedTemporaryFolder temporary(root.path());
+        const test::ScopedTemporaryFolder temporary{root.path()};
         QProcess process;
         process.start(program, {u"--host"_s, place});
         QVERIFY(process.waitForFinished(20'000));

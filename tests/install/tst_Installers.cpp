@@ -1,6 +1,5 @@
 #include "DialogRobot.h"
 #include "Environment.h"
-#include "MessageFilter.h"
 #include "Rows.h"
 #include "StandIn.h"
 #include "ZipBuilder.h"

@@ -1,9 +1,12 @@
 #pragma once
 
+#include "Literals.h"
+
 #include <QByteArray>
 #include <QDir>
 #include <QString>
 #include <QTemporaryDir>
+#include <QTest>
 
 #ifdef Q_OS_WIN
 #include <cstdlib>
@@ -60,18 +63,26 @@ private:
     QString m_old;
 };
 
-/** Temporary files go to @p folder for as long as this lives. */
+/** Temporary files go to the folder for as long as this lives. */
 struct ScopedTemporaryFolder
 {
-    explicit ScopedTemporaryFolder(const QString& folder)
-        : native(QDir::toNativeSeparators(folder))
-    {
-    }
-
-    QString native;
+    QString folder;
+    QString native = QDir::toNativeSeparators(folder);
     ScopedVariable posix{"TMPDIR", native};
     ScopedVariable windows{"TMP", native};
     ScopedVariable windowsToo{"TEMP", native};
 };
+
+/** Call it first: drops the line that the offscreen platform prints for windows' size hints. */
+inline void dropOffscreenSizeHintLine()
+{
+    static QtMessageHandler next = nullptr;
+    next = qInstallMessageHandler(
+        [](QtMsgType type, const QMessageLogContext& context, const QString& text) {
+            if (!text.contains(u"propagateSizeHints"_s)) {
+                next(type, context, text);
+            }
+        });
+}
 
 } // namespace zk::test

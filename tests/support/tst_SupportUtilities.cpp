@@ -111,7 +111,7 @@ private slots:
 #endif
         QVERIFY(QFile::exists(file));
         QVERIFY(FileUtils::erase(dir.path()) && !dir.exists());
-        const test::ScopedTemporaryFolder missing(dir.path());
+        const test::ScopedTemporaryFolder missing{dir.path()};
         QCOMPARE(FileUtils::createTempDir(), QString());
     }
 };

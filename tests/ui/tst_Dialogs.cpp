@@ -2,8 +2,8 @@
 #include "ui/SoftwareUpdateDialog.h"
 #include "ui/SoftwareUpdateWidget.h"
 
+#include "tests/support/Environment.h"
 #include "tests/support/LogCapture.h"
-#include "tests/support/MessageFilter.h"
 #include "tests/support/Rows.h"
 
 #include <QAccessible>
