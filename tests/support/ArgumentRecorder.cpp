@@ -1,6 +1,5 @@
-// Stands in for the programs that are started: writes its arguments, one to a line and in UTF-8, to
-// a file called like itself with ".arguments" behind. Needs no library, so it can be copied
-// anywhere.
+// Stands in for programs that are started: writes its arguments, a line each, in UTF-8, to a file
+// called like itself with ".arguments" behind. Needs no library, so it can be copied anywhere.
 
 #include <cstdio>
 #include <filesystem>

@@ -33,12 +33,8 @@ public:
         m_isOver = true;
         wait();
     }
-    Q_DISABLE_COPY(EndlessServer)
 
-    [[nodiscard]] QUrl url() const
-    {
-        return QUrl(u"http://127.0.0.1:%1/doc.xml"_s.arg(int(m_port)));
-    }
+    QUrl url() const { return QUrl(u"http://127.0.0.1:%1/doc.xml"_s.arg(int(m_port))); }
     /** How many bytes have been taken. */
     std::atomic<qint64> sent{0};
 

@@ -3,6 +3,7 @@
 #include "Literals.h"
 
 #include <QFile>
+#include <QStringList>
 
 namespace zk::test {
 
@@ -19,6 +20,13 @@ inline QByteArray readFile(const QString& path)
 {
     QFile file(path);
     return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
+/** The cases in a file: each begins with "== " on a line of its own, a comment precedes the first.
+ */
+inline QStringList casesIn(const QString& path)
+{
+    return QString::fromUtf8(readFile(path)).remove(u'\r').split(u"\n== "_s).mid(1);
 }
 
 } // namespace zk::test

@@ -27,11 +27,9 @@ public:
         }
         Log::instance().setLogLevel(m_oldLevel);
     }
-    Q_DISABLE_COPY(LogCapture)
 
-    /** The lines of @p level so far, from "[function] " on: what comes before it changes every
-     * time. */
-    [[nodiscard]] QStringList lines(Log::ELevel level) const
+    /** The lines of @p level so far, from "[function] " on: what precedes it always differs. */
+    QStringList lines(Log::ELevel level) const
     {
         QStringList result;
         const MutexLocker locker(Log::instance().mutex(), true);

@@ -16,13 +16,13 @@ void columns(Names... names)
 
 /** One row of a data table: its name, then a value for each column. */
 template <typename... Values>
-void row(const char* name, const Values&... values)
+void row(const QByteArray& name, const Values&... values)
 {
-    (QTest::newRow(name) << ... << values);
+    (QTest::newRow(name.constData()) << ... << values);
 }
 
 /** The lines of @p text as a list. */
-inline QStringList lines(const char* text)
+inline QStringList lines(const QByteArray& text)
 {
     return QString::fromUtf8(text).split(u'\n', Qt::SkipEmptyParts);
 }

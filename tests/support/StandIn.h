@@ -1,9 +1,8 @@
 #pragma once
 
-#include "Literals.h"
+#include "Files.h"
 
 #include <QDir>
-#include <QFile>
 #include <QFileInfo>
 #include <QTest>
 
@@ -23,12 +22,7 @@ public:
     }
 
     /** The program itself, for those who send it over the network. */
-    static QByteArray bytes()
-    {
-        QFile file(QStringLiteral(ARGUMENT_RECORDER));
-        (void)file.open(QIODevice::ReadOnly);
-        return file.readAll();
-    }
+    static QByteArray bytes() { return readFile(QStringLiteral(ARGUMENT_RECORDER)); }
     /** Whether a file called @p name is such a program's note, finished or not. */
     static bool isRecord(const QString& name)
     {
@@ -51,8 +45,8 @@ public:
 
     static bool wasStarted(const QString& path) { return QFile::exists(recordOf(path)); }
 
-    [[nodiscard]] bool wasStarted() const { return wasStarted(m_path); }
-    [[nodiscard]] QStringList arguments() const { return arguments(m_path); }
+    bool wasStarted() const { return wasStarted(m_path); }
+    QStringList arguments() const { return arguments(m_path); }
 
 private:
     static QString recordOf(const QString& path) { return path + u".arguments"_s; }

@@ -5,10 +5,7 @@
 
 namespace zk::test {
 
-/**
- * Runs an installed tool in @p folder, gives it @p input and returns what it said; ends the test
- * with that when the tool fails.
- */
+/** What an installed tool answers in @p folder to @p input; ends the test where it fails. */
 inline QByteArray runTool(const QString& program, const QString& folder,
                           const QStringList& arguments, const QByteArray& input = {})
 {

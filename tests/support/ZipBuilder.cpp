@@ -40,12 +40,8 @@ QByteArray rawDeflate(const QByteArray& data)
 
 ZipBuilder& ZipBuilder::add(const QByteArray& name, const QByteArray& data)
 {
-    ZipItem item;
-    item.name = name;
-    item.deflate = !name.endsWith('/');
-    item.data = item.deflate ? data : QByteArray();
-    item.unixMode = item.deflate ? 0100644 : 0040755;
-    return add(item);
+    const bool isDir = name.endsWith('/');
+    return add(isDir ? entry(name, {}, false).with(&ZipItem::unixMode, 040755) : entry(name, data));
 }
 
 ZipBuilder& ZipBuilder::add(const ZipItem& item)

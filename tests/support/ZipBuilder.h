@@ -3,7 +3,6 @@
 #include "Files.h"
 
 #include <QByteArray>
-#include <QString>
 
 #include <optional>
 
@@ -27,7 +26,26 @@ struct ZipItem
     QByteArray extra;
     bool zip64 = false;
     quint32 windowsAttributes = 0;
+
+    /** The same entry with another value in one field. */
+    template <typename Field>
+    ZipItem with(Field ZipItem::*field, const std::common_type_t<Field>& value) const
+    {
+        ZipItem changed = *this;
+        changed.*field = value;
+        return changed;
+    }
 };
+
+/** An entry that is deflated, or stored as it is. */
+inline ZipItem entry(const QByteArray& name, const QByteArray& data = "evil", bool deflate = true)
+{
+    ZipItem result;
+    result.name = name;
+    result.data = data;
+    result.deflate = deflate;
+    return result;
+}
 
 /** Writes zip archives byte by byte, so that those can be made that no archiver makes. */
 class ZipBuilder
@@ -37,7 +55,7 @@ public:
     ZipBuilder& add(const QByteArray& name, const QByteArray& data = "data");
 
     /** The finished archive; the number of entries and the end's offset may lie. */
-    [[nodiscard]] QByteArray bytes() const;
+    QByteArray bytes() const;
     void write(const QString& path) const;
 
     std::optional<quint64> claimedEntries;

@@ -30,17 +30,16 @@ private slots:
 
     void writesPrefixFunctionAndValues()
     {
-        // As std::wcout in the "C" locale: an umlaut cannot be written, the next line must come out
-        // again.
+        // As std::wcout in the "C" locale: an umlaut cannot be written, the next line must come
+        // out.
         struct AsciiBuffer : std::wstringbuf
         {
             int flushes = 0;
             int sync() override { return ++flushes > 0 ? 0 : -1; }
-            std::streamsize xsputn(const wchar_t* text, std::streamsize size) override
+            std::streamsize xsputn(const wchar_t* text, std::streamsize n) override
             {
-                const bool isAscii =
-                    std::all_of(text, text + size, [](wchar_t c) { return c < 0x80; });
-                return isAscii ? std::wstringbuf::xsputn(text, size) : 0;
+                const auto isAscii = [](wchar_t c) { return c < 0x80; };
+                return std::all_of(text, text + n, isAscii) ? std::wstringbuf::xsputn(text, n) : 0;
             }
         };
         AsciiBuffer buffer;
@@ -76,8 +75,7 @@ private slots:
             return StringUtils::splitStringSet(text, StringUtils::splitWords,
                                                QString::SplitBehavior(Qt::SkipEmptyParts));
         };
-        QCOMPARE(split(u" de_DE, zh-Hans;\tfr|fr  "_s),
-                 (QSet<QString>{u"de_DE"_s, u"zh-Hans"_s, u"fr"_s}));
+        QCOMPARE(split(u" de_DE, zh-Hans;\tfr|fr  "_s), (QSet{u"de_DE"_s, u"zh-Hans"_s, u"fr"_s}));
         for (ushort c = 1; c < 0xd800; ++c) { // the short cut for this expression agrees with it
             const QString text = u"a%1b"_s.arg(QChar(c));
             QCOMPARE(split(text).size(), text.contains(StringUtils::splitWords) ? 2 : 1);

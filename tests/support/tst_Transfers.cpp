@@ -7,6 +7,7 @@
 #include <zlib.h>
 
 using namespace zk;
+using namespace zk::test;
 
 namespace {
 
@@ -57,22 +58,21 @@ class tst_Transfers : public QObject
 private slots:
     void decodes_data()
     {
-        test::columns<QByteArray, QByteArray, QByteArray>("encoding", "body", "end");
+        columns<QByteArray, QByteArray, QByteArray>("encoding", "body", "end");
         const QByteArray text = QByteArray("some text ").repeated(20000);
         const QByteArray packed = compressed(text, gzip);
-        test::row("plain", QByteArray(), text, text);
-        test::row("of an unknown encoding", QByteArray("br"), packed, packed);
-        test::row("gzip", QByteArray("gzip"), packed, text);
-        test::row("two members", QByteArray("X-GZIP"), compressed("a", gzip) + packed, "a" + text);
-        test::row("zlib", QByteArray("deflate"), compressed(text, MAX_WBITS), text);
-        test::row("bare deflate", QByteArray("deflate"), compressed(text, raw), text);
-        test::row("nothing", QByteArray("gzip"), QByteArray(), QByteArray());
-        test::row("cut", QByteArray("gzip"), packed.chopped(1), QByteArray("cut"));
+        row("plain", QByteArray(), text, text);
+        row("of an unknown encoding", QByteArray("br"), packed, packed);
+        row("gzip", QByteArray("gzip"), packed, text);
+        row("two members", QByteArray("X-GZIP"), compressed("a", gzip) + packed, "a" + text);
+        row("zlib", QByteArray("deflate"), compressed(text, MAX_WBITS), text);
+        row("bare deflate", QByteArray("deflate"), compressed(text, raw), text);
+        row("nothing", QByteArray("gzip"), QByteArray(), QByteArray());
+        row("cut", QByteArray("gzip"), packed.chopped(1), QByteArray("cut"));
         QByteArray other = packed;
         other[packed.size() - 5] = char(~other.at(packed.size() - 5)); // of the checksum
-        test::row("of other bytes", QByteArray("gzip"), other, QByteArray("damaged"));
-        test::row("followed by something", QByteArray("gzip"), packed + "<html>",
-                  QByteArray("damaged"));
+        row("of other bytes", QByteArray("gzip"), other, QByteArray("damaged"));
+        row("followed by something", QByteArray("gzip"), packed + "<html>", QByteArray("damaged"));
     }
     void decodes()
     {
@@ -138,14 +138,12 @@ private slots:
 
     void writesNoPasswords_data()
     {
-        test::columns<QString, QString, QString>("url", "text", "written");
-        test::row("an error", "http://me:pa%40ss%2F@h/a",
-                  "Error transferring http://me:pa%40ss%2F@h/a - server replied: No",
-                  "Error transferring http://h/a - server replied: No");
-        test::row("decoded", "http://me:p%40s@H/a", "at http://me:p@s@h/a", "at http://h/a");
-        test::row("an address of somebody else", "http://me:x@h/",
-                  "http://me:x@h/ replied: ask a://b@c or d@h",
-                  "http://h/ replied: ask a://b@c or d@h");
+        columns<QString, QString, QString>("url", "text", "written");
+        row("an error", "http://me:pa%40ss%2F@h/a", "Error at http://me:pa%40ss%2F@h/a: No",
+            "Error at http://h/a: No");
+        row("decoded", "http://me:p%40s@H/a", "at http://me:p@s@h/a", "at http://h/a");
+        row("an address of somebody else", "http://me:x@h/",
+            "http://me:x@h/ replied: ask a://b@c or d@h", "http://h/ replied: ask a://b@c or d@h");
     }
     void writesNoPasswords()
     {

@@ -2,8 +2,6 @@
 
 #include "support/VersionNumber.h"
 
-#include <QTest>
-
 using zk::VersionNumber;
 
 class tst_VersionNumber : public QObject
@@ -42,8 +40,8 @@ private slots:
     {
         const QStringList forms =
             zk::test::lines(" 4.3 |4.3|4.3\n4.3.1.778|4.3.1.778|4.3.1\n7|7|7\nunknown||\n"
-                            "v4.3.1.778-beta.2+b5|v4.3.1.778-beta.2+b5|4.3.1-beta.2\n4.3 RC 2 "
-                            "+x|4.3 RC 2 +x|4.3 RC 2");
+                            "v4.3.1.778-beta.2+b5|v4.3.1.778-beta.2+b5|4.3.1-beta.2\n"
+                            "4.3 RC 2 +x|4.3 RC 2 +x|4.3 RC 2");
         for (const QString& form : forms) { // as given, in full, in brief
             const VersionNumber given = version(form.section(u'|', 0, 0));
             QCOMPARE(QString::fromStdWString(given.toString() + L'|' + given.toShortVersion()),
