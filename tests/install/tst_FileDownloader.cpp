@@ -9,10 +9,9 @@
 #include <QNetworkAccessManager>
 #include <QSignalSpy>
 #include <QTemporaryDir>
-#include <QTimer>
 
 using namespace zk;
-using test::Answer;
+using namespace zk::test;
 
 namespace {
 
@@ -21,7 +20,7 @@ struct Fixture
 {
     QTemporaryDir folder;
     QString path = folder.filePath(u"new/folder/setup.exe"_s);
-    test::ScriptedServer server;
+    ScriptedServer server;
     FileDownloader* downloader = new FileDownloader;
     QStringList events;
     /** What the system said of the last one. */
@@ -29,9 +28,8 @@ struct Fixture
 
     Fixture()
     {
-        QObject::connect(
-            downloader, &FileDownloader::error, downloader,
-            [this](QNetworkReply::NetworkError code) { events << u"error %1"_s.arg(code); });
+        QObject::connect(downloader, &FileDownloader::error, downloader,
+                         [this](int code) { events << u"error %1"_s.arg(code); });
         QObject::connect(
             downloader, &FileDownloader::finished, downloader,
             [this](const QString& file) { events << (file == path ? u"finished"_s : file); });
@@ -46,7 +44,7 @@ struct Fixture
     ~Fixture() { delete downloader; }
 
     void start(const QByteArray& route) const { downloader->downloadFile(server.url(route), path); }
-    [[nodiscard]] QString said() const { return events.join(u", "_s); }
+    QString said() const { return events.join(u", "_s); }
 };
 
 } // namespace
@@ -61,41 +59,40 @@ private slots:
         Fixture f;
         QList<Answer> there;
         for (int i = 0; i < FileDownloader::maximumRedirects / 2; ++i) {
-            there << test::redirect(302, "/b");
+            there << redirect(302, "/b");
         }
-        f.server.answer("/b", test::redirect(302, "/a", "page"));
+        f.server.answer("/b", redirect(302, "/a", "page"));
         for (int download = 0; download < 2; ++download) {
             // The hops of one download are not held against the next.
-            f.server.answer("/a", there + QList<Answer>{test::http(200, "at last")});
+            f.server.answer("/a", there + QList<Answer>{http(200, "at last")});
             f.start("/a");
             QTRY_COMPARE(f.said(), u"whole 200, finished"_s);
             f.events.clear();
         }
-        QCOMPARE(test::readFile(f.path), QByteArray("at last"));
+        QCOMPARE(readFile(f.path), QByteArray("at last"));
         f.server.forgetRequests();
         f.path = f.folder.filePath(u"never"_s);
-        f.server.answer("/a", test::redirect(302, "b"));
+        f.server.answer("/a", redirect(302, "b"));
         f.start("/a");
-        QTRY_COMPARE(f.said(), u"error %1, not whole 302 unwritten"_s.arg(
-                                   QNetworkReply::TooManyRedirectsError));
+        QTRY_COMPARE(f.said(), u"error 10, not whole 302 unwritten"_s); // too many redirects
         QCOMPARE(f.server.requests().size(), 1 + FileDownloader::maximumRedirects);
         QVERIFY(!QFileInfo::exists(f.path));
     }
 
     void writesOverWhatIsThere_data()
     {
-        test::columns<QString, QString>("target", "events");
-        test::row("a longer file, whose tail stays", "file", "whole 200, finished");
-        test::row("a folder in place of the file", ".", "not whole 200 unwritten");
-        test::row("a file in place of the folder", "file/new", "not whole 200 unwritten");
-        test::row("a full disk", "full", "not whole 200 unwritten, finished");
+        columns<QString, QString>("target", "events");
+        row("a longer file, whose tail stays", "file", "whole 200, finished");
+        row("a folder in place of the file", ".", "not whole 200 unwritten");
+        row("a file in place of the folder", "file/new", "not whole 200 unwritten");
+        row("a full disk", "full", "not whole 200 unwritten, finished");
     }
     void writesOverWhatIsThere()
     {
         QFETCH(QString, target);
         Fixture f;
         f.path = f.folder.filePath(target);
-        test::writeFile(f.folder.filePath(u"file"_s), "0123456789");
+        writeFile(f.folder.filePath(u"file"_s), "0123456789");
         if (target == u"full"_s) {
             if (!QFileInfo::exists(u"/dev/full"_s)) {
                 QSKIP("there is no device that is always full");
@@ -104,12 +101,12 @@ private slots:
         }
         // More than QFile keeps to itself.
         const bool isFull = target == u"full"_s;
-        f.server.answer("/a", test::http(200, isFull ? QByteArray(100'000, 'x') : "abc"));
+        f.server.answer("/a", http(200, isFull ? QByteArray(100'000, 'x') : "abc"));
         f.start("/a");
         QTRY_VERIFY(!f.events.isEmpty());
         QCoreApplication::processEvents();
         QTEST(f.said(), "events");
-        QVERIFY(target != u"file"_s || test::readFile(f.path) == "abc3456789");
+        QVERIFY(target != u"file"_s || readFile(f.path) == "abc3456789");
         QCOMPARE(f.reason.isEmpty(), target == u"file"_s);
         QVERIFY2(!isFull || f.reason.contains(u"space"_s), qPrintable(f.reason));
     }
@@ -117,7 +114,7 @@ private slots:
     void aborts()
     {
         Fixture f;
-        f.server.answer("/a", test::partial(QByteArray(1000, 'x'), 40, Answer::eSilence));
+        f.server.answer("/a", partial(QByteArray(1000, 'x'), 40, Answer::eSilence));
         const QSignalSpy progress(f.downloader, &FileDownloader::progress);
         f.start("/a");
         QTRY_VERIFY(!progress.isEmpty());
@@ -129,12 +126,12 @@ private slots:
 
     void writesLargeBodiesInTurns_data()
     {
-        test::columns<QString, QString>("meanwhile", "events");
-        test::row("it goes on", "", "whole 200, finished");
-        test::row("aborted", "abort", "error 5, not whole 200 unwritten, finished");
-        test::row("deleted", "delete", "");
-        test::row("another begun, and that one aborted", "another",
-                  "error 5, not whole 0, finished, whole 200 outdated, finished");
+        columns<QString, QString>("meanwhile", "events");
+        row("it goes on", "", "whole 200, finished");
+        row("aborted", "abort", "error 5, not whole 200 unwritten, finished");
+        row("deleted", "delete", "");
+        row("another begun, and that one aborted", "another",
+            "error 5, not whole 0, finished, whole 200 outdated, finished");
     }
     void writesLargeBodiesInTurns()
     {
@@ -142,7 +139,7 @@ private slots:
         QFETCH(QString, events);
         Fixture f;
         const QByteArray body = QByteArray("0123456789").repeated(4'000'000);
-        f.server.answer("/a", test::http(200, body));
+        f.server.answer("/a", http(200, body));
         bool isWriting = false;
         const QObject context;
         // After the downloader's own slot, which has begun to write.
@@ -167,17 +164,17 @@ private slots:
         QTRY_COMPARE(f.said(), events);
         QTest::qWait(20); // whatever should not happen
         QCOMPARE(f.said(), events);
-        QVERIFY(meanwhile.isEmpty() ? test::readFile(f.path) == body : QFile::remove(f.path));
+        QVERIFY(meanwhile.isEmpty() ? readFile(f.path) == body : QFile::remove(f.path));
     }
 
     void isDeletedAtOnce()
     {
-        const test::EndlessServer server("HTTP/1.1 200 OK\r\nA: ", "x");
+        const EndlessServer server("HTTP/1.1 200 OK\r\nA: ", "x");
         Fixture f;
         f.downloader->downloadFile(server.url(), f.path);
         QTRY_VERIFY(server.sent > 1'000'000);
         QTimer::singleShot(0, f.downloader, [&f] { delete std::exchange(f.downloader, nullptr); });
-        const qint64 longest = test::longestTurn();
+        const qint64 longest = longestTurn();
         QVERIFY2(longest < 2000, qPrintable(QString::number(longest)));
     }
 
@@ -187,7 +184,7 @@ private slots:
         f.downloader->setCompletionCallback([&f](const FileDownloader::Result& /*ended*/) {
             delete std::exchange(f.downloader, nullptr);
         });
-        f.server.answer("/a", test::http(404, "abc"));
+        f.server.answer("/a", http(404, "abc"));
         f.start("/a");
         QTRY_VERIFY(!f.downloader);
         QCOMPARE(f.said(), u"error 203"_s);

@@ -17,9 +17,11 @@
 #include <QPushButton>
 
 using namespace zk;
-using test::StandIn;
+using namespace zk::test;
 
 namespace {
+
+constexpr auto native = &QDir::toNativeSeparators;
 
 /**
  * Everything below one folder whose name is as bad as folders get, temporary files and PATH too,
@@ -29,9 +31,9 @@ struct Place : QObject
 {
     QTemporaryDir root;
     QString top = root.filePath(u"Prøve & (测试) 50% dir"_s);
-    test::ScopedVariable programs{"PATH", QDir::toNativeSeparators(path("bin"))};
-    test::ScopedTemporaryFolder temporaryFolder{path("tmp")};
-    test::DialogRobot robot;
+    ScopedVariable programs{"PATH", native(path("bin"))};
+    ScopedTemporaryFolder temporaryFolder{path("tmp")};
+    DialogRobot robot;
     QString folder;
     bool pressesCancel = false;
     QString chooserTitle;
@@ -49,17 +51,13 @@ struct Place : QObject
             QGuiApplication::restoreOverrideCursor();
         }
     }
-    Q_DISABLE_COPY(Place)
 
-    [[nodiscard]] QString path(const char* name) const
-    {
-        return top + u'/' + QString::fromUtf8(name);
-    }
-    [[nodiscard]] QStringList leftovers() const
+    QString path(const char* name) const { return top + u'/' + QString::fromUtf8(name); }
+    QStringList leftovers() const
     {
         return QDir(path("tmp")).entryList(QDir::AllEntries | QDir::NoDotAndDotDot);
     }
-    [[nodiscard]] static bool isWaiting()
+    static bool isWaiting()
     {
         return QGuiApplication::overrideCursor() &&
                QGuiApplication::overrideCursor()->shape() == Qt::WaitCursor;
@@ -101,7 +99,7 @@ private slots:
     void initTestCase()
     {
         QCoreApplication::setAttribute(Qt::AA_DontUseNativeDialogs);
-        test::dropOffscreenSizeHintLine();
+        dropOffscreenSizeHintLine();
     }
 
     void quotes_data();
@@ -122,20 +120,19 @@ private slots:
 
     void copiesAndLaunches_data()
     {
-        test::columns<QString>("name");
-        test::row("blanks", "a b  c");
-        test::row("signs", "a & b&c (d) e)^f, g;h=i!j!'k");
-        test::row("one percent sign", "50% off");
-        test::row("a variable's name", "%TEMP%");
-        test::row("all of it", "Prøve & (测试) 50% ^dir");
+        columns<QString>("name");
+        row("blanks", "a b  c");
+        row("signs", "a & b&c (d) e)^f, g;h=i!j!'k");
+        row("one percent sign", "50% off");
+        row("a variable's name", "%TEMP%");
+        row("all of it", "Prøve & (测试) 50% ^dir");
     }
     void copiesAndLaunches()
     {
 #ifdef Q_OS_WIN
         QFETCH(QString, name);
-        if (test::isWine() && name == u"%TEMP%"_s) {
-            QSKIP("Wine's cmd takes the quotes and carets around percent signs for a part of the "
-                  "name");
+        if (isWine() && name == u"%TEMP%"_s) {
+            QSKIP("Wine's cmd takes the quotes and carets around percent signs for the name's");
         }
         const QTemporaryDir root;
         const QDir top(root.filePath(name));
@@ -144,16 +141,16 @@ private slots:
         const QString program = u"/bin/View "_s + name + u".exe"_s;
         const StandIn inPackage(unpacked + program);
         QDir().mkpath(installed);
-        test::writeFile(unpacked + u"/read me"_s, "new");
-        test::writeFile(installed + u"/read me"_s, "old");
-        test::writeFile(installed + u"/settings"_s, "the user's");
+        writeFile(unpacked + u"/read me"_s, "new");
+        writeFile(installed + u"/read me"_s, "old");
+        writeFile(installed + u"/settings"_s, "the user's");
         QFile::setPermissions(installed + u"/read me"_s, QFile::ReadOwner);
-        const QString started = QDir::toNativeSeparators(installed + program);
+        const QString started = native(installed + program);
         startCopyAndLaunch(
             FileUtils::nativePath(u"cmd.exe"_s, SearchPath{qEnvironmentVariable("PATH")}),
-            {QDir::toNativeSeparators(unpacked), QDir::toNativeSeparators(installed), started});
+            {native(unpacked), native(installed), started});
         QCOMPARE(StandIn::arguments(installed + program), QStringList{started});
-        QCOMPARE(test::readFile(installed + u"/read me"_s), QByteArray("new"));
+        QCOMPARE(readFile(installed + u"/read me"_s), QByteArray("new"));
         QVERIFY(QFile::exists(installed + u"/settings"_s));
         QVERIFY(!QFile::exists(unpacked));
 #else
@@ -164,19 +161,17 @@ private slots:
     void startsInstallers()
     {
         const Place place;
-        const QString program = QDir::toNativeSeparators(place.path("set up.EXE"));
+        const QString program = native(place.path("set up.EXE"));
         const StandIn standIn(program);
         // As downloaded: nobody may execute it.
         QFile::setPermissions(program, QFile::ReadOwner | QFile::WriteOwner);
         DownloadManager().runInstaller(place.path("set up.EXE"));
         QCOMPARE(standIn.arguments(), QStringList{program});
 
-        const QString installer = QDir::toNativeSeparators(place.path("bin/msiexec.exe"));
-        const StandIn msiExec(installer);
+        const QString installer = native(place.path("bin/msiexec.exe"));
+        const StandIn msi(installer);
         DownloadManager().runInstaller(place.path("a b.MSI"));
-        QCOMPARE(
-            msiExec.arguments(),
-            (QStringList{installer, u"/i"_s, QDir::toNativeSeparators(place.path("a b.MSI"))}));
+        QCOMPARE(msi.arguments(), (QStringList{installer, u"/i"_s, native(place.path("a b.MSI"))}));
         // Never from the folder we are in.
         const auto name = u"msiexec.exe"_s;
         const QString workingFolder = QDir::currentPath();
@@ -197,12 +192,11 @@ private slots:
 
     void copiesAnArchiveOverTheInstallation_data()
     {
-        test::columns<QStringList, QString>("programs", "launched");
-        test::row("no program in it", QStringList(), "");
-        test::row("two folders down", test::lines("x/y/a.exe"), "x/y/a.exe");
-        test::row("the larger of two", test::lines("bin/a.exe\nbin/b.exe"), "bin/b.exe");
-        test::row("at the top before the larger one below", test::lines("a.exe\nbin/b.exe"),
-                  "a.exe");
+        columns<QStringList, QString>("programs", "launched");
+        row("no program in it", QStringList(), "");
+        row("two folders down", lines("x/y/a.exe"), "x/y/a.exe");
+        row("the larger of two", lines("bin/a.exe\nbin/b.exe"), "bin/b.exe");
+        row("at the top before the larger one below", lines("a.exe\nbin/b.exe"), "a.exe");
     }
     void copiesAnArchiveOverTheInstallation()
     {
@@ -210,16 +204,14 @@ private slots:
         QFETCH(QString, launched);
         Place place;
         const StandIn interpreter(place.path("bin/cmd.exe"));
-        test::ZipBuilder archive;
+        ZipBuilder archive;
         archive.add("readme", QByteArray(300'000, 'r'));
         int size = 300'000;
-        test::ZipItem item;
-        item.unixMode = 0100755;
+        QByteArray contents;
         for (const QString& program : programs) {
-            item.name = program.toUtf8();
-            item.data += 'p';
-            archive.add(item);
-            size += item.data.size();
+            contents += 'p';
+            archive.add(entry(program.toUtf8(), contents).with(&ZipItem::unixMode, 0100755));
+            size += contents.size();
         }
         archive.write(place.path("update.zip"));
         place.folder = place.path("installed here");
@@ -229,26 +221,24 @@ private slots:
         QCOMPARE(place.progress, u"Unpacking '%1' 0..%2"_s.arg(place.path("update.zip")).arg(size));
         QVERIFY(Place::isWaiting());
         QCOMPARE(place.leftovers().size(), 1);
-        const QString unpackDir =
-            QDir::toNativeSeparators(place.path("tmp") + u'/' + place.leftovers().constFirst());
+        const QString unpackDir = native(place.path("tmp") + u'/' + place.leftovers().constFirst());
         QVERIFY(QFile::exists(unpackDir + u"/readme"_s));
         const QString target = launched.isEmpty() ? QCoreApplication::applicationFilePath()
                                                   : place.folder + u'/' + launched;
         const QString fixed = u"/Q|/S|/C|xcopy|/I|/R|/Q|/S|/Y|%1|%2|&&|rmdir|/S|/Q|%1|&&|"
                               "echo|Launching %3. Please wait...|&&|%4"_s;
-        QCOMPARE(interpreter.arguments().mid(1),
-                 fixed
-                     .arg(unpackDir, QDir::toNativeSeparators(place.folder),
-                          QFileInfo(target).fileName(), QDir::toNativeSeparators(target))
-                     .split(u'|'));
+        QCOMPARE(
+            interpreter.arguments().mid(1),
+            fixed.arg(unpackDir, native(place.folder), QFileInfo(target).fileName(), native(target))
+                .split(u'|'));
     }
 
     void leavesNothing_data()
     {
-        test::columns<bool, bool>("choosesFolder", "pressesCancel");
-        test::row("when the folder dialog is cancelled", false, false);
-        test::row("when the progress dialog is cancelled", true, true);
-        test::row("of a bad archive", true, false);
+        columns<bool, bool>("choosesFolder", "pressesCancel");
+        row("when the folder dialog is cancelled", false, false);
+        row("when the progress dialog is cancelled", true, true);
+        row("of a bad archive", true, false);
     }
     void leavesNothing()
     {
@@ -256,12 +246,8 @@ private slots:
         QFETCH(bool, pressesCancel);
         Place place;
         const StandIn interpreter(place.path("bin/cmd.exe"));
-        test::ZipBuilder archive;
-        test::ZipItem bad;
-        bad.name = "bad & entry";
-        bad.data = QByteArray(1'000'000, 'b');
-        bad.crc = 1;
-        archive.add("good").add(bad).write(place.path("update.zip"));
+        const ZipItem bad = entry("bad & entry", QByteArray(1'000'000, 'b')).with(&ZipItem::crc, 1);
+        ZipBuilder().add("good").add(bad).write(place.path("update.zip"));
         place.folder = choosesFolder ? place.top : QString();
         place.pressesCancel = pressesCancel;
         QString message;
@@ -282,19 +268,17 @@ private slots:
 // Out here, because moc cannot read past raw text.
 void tst_Installers::quotes_data()
 {
-    test::columns<QString, QString, QString>("argument", "forPrograms", "forTheInterpreter");
-    test::row("signs", R"(C:\a&(b)^%c)", R"(C:\a&(b)^%c)", R"("C:\a&(b)^%c")");
-    test::row("empty", "", R"("")", R"("")");
-    test::row("blanks and a backslash", R"(C:\ä b\)", R"("C:\ä b\\")", R"("C:\ä b\\")");
-    test::row("a root folder", R"(D:\)", R"(D:\)", R"("D:\\")");
-    test::row("quotes", R"(say "x")", R"("say \"x\"")", R"("say x")");
-    test::row("backslashes before a quote", R"(a\\"b c\\)", R"("a\\\\\"b c\\\\")",
-              R"("a\\b c\\\\")");
-    test::row("a variable's name", "%PATH%", "%PATH%", R"(""^%"PATH"^%"")");
-    test::row("one percent sign in a name", R"(C:\5% x\1%)", R"("C:\5% x\1%")", R"("C:\5% x\1%")");
-    test::row("two in a name", R"(a%\%b%\c)", R"(a%\%b%\c)", R"("a%\"^%"b"^%"\c")");
-    test::row("other alphabets", "测试 \xf0\x9f\x93\xb7", "\"测试 \xf0\x9f\x93\xb7\"",
-              "\"测试 \xf0\x9f\x93\xb7\"");
+    columns<QString, QString, QString>("argument", "forPrograms", "forTheInterpreter");
+    row("signs", R"(C:\a&(b)^%c)", R"(C:\a&(b)^%c)", R"("C:\a&(b)^%c")");
+    row("empty", "", R"("")", R"("")");
+    row("blanks and a backslash", R"(C:\ä b\)", R"("C:\ä b\\")", R"("C:\ä b\\")");
+    row("a root folder", R"(D:\)", R"(D:\)", R"("D:\\")");
+    row("quotes", R"(say "x")", R"("say \"x\"")", R"("say x")");
+    row("backslashes before a quote", R"(a\\"b c\\)", R"("a\\\\\"b c\\\\")", R"("a\\b c\\\\")");
+    row("a variable's name", "%PATH%", "%PATH%", R"(""^%"PATH"^%"")");
+    row("one percent sign in a name", R"(C:\5% x\1%)", R"("C:\5% x\1%")", R"("C:\5% x\1%")");
+    row("two in a name", R"(a%\%b%\c)", R"(a%\%b%\c)", R"("a%\"^%"b"^%"\c")");
+    row("other alphabets", "测试 📷", R"("测试 📷")", R"("测试 📷")");
 }
 
 int main(int argc, char* argv[])

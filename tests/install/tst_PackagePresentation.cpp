@@ -42,8 +42,7 @@ private slots:
         info.type = u"A\"B"_s;
         info.url = QUrl(u"https://h/a?b=1&c=\"<"_s);
         info.releaseDate = QDateTime(QDate(2026, 3, 4), QTime(5, 6));
-        const QString day =
-            QLocale::system().toString(info.releaseDate.date(), QLocale::LongFormat);
+        const auto day = QLocale::system().toString(info.releaseDate.date(), QLocale::LongFormat);
         QCOMPARE(PackagePresentation::comment(info),
                  u"<b>&lt;img src=x&gt; 1&amp;2, A&quot;B</b><br />Published on %1"
                  "<br /><a href=\"https://h/a?b=1&amp;c=%22%3C\">"
@@ -111,8 +110,7 @@ private slots:
         test::row("trailing dots and blanks of all kinds", "a.exe. . \u2003", "a.exe");
         test::row("control characters", "a\u0001b.exe", "a%01b.exe");
         // Most file systems count 255 units; Linux counts bytes, of which these take three each.
-        test::row("long", QString(300, QChar(0x6d4b)) + u".exe"_s,
-                  QString(76, QChar(0x6d4b)) + u".exe"_s);
+        test::row("long", QString(300, u'测') + u".exe"_s, QString(76, u'测') + u".exe"_s);
     }
     void namesTheDownloadedFile()
     {
