@@ -1,3 +1,4 @@
+#include "Files.h"
 #include "LogCapture.h"
 #include "Rows.h"
 
@@ -10,7 +11,6 @@
 #include <QDomDocument>
 #include <QElapsedTimer>
 #include <QRandomGenerator>
-#include <QTest>
 #include <QTextCodec>
 #include <QXmlSimpleReader>
 
@@ -92,8 +92,7 @@ public:
 
     QByteArray draw()
     {
-        m_bytes =
-            one({"", "<?xml version='1.0' encoding='UTF-8'?>\r\n", "<!DOCTYPE s><!-- c -->\n"});
+        m_bytes = one({"", "<?xml version='1.0' encoding='UTF-8'?>\r\n", "<!DOCTYPE s><!--c-->\n"});
         element(one({"softwareList", "s", "package-set", "name", "language", "readme", "file"}), 0);
         m_bytes += one({"", "\n", "<!-- end -->", "<?p i?>"});
         for (int faults = m_random.bounded(4) - 2; faults > 0; --faults) {
@@ -191,15 +190,13 @@ QT_WARNING_POP
 void addCases(const QString& path)
 {
     test::columns<QByteArray, QString>("document", "expected");
-    QFile file(path);
-    QVERIFY(file.open(QIODevice::ReadOnly | QIODevice::Text));
-    const QStringList cases = QString::fromUtf8(file.readAll()).split(u"\n== "_s).mid(1);
+    const QStringList cases = test::casesIn(path);
     for (const QString& lines : cases) {
         const int begin = lines.indexOf(u'\n');
         const int end = lines.indexOf(u"\n->"_s);
-        QTest::newRow(qPrintable(lines.left(begin)))
-            << expanded(lines.mid(begin, end - begin).trimmed().toUtf8())
-            << (end < 0 ? QString() : lines.mid(end).trimmed());
+        const QString expected = end < 0 ? QString() : lines.mid(end).trimmed();
+        test::row(lines.left(begin).toUtf8(),
+                  expanded(lines.mid(begin, end - begin).trimmed().toUtf8()), expected);
     }
 }
 
@@ -318,32 +315,28 @@ private slots:
                                           "{26*<release-notes language='l%d' url='a'/>}");
         const QByteArray packages = expanded("{19400*<package platform='p%d'><readme url='%d'/>"
                                              "<release-notes url='%d'/></package>}");
-        QCOMPARE(parse("<s>" + links + packages + "</s>").size(), 19400);
-        QCOMPARE(parse("<s base-url='http://" + QByteArray(400, 'x') + "/'>" +
-                       expanded("{24300*<package url='%d.zip'/>}") + "</s>")
-                     .size(),
+        const auto count = [](const QByteArray& document) { return parse(document).size(); };
+        QCOMPARE(count("<s>" + links + packages + "</s>"), 19400);
+        QCOMPARE(count("<s base-url='http://" + QByteArray(400, 'x') + "/'>" +
+                       expanded("{24300*<package url='%d.zip'/>}") + "</s>"),
                  24300);
-        QCOMPARE(
-            parse(expanded("<s language='{26*l%d }'>{40000*<package language='k%d'/>}</s>")).size(),
-            40000);
+        QCOMPARE(count(expanded("<s language='{26*l%d }'>{40000*<package language='k%d'/>}</s>")),
+                 40000);
     }
 
     // Half of what a text takes as UTF-16: it must not be collected where nobody asks for it.
     void takesNoMemoryForWhatIsNotKept()
     {
-        for (const auto& [head, tail] :
-             std::initializer_list<std::pair<QByteArray, QByteArray>>{{"<a>", "</a>"},
-                                                                      {"<a><!--", "--></a>"},
-                                                                      {"<?p ", "?><a/>"},
-                                                                      {"<a><![CDATA[", "]]></a>"},
-                                                                      {"<a b='", "'/>"}}) {
-            const QByteArray document = head + QByteArray(4000000, ' ') + tail;
+        const QStringList forms =
+            test::lines("<a>|</a>\n<a><!--|--></a>\n<?p |?><a/>\n<a><![CDATA[|]]></a>\n<a b='|'/>");
+        for (const QString& form : forms) {
+            const QByteArray document = form.toUtf8().replace("|", QByteArray(4000000, ' '));
             const test::LogCapture log(Log::eWarning);
             takePeakMemory();
             const int before = takePeakMemory();
             QVERIFY(parse(document).isEmpty());
             const int grown = takePeakMemory() - before;
-            QVERIFY2(grown < (allowance > 5 ? 120 : 5), (head + QByteArray::number(grown)).data());
+            QVERIFY2(grown < (allowance > 5 ? 120 : 5), qPrintable(form + QString::number(grown)));
             QCOMPARE(log.lines(Log::eWarning), QStringList());
         }
     }

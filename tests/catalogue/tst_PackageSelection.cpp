@@ -3,12 +3,13 @@
 #include "catalogue/PackageSelection.h"
 
 #include <QCoreApplication>
-#include <QTest>
 #include <QTimeZone>
 
 using namespace zk;
 
 namespace {
+
+using List = PackageInfoList;
 
 QSet<QString> words(const QString& text)
 {
@@ -19,10 +20,10 @@ QSet<QString> words(const QString& text)
 PackageInfo package(const char* release, const char* platforms = "Win64",
                     const char* suffix = "exe", const char* status = "STABLE", int second = 0)
 {
-    return PackageInfo({}, u"Desk"_s, QString::fromLatin1(release), QString::fromLatin1(status),
+    return PackageInfo({}, u"Desk"_s, QLatin1String(release), QLatin1String(status),
                        QDateTime(QDate(2020, 1, 2), QTime(0, 0, second)),
-                       words(QString::fromLatin1(platforms)), words(u"en de"_s),
-                       QString::fromLatin1(suffix), {});
+                       words(QLatin1String(platforms)), words(u"en de"_s), QLatin1String(suffix),
+                       {});
 }
 
 // "release suffix" of each package, comma-separated.
@@ -46,16 +47,14 @@ private slots:
     {
         test::columns<PackageInfoList, QString, QString>("packages", "installed", "found");
         test::row("newest for each platform",
-                  PackageInfoList{package("4.2"), package("4.3", "Win64", "a"), package("4.0"),
-                                  package("4.3", "Win32", "b")},
+                  List{package("4.2"), package("4.3", "Win64", "a"), package("4.0"),
+                       package("4.3", "Win32", "b")},
                   "4.1", "4.3 a, 4.3 b");
-        test::row("numbers, not texts", PackageInfoList{package("4.9"), package("4.10")}, "4.1",
-                  "4.10 exe");
-        test::row("spelled as the first", PackageInfoList{package("4.3"), package("4.3.0")}, "4.1",
-                  "4.3 exe");
-        test::row("the same, spelled in another way", PackageInfoList{package("4.3")}, "4.3.0", "");
-        test::row("not newer than 0", PackageInfoList{package("beta")}, "", "");
-        test::row("nothing installed", PackageInfoList{package("0")}, "", "0 exe");
+        test::row("numbers, not texts", List{package("4.9"), package("4.10")}, "4.1", "4.10 exe");
+        test::row("spelled as the first", List{package("4.3"), package("4.3.0")}, "4.1", "4.3 exe");
+        test::row("the same, spelled in another way", List{package("4.3")}, "4.3.0", "");
+        test::row("not newer than 0", List{package("beta")}, "", "");
+        test::row("nothing installed", List{package("0")}, "", "0 exe");
     }
     void offersTheNewestRelease()
     {

@@ -11,6 +11,7 @@
 #include <QTest>
 
 using namespace publisher;
+using namespace zk::test;
 
 /** Keys and signatures go both ways between this program and the real minisign. */
 class tst_Signing : public QObject
@@ -62,7 +63,7 @@ private slots:
         QVERIFY(minisign("-Vm package.exe -p our.pub"));
 
         QVERIFY(minisign("-GW -p its.pub -s its.key"));
-        const auto its = SecretKey::decode(zk::test::readFile(path("its.key")), {});
+        const auto its = SecretKey::decode(readFile(path("its.key")), {});
         QVERIFY(std::holds_alternative<SecretKey>(its));
         write("package.exe.minisig", sign(std::get<SecretKey>(its), "file:package.exe"));
         QVERIFY(minisign("-Vm package.exe -p its.pub"));
@@ -72,22 +73,16 @@ private slots:
 private:
     QTemporaryDir m_folder;
 
-    [[nodiscard]] QString path(const char* name) const
-    {
-        return m_folder.filePath(QLatin1String(name));
-    }
-    void write(const char* name, const QByteArray& bytes) const
-    {
-        zk::test::writeFile(path(name), bytes);
-    }
-    [[nodiscard]] QByteArray sign(const SecretKey& key, const QByteArray& comment) const
+    QString path(const char* name) const { return m_folder.filePath(QLatin1String(name)); }
+    void write(const char* name, const QByteArray& bytes) const { writeFile(path(name), bytes); }
+    QByteArray sign(const SecretKey& key, const QByteArray& comment) const
     {
         QFile file(path("package.exe"));
         return file.open(QIODevice::ReadOnly) ? key.sign(*zk::Minisign::hashOf(file), comment)
                                               : QByteArray();
     }
     /** Whether minisign ends well. */
-    [[nodiscard]] bool minisign(const char* arguments) const
+    bool minisign(const char* arguments) const
     {
         QProcess process;
         process.setWorkingDirectory(m_folder.path());
