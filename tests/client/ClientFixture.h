@@ -7,7 +7,6 @@
 
 #include <QNetworkProxy>
 #include <QTest>
-#include <QTimer>
 #include <QWidget>
 
 #include <memory>
@@ -18,8 +17,7 @@ namespace zk::test {
 inline QByteArray packageElement(const QByteArray& release, const QByteArray& url,
                                  const QByteArray& more = {})
 {
-    return "<package release=\"" + release + "\" " + more + "><file url=\"" + url +
-           "\"/></package>";
+    return "<package release='" + release + "' " + more + "><file url='" + url + "'/></package>";
 }
 
 /** An update document of "Viewer" packages. */
@@ -33,6 +31,8 @@ inline QByteArray document(const QByteArray& packages)
 /** The client of a host called "Viewer", version 4.1, with an update server of its own. */
 struct ClientFixture
 {
+    using Client = SoftwareUpdateClient;
+
     RecordingSettings settings;
     ScriptedServer server;
     std::unique_ptr<QWidget> parent = std::make_unique<QWidget>();
@@ -42,30 +42,26 @@ struct ClientFixture
 
     ClientFixture()
     {
-        SoftwareUpdateClient::init(u"Viewer"_s, VersionNumber(L"4.1"),
-                                   server.url("/doc.xml").toString(), &settings);
-        client = SoftwareUpdateClient::instance();
+        Client::init(u"Viewer"_s, VersionNumber(L"4.1"), server.url("/doc.xml").toString(),
+                     &settings);
+        client = Client::instance();
         client->setParent(parent.get());
         client->setNetworkProxy(QNetworkProxy(QNetworkProxy::NoProxy));
-        QObject::connect(client, &SoftwareUpdateClient::stateChanged, client,
-                         [this](int from, int to) {
-                             // The signal comes before the value.
-                             const bool isBefore = client->state() == from;
-                             events << u"state %1>%2%3"_s.arg(from).arg(to).arg(
-                                 isBefore ? QString() : u" too late"_s);
-                         });
-        QObject::connect(client, &SoftwareUpdateClient::messageChanged, client,
+        QObject::connect(client, &Client::stateChanged, client, [this](int from, int to) {
+            // The signal comes before the value.
+            const auto late = client->state() == from ? QString() : u" too late"_s;
+            events << u"state %1>%2%3"_s.arg(from).arg(to).arg(late);
+        });
+        QObject::connect(client, &Client::messageChanged, client,
                          [this](const QString& text) { events << u"message "_s + text; });
-        QObject::connect(client, &SoftwareUpdateClient::lastCheckTextChanged, client,
-                         [this](const QString& text) {
-                             events << (text.isEmpty() ? u"no last check"_s : u"last check"_s);
-                         });
+        QObject::connect(client, &Client::lastCheckTextChanged, client, [this](const QString& at) {
+            events << (at.isEmpty() ? u"no last check"_s : u"last check"_s);
+        });
     }
     ~ClientFixture() { SoftwareUpdateClient::deleteInstance(); }
-    Q_DISABLE_COPY(ClientFixture)
 
     /** The client's timer with this interval, null when there is none. */
-    [[nodiscard]] QTimer* timer(int interval) const
+    QTimer* timer(int interval) const
     {
         const QList<QTimer*> timers = client->findChildren<QTimer*>();
         for (QTimer* timer : timers) {
@@ -77,7 +73,7 @@ struct ClientFixture
     }
 
     template <typename Dialog>
-    [[nodiscard]] Dialog* dialog() const
+    Dialog* dialog() const
     {
         return parent ? parent->findChild<Dialog*>() : nullptr;
     }
@@ -90,7 +86,7 @@ struct ClientFixture
         check();
         QTRY_VERIFY(!isChecking());
     }
-    [[nodiscard]] bool isChecking() const { return client->state() == SoftwareUpdate::eChecking; }
+    bool isChecking() const { return client->state() == SoftwareUpdate::eChecking; }
 };
 
 } // namespace zk::test

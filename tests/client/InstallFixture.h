@@ -8,11 +8,8 @@
 
 #include "ui/SoftwareUpdateAvailableDialog.h"
 
-#include <QDir>
 #include <QDirIterator>
 #include <QProgressDialog>
-#include <QTemporaryDir>
-#include <QTest>
 
 namespace zk::test {
 
@@ -44,7 +41,7 @@ struct InstallFixture : ClientFixture
     void offer(const QByteArray& name)
     {
         server.answer("/" + name, http(200, program));
-        show(server.url("/" + name));
+        show(QUrl(QString::fromLatin1(name))); // beside the document
     }
     void show(const QUrl& url)
     {
@@ -53,23 +50,17 @@ struct InstallFixture : ClientFixture
         checkFor(packageElement("4.3", url.toEncoded()));
         QCOMPARE(client->state(), SoftwareUpdate::eUpdateAvailable);
     }
-    void install(int row = 0)
-    {
-        QMetaObject::invokeMethod(client, "installPackage", Q_ARG(int, row));
-    }
-    [[nodiscard]] QProgressDialog* progress() const
+    void install(int i = 0) { QMetaObject::invokeMethod(client, "installPackage", Q_ARG(int, i)); }
+    auto* available() const { return dialog<SoftwareUpdateAvailableDialog>(); }
+    QProgressDialog* progress() const
     {
         return available() ? available()->findChild<QProgressDialog*>() : nullptr;
     }
-    [[nodiscard]] SoftwareUpdateAvailableDialog* available() const
-    {
-        return dialog<SoftwareUpdateAvailableDialog>();
-    }
     /** What lies in the temporary folder: names of files, or "folder" for an empty one. */
-    [[nodiscard]] QStringList leftovers() const { return found(false); }
-    [[nodiscard]] bool wasStarted() const { return !found(true).isEmpty(); }
+    QStringList leftovers() const { return found(false); }
+    bool wasStarted() const { return !found(true).isEmpty(); }
     /** What has become of it: "window" where nothing was started or left and the offer stands. */
-    [[nodiscard]] QString end() const
+    QString end() const
     {
         QStringList words = leftovers();
         if (wasStarted()) {
@@ -84,14 +75,11 @@ struct InstallFixture : ClientFixture
         words << errorBoxes() << log.lines(Log::eError);
         return words.join(u", "_s);
     }
-    [[nodiscard]] QStringList errorBoxes() const
-    {
-        return robot.seen().filter(u"Download Error: "_s);
-    }
+    QStringList errorBoxes() const { return robot.seen().filter(u"Download Error: "_s); }
 
 private:
     /** The notes of programs that were started, or all else. */
-    [[nodiscard]] QStringList found(bool areNotes) const
+    QStringList found(bool areNotes) const
     {
         QStringList names;
         QDirIterator it(temporary.filePath(u"tmp"_s),

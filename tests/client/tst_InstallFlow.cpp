@@ -11,8 +11,8 @@
 #include <QTextBrowser>
 
 using namespace zk;
-using test::Answer;
-using Fixture = test::InstallFixture;
+using namespace zk::test;
+using Fixture = InstallFixture;
 using Act = void (*)(Fixture&);
 
 Q_DECLARE_METATYPE(Act)
@@ -20,8 +20,7 @@ Q_DECLARE_METATYPE(Act)
 namespace {
 
 constexpr int half = 120;
-const char* const nothingFound =
-    "[zk::SoftwareUpdateClient::parseServerResponse] no update available";
+const auto nothingFound = u"[zk::SoftwareUpdateClient::parseServerResponse] no update available"_s;
 const auto question = u"ask you to restart"_s;
 
 constexpr Act keepStill = [](Fixture& /*f*/) {};
@@ -36,7 +35,7 @@ constexpr Act cancelBehindTheLastByte = [](Fixture& f) {
                      });
 };
 constexpr Act findAnother = [](Fixture& f) {
-    f.checkFor(test::packageElement("5.0", "http://127.0.0.1:1/other.msi"));
+    f.checkFor(packageElement("5.0", "http://127.0.0.1:1/other.msi"));
 };
 constexpr Act findNothing = [](Fixture& f) { f.checkFor({}); };
 constexpr Act deleteClient = [](Fixture& /*f*/) { SoftwareUpdateClient::deleteInstance(); };
@@ -62,68 +61,51 @@ private:
     }
 
 private slots:
-    void initTestCase() { test::dropOffscreenSizeHintLine(); }
+    void initTestCase() { dropOffscreenSizeHintLine(); }
 
     void downloads_data()
     {
-        test::columns<Answer, Act, QString>("answer", "act", "end");
-        const QByteArray program = test::StandIn::bytes();
+        columns<Answer, Act, QString>("answer", "act", "end");
+        const QByteArray program = StandIn::bytes();
         const auto fails = [](const char* name, const Answer& answer, int code) {
             const auto end = u"window, Download Error: Error code %1"_s;
-            test::row(name, answer, keepStill, end.arg(code));
+            row(name, answer, keepStill, end.arg(code));
         };
         const QByteArray body(2000, 'x');
-        fails("part of a file", test::http(206, "part"), 299);
-        fails("use proxy is no redirect", test::http(305, "p", "Location: /file\r\n"), 299);
-        fails("nothing in it", test::http(200), 299);
-        fails("not found", test::http(404, "page"), 203);
-        fails("cut in the middle", test::partial(body, 1000, Answer::eClose), 2);
-        fails("no content", test::http(204), 299);
-        fails("redirect without target", test::http(302, "page"), 299);
-        fails("redirect to another kind of place", test::redirect(302, "gopher://127.0.0.1/"), 301);
-        fails("redirect loop", test::redirect(302, "/loop"), 10);
-        fails("redirect to TLS where there is none", test::redirect(302, "https://127.0.0.1:1"), 1);
-        fails("authentication wanted by no proxy", test::http(407), 105);
-        fails("redirect to a file", test::redirect(302, "file:///etc/hostname"), 301);
-        fails("redirect to a share", test::redirect(302, "file://127.0.0.1/share/a.exe"), 301);
+        fails("part of a file", http(206, "part"), 299);
+        fails("use proxy is no redirect", http(305, "p", "Location: /file\r\n"), 299);
+        fails("nothing in it", http(200), 299);
+        fails("not found", http(404, "page"), 203);
+        fails("cut in the middle", partial(body, 1000, Answer::eClose), 2);
+        fails("no content", http(204), 299);
+        fails("redirect without target", http(302, "page"), 299);
+        fails("redirect to another kind of place", redirect(302, "gopher://127.0.0.1/"), 301);
+        fails("redirect loop", redirect(302, "/loop"), 10);
+        fails("redirect to TLS where there is none", redirect(302, "https://127.0.0.1:1"), 1);
+        fails("authentication wanted by no proxy", http(407), 105);
+        fails("redirect to a file", redirect(302, "file:///etc/hostname"), 301);
+        fails("redirect to a share", redirect(302, "file://127.0.0.1/share/a.exe"), 301);
 
-        const auto goesOn = [&program](const char* name, Act act, const char* end) {
-            test::row(name, test::partial(program, half, Answer::eSilence), act, end);
-        };
-        const char* const started = "started, setup.exe";
+        const auto started = u"started, setup.exe"_s;
         for (const int status : {301, 302, 303, 307, 308}) {
-            const QByteArray name = "redirect " + QByteArray::number(status);
-            test::row(name.constData(), test::redirect(status, "/moved"), keepStill, started);
+            row("redirect " + QByteArray::number(status), redirect(status, "/moved"), keepStill,
+                started);
         }
-        Answer drip = test::http(200, program);
+        Answer drip = http(200, program);
         drip.dripMs = 1;
         drip.dropSize = drip.bytes.size() / 50;
-        test::row("slow drip", drip, keepStill, started);
+        row("slow drip", drip, keepStill, started);
         const QByteArray packed = qCompress(program).mid(4);
         const char* const isPacked = "Content-Encoding: deflate\r\n";
-        test::row("compressed", test::http(200, packed, isPacked), keepStill, started);
-        fails("compressed and cut", test::http(200, packed.chopped(9), isPacked), 399);
-        test::row("no length", Answer{"HTTP/1.1 200 OK\r\n\r\n" + program, Answer::eClose},
-                  keepStill, started);
-        const Act installAgain = [](Fixture& f) {
-            f.server.answer("/setup.exe", test::http(200, f.program));
-            f.install();
+        row("compressed", http(200, packed, isPacked), keepStill, started);
+        fails("compressed and cut", http(200, packed.chopped(9), isPacked), 399);
+        row("no length", Answer{"HTTP/1.1 200 OK\r\n\r\n" + program}, keepStill, started);
+        const auto goesOn = [&program](const char* name, const auto& end, Act act) {
+            row(name, partial(program, half, Answer::eSilence), act, end);
         };
-        const Act reject = [](Fixture& f) {
-            f.robot.press(question, u"Cancel Install"_s);
-            f.install();
-        };
-        const Act find = [](Fixture& f) {
-            findNothing(f);
-            QVERIFY(f.progress() && f.progress()->isVisible());
-        };
-        const Act lose = [](Fixture& f) {
-            f.parent.reset();
-            f.program.clear(); // nothing more is sent
-        };
-        goesOn("cancelled half-way", cancel, "window");
-        const Act closeList = [](Fixture& f) { f.available()->close(); };
-        const Act findNothingAndCancel = [](Fixture& f) {
+        goesOn("cancelled half-way", "window", cancel);
+        goesOn("list closed", "", [](Fixture& f) { f.available()->close(); });
+        goesOn("no package is found, then cancelled", nothingFound, [](Fixture& f) {
             findNothing(f);
             // Its rows are no packages any more.
             f.available()->findChild<QTableWidget*>()->selectAll();
@@ -132,23 +114,28 @@ private slots:
                 QVERIFY2(!f.available()->findChild<QPushButton*>(button)->isEnabled(), name);
             }
             cancel(f);
-        };
-        goesOn("list closed", closeList, "");
-        goesOn("no package is found, then cancelled", findNothingAndCancel, nothingFound);
-        goesOn("installed again", installAgain, started);
-        goesOn("rejected the second time", reject, started);
-        goesOn("another package is found", findAnother, started);
-        goesOn("no package is found", find,
-               QByteArray(started + QByteArray(", ") + nothingFound).constData());
-        const Act abort = [](Fixture& f) { f.client->abortUpdate(); };
-        goesOn("dialogs aborted", abort, started);
-        const Act close = [](Fixture& f) { f.parent.reset(); };
-        goesOn("parent gone", close, "setup.exe");
-        goesOn("parent gone, then the connection", lose, "");
-        test::row("cancelled before the first byte", Answer{{}, Answer::eSilence}, cancel,
-                  "window");
-        test::row("cancelled behind the last byte", test::http(200, program),
-                  cancelBehindTheLastByte, "window");
+        });
+        goesOn("installed again", started, [](Fixture& f) {
+            f.server.answer("/setup.exe", http(200, f.program));
+            f.install();
+        });
+        goesOn("rejected the second time", started, [](Fixture& f) {
+            f.robot.press(question, u"Cancel Install"_s);
+            f.install();
+        });
+        goesOn("another package is found", started, findAnother);
+        goesOn("no package is found", started + u", "_s + nothingFound, [](Fixture& f) {
+            findNothing(f);
+            QVERIFY(f.progress() && f.progress()->isVisible());
+        });
+        goesOn("dialogs aborted", started, [](Fixture& f) { f.client->abortUpdate(); });
+        goesOn("parent gone", "setup.exe", [](Fixture& f) { f.parent.reset(); });
+        goesOn("parent gone, then the connection", "", [](Fixture& f) {
+            f.parent.reset();
+            f.program.clear(); // nothing more is sent
+        });
+        row("cancelled before the first byte", Answer{{}, Answer::eSilence}, cancel, "window");
+        row("cancelled after the last byte", http(200, program), cancelBehindTheLastByte, "window");
     }
     void downloads()
     {
@@ -157,8 +144,8 @@ private slots:
         QFETCH(QString, end);
         Fixture f;
         f.server.answer("/setup.exe", answer);
-        f.server.answer("/moved", test::http(200, f.program));
-        f.server.answer("/loop", test::redirect(302, "/setup.exe"));
+        f.server.answer("/moved", http(200, f.program));
+        f.server.answer("/loop", redirect(302, "/setup.exe"));
         QSignalSpy finished(f.client->findChild<FileDownloader*>(), &FileDownloader::finished);
         f.install();
         if (answer.end == Answer::eSilence) {
@@ -172,7 +159,7 @@ private slots:
         QTRY_VERIFY(!finished.isEmpty() || !f.errorBoxes().isEmpty());
         QTRY_COMPARE(f.end(), end);
         if (end.startsWith(u"window"_s)) {
-            f.server.answer("/setup.exe", test::http(200, test::StandIn::bytes()));
+            f.server.answer("/setup.exe", http(200, StandIn::bytes()));
             f.install();
             QTRY_COMPARE(f.end(), end.replace(u"window"_s, u"started, setup.exe"_s));
         }
@@ -180,17 +167,17 @@ private slots:
 
     void asks_data()
     {
-        test::columns<QString, Act, QString, QString>("box", "act", "button", "end");
+        columns<QString, Act, QString, QString>("box", "act", "button", "end");
         const auto proceed = u"Proceed"_s;
-        test::row("cancelled", question, keepStill, "Cancel Install", "window");
-        test::row("closed", question, keepStill, "(closed)", "window");
-        test::row("another package is found", question, findAnother, proceed,
-                  "window, Download Error: Error code 203");
+        row("cancelled", question, keepStill, "Cancel Install", "window");
+        row("closed", question, keepStill, "(closed)", "window");
+        row("another package is found", question, findAnother, proceed,
+            "window, Download Error: Error code 203");
         // The question goes with the list it was asked about.
-        test::row("no package is found", question, findNothing, proceed, nothingFound);
-        test::row("client deleted", question, deleteClient, proceed, "window");
-        test::row("client deleted when it fails", "Error code", deleteClient, "OK",
-                  "progress, window, Download Error: Error code 203");
+        row("no package is found", question, findNothing, proceed, nothingFound);
+        row("client deleted", question, deleteClient, proceed, "window");
+        row("client deleted when it fails", "Error code", deleteClient, "OK",
+            "progress, window, Download Error: Error code 203");
     }
     void asks()
     {
@@ -198,9 +185,8 @@ private slots:
         QFETCH(Act, act);
         QFETCH(QString, button);
         Fixture f;
-        f.server.answer("/setup.exe", test::http(404, "page"));
-        f.robot.act(
-            box, [&] { act(f); }, button);
+        f.server.answer("/setup.exe", http(404, "page"));
+        f.robot.act(box, button, [&] { act(f); });
         f.install();
         QTRY_VERIFY(!f.robot.seen().filter(box).isEmpty());
         QCoreApplication::processEvents();
@@ -214,8 +200,7 @@ private slots:
     void showsItsProgress()
     {
         Fixture f;
-        f.server.answer("/setup.exe",
-                        test::partial(QByteArray(3'000'000, 'x'), 900, Answer::eSilence));
+        f.server.answer("/setup.exe", partial(QByteArray(3'000'000, 'x'), 900, Answer::eSilence));
         f.install();
         QTRY_VERIFY(f.progress()->value() > 0);
         QCOMPARE(f.progress()->windowTitle(), u"setup.exe"_s);
@@ -224,37 +209,28 @@ private slots:
         QTRY_VERIFY2(bar->text().endsWith(u" / 2.9 MB"_s), qPrintable(bar->text()));
         QVERIFY(bar->width() > 2 * bar->fontMetrics().horizontalAdvance(bar->text()));
         bool isInTheWay = true;
-        f.robot.act(
-            u"Error code"_s, [&] { isInTheWay = f.progress()->isVisible(); }, u"OK"_s);
+        f.robot.act(u"Error code"_s, u"OK"_s, [&] { isInTheWay = f.progress()->isVisible(); });
         f.server.finish("/setup.exe", {});
         QTRY_COMPARE(f.end(), u"window, Download Error: Error code 2"_s);
         QVERIFY(!isInTheWay);
     }
 
-    void findsRelativePackages()
-    {
-        Fixture f;
-        f.checkFor(test::packageElement("4.3", "setup.exe"));
-        f.install();
-        QTRY_COMPARE(f.end(), u"started, setup.exe"_s);
-    }
-
     void handsOverByFileType_data()
     {
-        test::columns<QString, int, QString>("line", "pages", "end");
-        test::row("a.msi", "installMSIPackage] trying to run ", 0, "a.msi");
-        test::row("a.rpk", "installRPKPackage] trying to run ", 0, "a.rpk");
-        test::row("a.tar.gz", "installTARGZPackage] trying to run ", 0, "a.tar.gz");
-        test::row("a.deb",
-                  "installDEBPackage] SoftwareUpdateClient::installDEBPackage() -> trying to run ",
-                  0, "a.deb");
-        test::row("a.pkg", "", 1, "a.pkg");
-        test::row("a.mpkg", "", 1, "a.mpkg");
-        test::row("a%2F..%5Cb.pkg", "", 1, "a%2F..%5Cb.pkg");
-        test::row("a.pkg/", "", 0,
-                  "Download Error: Unknown package type! Installation cannot proceed!");
-        test::row("a.PKG", "", 0,
-                  "Download Error: Unknown package type! Installation cannot proceed!");
+        columns<QString, int, QString>("line", "pages", "end");
+        row("a.msi", "installMSIPackage] trying to run ", 0, "a.msi");
+        row("a.rpk", "installRPKPackage] trying to run ", 0, "a.rpk");
+        row("a.tar.gz", "installTARGZPackage] trying to run ", 0, "a.tar.gz");
+        row("a.deb",
+            "installDEBPackage] SoftwareUpdateClient::installDEBPackage() -> trying to run ", 0,
+            "a.deb");
+        row("a.pkg", "", 1, "a.pkg");
+        row("a.mpkg", "", 1, "a.mpkg");
+        row("a%2F..%5Cb.pkg", "", 1, "a%2F..%5Cb.pkg");
+        const char* const unknown =
+            "Download Error: Unknown package type! Installation cannot proceed!";
+        row("a.pkg/", "", 0, unknown);
+        row("a.PKG", "", 0, unknown);
     }
     void handsOverByFileType()
     {
@@ -274,9 +250,9 @@ private slots:
     void followsTheSelection()
     {
         Fixture f;
-        f.checkFor("<package release=\"4.3\"><file url=\"http://h/a.exe\"/>"
-                   "<release-notes url=\"http://h/n\"/></package>" +
-                   test::packageElement("4.3", "http://h/b.zip"));
+        f.checkFor("<package release='4.3'><file url='http://h/a.exe'/>"
+                   "<release-notes url='http://h/n'/></package>" +
+                   packageElement("4.3", "http://h/b.zip"));
         const auto shown = [&f](const QList<int>& rows) {
             QMetaObject::invokeMethod(f.client, "manageUpdateAvailableDialog",
                                       Q_ARG(SoftwareUpdate::SoftUpIndexList, rows));
@@ -298,7 +274,7 @@ private slots:
     void downloadsFromSafePlacesOnly()
     {
         Fixture f;
-        f.checkFor(test::packageElement("5.0", "file://127.0.0.1/share/a.exe"));
+        f.checkFor(packageElement("5.0", "file://127.0.0.1/share/a.exe"));
         f.install();
         QTRY_COMPARE(f.end(), u"window, Download Error: Error code 301, "
                               "[zk::SoftwareUpdateClient::installPackage] package is not "
@@ -308,11 +284,11 @@ private slots:
     void opensSafePagesOnly()
     {
         Fixture f;
-        f.checkFor("<package release=\"4.3\"><file url=\"http://h/a.exe\"/>"
-                   "<release-notes url=\"notes.html\"/>"
-                   "<release-notes language=\"de\" url=\"http://h/de\"/></package>"
-                   "<package release=\"4.3\"><file url=\"javascript:b.exe\"/>"
-                   "<release-notes url=\"file://host/share\"/></package>");
+        f.checkFor(
+            "<package release='4.3'><file url='http://h/a.exe'/><release-notes url='n.html'/>"
+            "<release-notes language='de' url='http://h/de'/></package>"
+            "<package release='4.3'><file url='javascript:b.exe'/>"
+            "<release-notes url='file://host/share'/></package>");
         const QStringList schemes{u"http"_s, u"javascript"_s, u"file"_s};
         catchPages(schemes);
         // Rows that are not there, too.
@@ -329,8 +305,7 @@ private slots:
         for (const QString& scheme : schemes) {
             QDesktopServices::unsetUrlHandler(scheme);
         }
-        QCOMPARE(m_opened,
-                 (QStringList{u"http://h/a.exe"_s, f.server.url("/notes.html").toString()}));
+        QCOMPARE(m_opened, (QStringList{u"http://h/a.exe"_s, f.server.url("/n.html").toString()}));
         QCOMPARE(f.log.lines(Log::eError).filter(u"link is not opened"_s).size(), 3);
         QCOMPARE(f.robot.seen(), QStringList());
         QCOMPARE(f.server.requests().size(), 2);

@@ -5,10 +5,10 @@
 #include "ui/SoftwareUpdateDialog.h"
 #include "ui/SoftwareUpdateWidget.h"
 
+#include "Files.h"
 #include "RecordingSettings.h"
 #include "Rows.h"
 
-#include <QFile>
 #include <QMetaMethod>
 #include <QRegularExpression>
 
@@ -25,8 +25,7 @@ QString described(const QMetaMethod& method)
     QStringList parameters;
     for (int i = 0; i < method.parameterCount(); ++i) {
         const QByteArray name = method.parameterNames().at(i);
-        parameters << QLatin1String(method.parameterTypes().at(i) +
-                                    (name.isEmpty() ? name : ' ' + name));
+        parameters << QLatin1String((method.parameterTypes().at(i) + ' ' + name).trimmed());
     }
     return kind + QLatin1String(method.typeName()) + u' ' + QLatin1String(method.name()) + u'(' +
            parameters.join(u", "_s) + u')';
@@ -66,10 +65,8 @@ private slots:
                 }
             }
         }
-        QFile file(QFINDTESTDATA("published-methods.txt"));
-        QVERIFY(file.open(QIODevice::ReadOnly | QIODevice::Text));
-        const QStringList published =
-            test::lines(file.readAll().constData()).filter(QRegularExpression(u"^[^#]"_s));
+        const QByteArray file = test::readFile(QFINDTESTDATA("published-methods.txt"));
+        const auto published = test::lines(file).filter(QRegularExpression(u"^[^#]"_s));
         for (int i = 0; i < qMax(actual.size(), published.size()); ++i) {
             QCOMPARE(actual.value(i), published.value(i));
         }

@@ -5,13 +5,11 @@
 
 #include "client/SystemProxy.h"
 
-#include <QProcess>
 #include <QSslConfiguration>
 #include <QStandardPaths>
-#include <QTcpServer>
-#include <QTcpSocket>
 
 using namespace zk;
+using namespace zk::test;
 
 namespace {
 
@@ -36,10 +34,9 @@ public:
         m_process.kill();
         m_process.waitForFinished();
     }
-    Q_DISABLE_COPY(RunningProgram)
 
-    [[nodiscard]] bool isThere() const { return m_isThere; }
-    [[nodiscard]] quint16 port() const { return m_port; }
+    bool isThere() const { return m_isThere; }
+    quint16 port() const { return m_port; }
 
 protected:
     QTemporaryDir m_folder;
@@ -50,13 +47,12 @@ protected:
         m_process.setStandardOutputFile(QProcess::nullDevice());
         m_process.setStandardErrorFile(QProcess::nullDevice());
         m_process.start(programPath(program), arguments);
-        m_isThere =
-            m_process.waitForStarted() && QTest::qWaitFor([this] { return answers(); }, 5000);
+        m_isThere = m_process.waitForStarted() && QTest::qWaitFor([this] { return answers(); });
     }
-    [[nodiscard]] QString writeConfiguration(const QByteArray& text) const
+    QString writeConfiguration(const QByteArray& text) const
     {
         QString path = m_folder.filePath(u"conf"_s);
-        test::writeFile(path, text);
+        writeFile(path, text);
         return path;
     }
 
@@ -65,7 +61,7 @@ private:
     QProcess m_process;
     bool m_isThere = false;
 
-    [[nodiscard]] bool answers() const
+    bool answers() const
     {
         QTcpSocket socket;
         socket.setProxy(QNetworkProxy::NoProxy);
@@ -96,10 +92,9 @@ public:
     {
         const QDir www(file("www"));
         www.mkpath(u"store"_s);
-        test::writeFile(www.filePath(u"doc.xml"_s),
-                        test::document(test::packageElement("4.3", "http://h/a.exe")));
-        test::writeFile(www.filePath(u"store/setup.exe.gz"_s),
-                        test::runTool(u"gzip"_s, www.path(), {u"-c"_s}, test::StandIn::bytes()));
+        writeFile(www.filePath(u"doc.xml"_s), document(packageElement("4.3", "http://h/a.exe")));
+        writeFile(www.filePath(u"store/setup.exe.gz"_s),
+                  runTool(u"gzip"_s, www.path(), {u"-c"_s}, StandIn::bytes()));
         const QByteArray tls = certificate.isEmpty()
                                    ? ";"
                                    : " ssl; ssl_certificate " + certificate.toUtf8() +
@@ -109,25 +104,19 @@ public:
                            writeConfiguration(configuration(tls))});
     }
 
-    [[nodiscard]] QUrl url(const char* path) const
+    QUrl url(const char* path) const
     {
         return QUrl(
             u"%1://127.0.0.1:%2/%3"_s.arg(m_scheme, QString::number(port()), QLatin1String(path)));
     }
     /** A line a request: its path, status, the encoding of the answer, and the proxy's name. */
-    [[nodiscard]] QStringList requests() const
-    {
-        return test::lines(test::readFile(file("access.log")).constData());
-    }
+    QStringList requests() const { return lines(readFile(file("access.log"))); }
 
 private:
     QString m_scheme;
 
-    [[nodiscard]] QString file(const char* name) const
-    {
-        return m_folder.filePath(QLatin1String(name));
-    }
-    [[nodiscard]] QByteArray configuration(const QByteArray& tls) const
+    QString file(const char* name) const { return m_folder.filePath(QLatin1String(name)); }
+    QByteArray configuration(const QByteArray& tls) const
     {
         QByteArray text = "daemon off; master_process off; pid nginx.pid; events {}\nhttp {\n";
         for (const char* kind : {"client_body", "proxy", "fastcgi", "uwsgi", "scgi"}) {
@@ -157,19 +146,17 @@ class tst_RealPeers : public QObject
 {
     Q_OBJECT
 
-private:
     QTemporaryDir m_certificates;
     QSslConfiguration m_systemTrust = QSslConfiguration::defaultConfiguration();
     QString m_missing;
 
     void openssl(const QByteArray& arguments) const
     {
-        test::runTool(u"openssl"_s, m_certificates.path(),
-                      QString::fromUtf8(arguments).split(u' '));
+        runTool(u"openssl"_s, m_certificates.path(), QString::fromUtf8(arguments).split(u' '));
     }
     void makeCertificate(const QByteArray& name, const QByteArray& subject, const QByteArray& days)
     {
-        test::writeFile(m_certificates.filePath(u"ext"_s), "subjectAltName=" + subject);
+        writeFile(m_certificates.filePath(u"ext"_s), "subjectAltName=" + subject);
         openssl("req -new -newkey rsa:2048 -nodes -keyout " + name + ".key -out csr -subj /CN=us");
         openssl("x509 -req -in csr -CA ca.pem -CAkey ca.key -CAcreateserial -extfile ext -out " +
                 name + ".pem -days " + days);
@@ -184,7 +171,7 @@ private:
 private slots:
     void initTestCase()
     {
-        test::dropOffscreenSizeHintLine();
+        dropOffscreenSizeHintLine();
         for (const char* program : {"nginx", "openssl", "gzip"}) {
             if (programPath(QLatin1String(program)).isEmpty()) {
                 m_missing = QLatin1String(program) + u" is not installed"_s;
@@ -200,13 +187,13 @@ private slots:
 
     void installs_data()
     {
-        test::columns<QString, bool, bool, int>("certificate", "isTrusted", "isProxied", "error");
-        test::row("no TLS", "", false, false, 0);
-        test::row("a certificate of an authority that is trusted", "good", true, false, 0);
-        test::row("of an authority that is not", "good", false, false, 6);
-        test::row("for another host name", "other", true, false, 6);
-        test::row("an expired one", "expired", true, false, 6);
-        test::row("a proxy that wants a password", "", false, true, 0);
+        columns<QString, bool, bool, int>("certificate", "isTrusted", "isProxied", "error");
+        row("no TLS", "", false, false, 0);
+        row("a certificate of an authority that is trusted", "good", true, false, 0);
+        row("of an authority that is not", "good", false, false, 6);
+        row("for another host name", "other", true, false, 6);
+        row("an expired one", "expired", true, false, 6);
+        row("a proxy that wants a password", "", false, true, 0);
     }
     void installs()
     {
@@ -226,7 +213,7 @@ private slots:
         }
         const RunningNginx server(certificate.isEmpty() ? QString()
                                                         : m_certificates.filePath(certificate));
-        test::InstallFixture f;
+        InstallFixture f;
         f.show(server.url("latest/store/setup.exe"));
         f.client->setNetworkProxy(isProxied
                                       ? QNetworkProxy(QNetworkProxy::HttpProxy, u"127.0.0.1"_s,
@@ -242,9 +229,9 @@ private slots:
                  error == 0 ? SoftwareUpdate::eUpdateAvailable : SoftwareUpdate::eError);
         QStringList expected;
         if (error == 0) {
-            expected = test::lines("/latest/store/setup.exe 301 -\n/hop/store/setup.exe 302 -\n"
-                                   "/store/setup.exe 200 gzip\n/latest/doc.xml 301 -\n"
-                                   "/hop/doc.xml 302 -\n/doc.xml 200 gzip");
+            expected = lines("/latest/store/setup.exe 301 -\n/hop/store/setup.exe 302 -\n"
+                             "/store/setup.exe 200 gzip\n/latest/doc.xml 301 -\n"
+                             "/hop/doc.xml 302 -\n/doc.xml 200 gzip");
         }
         for (QString& line : expected) {
             line += isProxied ? u" tinyproxy"_s : u" -"_s;
@@ -259,11 +246,10 @@ private slots:
         }
         trustOurAuthority();
         const RunningNginx server(m_certificates.filePath(u"good"_s));
-        test::InstallFixture f;
-        f.server.answer("/program", test::http(200, f.program));
+        InstallFixture f;
+        f.server.answer("/program", http(200, f.program));
         const QByteArray back = "back?" + f.server.url("/program").toEncoded();
-        f.server.answer("/setup.exe",
-                        test::redirect(302, server.url(back.constData()).toEncoded()));
+        f.server.answer("/setup.exe", redirect(302, server.url(back.constData()).toEncoded()));
         f.install();
         QTRY_COMPARE(f.end(), u"window, Download Error: Error code %1"_s.arg(
                                   QNetworkReply::InsecureRedirectError));
@@ -276,7 +262,7 @@ private slots:
 
     void takesTheFirstOfTheSystem()
     {
-        const test::LogCapture log;
+        const LogCapture log;
         QList<QNetworkProxy> offered;
         QList<QByteArray> asked;
         const auto lookup = [&](const QNetworkProxyQuery& query) {
@@ -295,12 +281,12 @@ private slots:
     void takesTheHostsChoiceUntilToldOtherwise()
     {
         // A server that answers whatever it is asked for, as a proxy is.
-        test::ScriptedServer system;
+        ScriptedServer system;
         const QByteArray url("http://updates.invalid/doc.xml");
-        system.answer(url, test::http(200, "<softwareList/>"));
-        const test::ScopedVariable variable("http_proxy", system.url("").toString());
-        test::ClientFixture f;
-        f.server.answer("/doc.xml", test::http(200, "<softwareList/>"));
+        system.answer(url, http(200, "<softwareList/>"));
+        const ScopedVariable variable("http_proxy", system.url("").toString());
+        ClientFixture f;
+        f.server.answer("/doc.xml", http(200, "<softwareList/>"));
         f.settings.values[AppSettings::UpdateServerUrl] = QString::fromLatin1(url);
         f.client->setSystemProxy();
         f.client->checkForUpdate();

@@ -16,6 +16,7 @@
 #endif
 
 using namespace zk;
+using namespace zk::test;
 using SoftwareUpdate::SoftwareUpdateSettings;
 
 namespace {
@@ -39,21 +40,20 @@ SoftwareUpdateSettings example(const QString& product)
 /** What is written of it, in that order. */
 QString text(const SoftwareUpdateSettings& settings)
 {
-    test::RecordingSettings store;
+    RecordingSettings store;
     SettingsStore(&store).write(settings);
     return store.calls.join(u" | "_s).remove(u"set "_s);
 }
 
-void setWritable(const QString& path, bool isWritable)
+void setWritable(const QString& path, bool canWrite)
 {
-    QFile::setPermissions(path,
-                          isWritable ? QFile::ReadOwner | QFile::WriteOwner : QFile::ReadOwner);
+    QFile::setPermissions(path, canWrite ? QFile::ReadOwner | QFile::WriteOwner : QFile::ReadOwner);
 #ifdef Q_OS_UNIX
     // The permissions that stop the superuser too.
     std::signal(SIGXFSZ, SIG_IGN);
     rlimit limit{};
     getrlimit(RLIMIT_FSIZE, &limit);
-    limit.rlim_cur = isWritable ? limit.rlim_max : 50;
+    limit.rlim_cur = canWrite ? limit.rlim_max : 50;
     setrlimit(RLIMIT_FSIZE, &limit);
 #endif
 }
@@ -67,7 +67,7 @@ class tst_SettingsStore : public QObject
 private slots:
     void readsAndWritesInOrder()
     {
-        test::RecordingSettings store;
+        RecordingSettings store;
         QVERIFY(SettingsStore(&store).read().lastCheck.isNull());
         QCOMPARE(store.calls.join(u' ').remove(u"get "_s), u"44 45 46 43 40 39 47 48 49 50 51"_s);
         const SoftwareUpdateSettings settings = example(u"Viewer, \"Pro\""_s);
@@ -102,20 +102,19 @@ private slots:
 
     void readsNonsense_data()
     {
-        test::columns<QString, QString>("ini", "read");
-        test::row("flags that are off", "UpdateAutomaticCheck=false\nUpdateIncludeBeta=0",
-                  "44 false");
-        test::row("flags that are on", "UpdateAutomaticCheck=1\nUpdateIncludeBeta=true", "45 true");
-        test::row("words", "UpdateCheckInterval=abc\nUpdateLastCheck=abc", "");
-        test::row("lists that nobody quoted", "UpdatePlatforms=Win32, Win64\nUpdateProductName=a,b",
-                  "39 a,b | 48 Win32,Win64");
-        test::row("lists with holes", "UpdatePackageSuffixes=\",exe,,zip,\"", "49 exe,zip");
-        test::row("cameras with and without versions", "UpdateCameraVersions=\"a:1,b,c:2:3,:4\"",
-                  "51 a:1,b:,c:2,:4");
-        test::row("maps",
-                  "UpdateServerUrl=@Variant(\\0\\0\\0\\b\\0\\0\\0\\0)\n"
-                  "UpdateAutomaticCheck=@Variant(\\0\\0\\0\\b\\0\\0\\0\\0)",
-                  "");
+        columns<QString, QString>("ini", "read");
+        row("flags that are off", "UpdateAutomaticCheck=false\nUpdateIncludeBeta=0", "44 false");
+        row("flags that are on", "UpdateAutomaticCheck=1\nUpdateIncludeBeta=true", "45 true");
+        row("words", "UpdateCheckInterval=abc\nUpdateLastCheck=abc", "");
+        row("lists that nobody quoted", "UpdatePlatforms=Win32, Win64\nUpdateProductName=a,b",
+            "39 a,b | 48 Win32,Win64");
+        row("lists with holes", "UpdatePackageSuffixes=\",exe,,zip,\"", "49 exe,zip");
+        row("cameras with and without versions", "UpdateCameraVersions=\"a:1,b,c:2:3,:4\"",
+            "51 a:1,b:,c:2,:4");
+        row("maps",
+            "UpdateServerUrl=@Variant(\\0\\0\\0\\b\\0\\0\\0\\0)\n"
+            "UpdateAutomaticCheck=@Variant(\\0\\0\\0\\b\\0\\0\\0\\0)",
+            "");
     }
     void readsNonsense()
     {
@@ -125,7 +124,7 @@ private slots:
         file.write("[SoftwareUpdateGroup]\n" + ini.toUtf8());
         file.close();
         AppSettings store(file.fileName());
-        test::RecordingSettings empty;
+        RecordingSettings empty;
         QStringList read = text(SettingsStore(&store).read()).split(u" | "_s);
         const QStringList defaults = text(SettingsStore(&empty).read()).split(u" | "_s);
         for (const QString& value : defaults) {
@@ -140,7 +139,7 @@ private slots:
         const QTemporaryDir folder;
         const QString path = folder.filePath(u"settings.ini"_s);
         const QByteArray before = "[Window]\nGeometry=1\n";
-        test::writeFile(path, before);
+        writeFile(path, before);
         const QString version = u"4.3"_s;
         for (const bool isStoredLater : {false, true}) {
             setWritable(path, false);
@@ -151,33 +150,33 @@ private slots:
             setWritable(path, true);
             const AppSettings later(path);
             QCoreApplication::processEvents();
-            QCOMPARE(test::readFile(path), before);
+            QCOMPARE(readFile(path), before);
             if (isStoredLater) {
                 store.set(true, group, AppSettings::UpdateIncludeBeta, true);
-                QVERIFY(test::readFile(path).contains("UpdateIncludeBeta"));
+                QVERIFY(readFile(path).contains("UpdateIncludeBeta"));
             }
         }
         QCOMPARE(QSettings(path, QSettings::IniFormat).allKeys(),
-                 test::lines("SoftwareUpdateGroup/UpdateIncludeBeta\n"
-                             "SoftwareUpdateGroup/UpdateProductVersion\nWindow/Geometry"));
+                 lines("SoftwareUpdateGroup/UpdateIncludeBeta\n"
+                       "SoftwareUpdateGroup/UpdateProductVersion\nWindow/Geometry"));
     }
 
     void knowsWhenACheckIsDue_data()
     {
-        test::columns<int, QString, QString, bool>("interval", "lastCheck", "now", "due");
-        test::row("daily, 24 hours ago", 1, "2026-05-01T10:00", "2026-05-02T10:00", false);
-        test::row("daily, a moment more", 1, "2026-05-01T10:00", "2026-05-02T10:00:00.001", true);
-        test::row("weekly, to the second", 2, "2026-05-01T10:00", "2026-05-08T10:00", false);
-        test::row("weekly, a second more", 2, "2026-05-01T10:00", "2026-05-08T10:00:01", true);
-        test::row("monthly, end of January", 3, "2026-01-31T10:00", "2026-02-28T10:00", false);
-        test::row("monthly, end of February", 3, "2026-01-31T10:00", "2026-02-28T10:00:01", true);
-        test::row("monthly, over the new year", 3, "2025-12-15T10:00", "2026-01-15T10:00:01", true);
-        test::row("clock set back a day", 1, "2026-01-02T10:00", "2026-01-01T10:00", false);
+        columns<int, QString, QString, bool>("interval", "lastCheck", "now", "due");
+        row("daily, 24 hours ago", 1, "2026-05-01T10:00", "2026-05-02T10:00", false);
+        row("daily, a moment more", 1, "2026-05-01T10:00", "2026-05-02T10:00:00.001", true);
+        row("weekly, to the second", 2, "2026-05-01T10:00", "2026-05-08T10:00", false);
+        row("weekly, a second more", 2, "2026-05-01T10:00", "2026-05-08T10:00:01", true);
+        row("monthly, end of January", 3, "2026-01-31T10:00", "2026-02-28T10:00", false);
+        row("monthly, end of February", 3, "2026-01-31T10:00", "2026-02-28T10:00:01", true);
+        row("monthly, over the new year", 3, "2025-12-15T10:00", "2026-01-15T10:00:01", true);
+        row("clock set back a day", 1, "2026-01-02T10:00", "2026-01-01T10:00", false);
         // A clock that was wrong once must not put updates off for years.
-        test::row("clock set back further", 3, "2026-01-02T10:00:01", "2026-01-01T10:00", true);
-        test::row("never checked", 3, "", "2026-01-01T10:00", true);
-        test::row("no schedule", 0, "2020-01-01T10:00", "2026-01-01T10:00", false);
-        test::row("no schedule either", 4, "2020-01-01T10:00", "2026-01-01T10:00", false);
+        row("clock set back further", 3, "2026-01-02T10:00:01", "2026-01-01T10:00", true);
+        row("never checked", 3, "", "2026-01-01T10:00", true);
+        row("no schedule", 0, "2020-01-01T10:00", "2026-01-01T10:00", false);
+        row("no schedule either", 4, "2020-01-01T10:00", "2026-01-01T10:00", false);
     }
     void knowsWhenACheckIsDue()
     {

@@ -1,6 +1,7 @@
 #include "ClientFixture.h"
 #include "Environment.h"
 #include "LogCapture.h"
+#include "Rows.h"
 
 #include "ui/SoftwareUpdateAvailableDialog.h"
 #include "ui/SoftwareUpdateDialog.h"
@@ -17,10 +18,7 @@ constexpr int hour = 3600000;
 
 struct Fixture : test::ClientFixture
 {
-    [[nodiscard]] SoftwareUpdateDialog* settingsDialog() const
-    {
-        return dialog<SoftwareUpdateDialog>();
-    }
+    SoftwareUpdateDialog* settingsDialog() const { return dialog<SoftwareUpdateDialog>(); }
     /** The settings dialog is shown; the connection of old that is never made says so. */
     void showSettings(bool modal = false) const
     {
@@ -68,8 +66,7 @@ private slots:
     {
         Fixture f;
         QTimer* const timer = f.timer(hour);
-        QVERIFY(timer);
-        QVERIFY(timer->isActive() && !timer->isSingleShot());
+        QVERIFY(timer && timer->isActive() && !timer->isSingleShot());
         f.client->abortUpdate();
         QVERIFY(!timer->isActive());
         SoftwareUpdateWidgetSettings chosen;
@@ -104,20 +101,18 @@ private slots:
 
     void firesOnSchedule()
     {
-        for (const char* name : {"daily", "weekly", "monthly"}) {
-            const bool isDaily = name[0] == 'd';
+        const QStringList names = test::lines("daily\nweekly\nmonthly");
+        for (int interval = 1; interval <= names.size(); ++interval) {
             const test::LogCapture log;
             Fixture f;
-            f.settings.values[AppSettings::UpdateCheckInterval] =
-                isDaily ? 1 : (name[0] == 'w' ? 2 : 3);
-            f.settings.values[AppSettings::UpdateLastCheck] =
-                QDateTime::currentDateTime().addDays(-100);
+            f.settings.values[AppSettings::UpdateCheckInterval] = interval;
+            f.settings.values[AppSettings::UpdateLastCheck] = QDate(2020, 1, 1).startOfDay();
             // By the timer itself, as after an hour.
             f.timer(hour)->start(0);
             QTRY_COMPARE(f.server.requests().size(), 1);
             f.client->disableSoftwareUpdate();
             const auto record = u"queryLastUpdate] %1 update fired"_s;
-            QCOMPARE(log.lines(Log::eInfo).filter(record.arg(QLatin1String(name))).size(), 1);
+            QCOMPARE(log.lines(Log::eInfo).filter(record.arg(names[interval - 1])).size(), 1);
             QTRY_VERIFY(!f.isChecking());
             // The time of this check counts from now on, or there would be one every hour.
             QMetaObject::invokeMethod(f.client, "queryLastUpdate");
@@ -125,7 +120,7 @@ private slots:
             f.settings.values[AppSettings::UpdateLastCheck] =
                 f.client->getSettings().lastCheck.addDays(-1).addSecs(-100);
             QMetaObject::invokeMethod(f.client, "queryLastUpdate");
-            QCOMPARE(f.isChecking(), isDaily);
+            QCOMPARE(f.isChecking(), interval == 1);
             QTRY_VERIFY(!f.isChecking());
         }
     }
@@ -133,8 +128,7 @@ private slots:
     void worksWithoutASettingsStore()
     {
         const test::LogCapture log;
-        SoftwareUpdateClient::init(u"Viewer"_s, VersionNumber(L"1"), u"http://127.0.0.1:1/"_s,
-                                   nullptr);
+        SoftwareUpdateClient::init(u"V"_s, VersionNumber(L"1"), u"http://127.0.0.1:1/"_s, nullptr);
         QCOMPARE(log.lines(Log::eError).size(), 1);
         SoftwareUpdateClient* const client = SoftwareUpdateClient::instance();
         client->setVersionNumber(VersionNumber(L"2"));
@@ -223,7 +217,8 @@ private slots:
         typed.updateServerUrl = f.server.url("/typed").toString();
         widget->setSettings(typed);
         const auto isBusy = [widget] {
-            const bool isShown = widget->findChild<QProgressBar*>()->isVisible();
+            const auto* bar = widget->findChild<QProgressBar*>();
+            const bool isShown = bar->isVisible() && bar->isEnabled();
             return widget->findChild<QPushButton*>()->isEnabled() ? int(isShown) : 2 + int(isShown);
         };
         f.client->checkForUpdate();
@@ -244,8 +239,7 @@ private slots:
         f.showSettings();
         f.checkFor(test::packageElement("4.3", "a.exe"));
         QCOMPARE(f.client->state(), SoftwareUpdate::eUpdateAvailable);
-        const QPointer<SoftwareUpdateAvailableDialog> available =
-            f.dialog<SoftwareUpdateAvailableDialog>();
+        const QPointer available(f.dialog<SoftwareUpdateAvailableDialog>());
         QCOMPARE(available->parentWidget(), f.settingsDialog());
         f.settingsDialog()->accept();
         QTRY_VERIFY(!f.settingsDialog());

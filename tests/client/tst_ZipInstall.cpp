@@ -6,10 +6,11 @@
 #include <QProcess>
 #include <QPushButton>
 #include <QRegularExpression>
-#include <QTextStream>
+
+#include <cstdio>
 
 using namespace zk;
-using test::StandIn;
+using namespace zk::test;
 
 namespace {
 
@@ -19,11 +20,8 @@ const auto later = u"Restart later"_s;
 const auto failed = u"Installation failed: Installation process failed. If problem "
                     "persists try manual install."_s;
 
-/**
- * A user who installs a zip package. Cleans up the download managers, which the client leaves
- * alive.
- */
-struct Host : QObject, test::InstallFixture
+/** A user who installs a zip package; cleans up the download managers that the client leaves. */
+struct Host : QObject, InstallFixture
 {
     QObjectList managers;
     QPointer<QProgressDialog> waiting;
@@ -43,11 +41,10 @@ struct Host : QObject, test::InstallFixture
         QCoreApplication::processEvents();
         qDeleteAll(managers);
     }
-    Q_DISABLE_COPY(Host)
 
     static QByteArray archive(const QByteArray& name, int size = 10)
     {
-        return test::ZipBuilder().add(name, QByteArray(size, 'x')).bytes();
+        return ZipBuilder().add(name, QByteArray(size, 'x')).bytes();
     }
 
     /** Downloads @p zip and goes on until the question whether to restart. */
@@ -60,7 +57,7 @@ struct Host : QObject, test::InstallFixture
         QTRY_VERIFY(robot.seen().size() >= boxes + 2);
     }
     /** The files there are, and of what boxes complained. */
-    [[nodiscard]] QString outcome() const
+    QString outcome() const
     {
         const QStringList boxes = robot.seen().filter(QRegularExpression(u"unpacked|failed"_s));
         return leftovers().join(u'+') + boxes.join(u'+').section(u"<br>"_s, 0, 0);
@@ -102,13 +99,11 @@ int runHost()
         isCut ? QFile::resize(it.next(), 1) : QFile::remove(it.next());
     };
     const bool isTidy = isCut || arguments.contains(u"--tidy"_s);
-    host.robot.act(restart, isTidy ? tidyUp : std::function<void()>(), now);
-    host.installArchive(test::ZipBuilder().add("new program").add("data/part", "").bytes());
+    host.robot.act(restart, now, isTidy ? tidyUp : std::function<void()>());
+    host.installArchive(ZipBuilder().add("new program").add("data/part", "").bytes());
     (void)QTest::qWaitFor([&host] { return host.robot.seen().size() >= 3; });
-    QTextStream out(stdout);
-    out.setCodec("UTF-8");
-    out << (host.robot.seen() + host.log.lines(Log::eInfo) + host.log.lines(Log::eError))
-               .join(u'\n');
+    const QStringList log = host.log.lines(Log::eInfo) + host.log.lines(Log::eError);
+    std::puts((host.robot.seen() + log).join(u'\n').toUtf8().constData());
     return 0;
 }
 
@@ -121,18 +116,18 @@ class tst_ZipInstall : public QObject
     Q_OBJECT
 
 private slots:
-    void initTestCase() { test::dropOffscreenSizeHintLine(); }
+    void initTestCase() { dropOffscreenSizeHintLine(); }
 
     void handsOver_data()
     {
-        test::columns<QString, QString>("place", "complaint");
-        test::row("to a copy of the installer in the application's folder", "", "");
-        test::row("to one that lies beside the folder already", "beside", "");
-        test::row("no installer", "none", "one of the following file/dir is missing: ");
-        test::row("a folder in its place", "folder", "could not copy file to ");
-        test::row("no program", "damaged", "starting zip installation application ");
-        test::row("a part of the tree gone", "--tidy", "unpacked files are gone from ");
-        test::row("a part of it cut short", "--cut", "unpacked files are gone from ");
+        columns<QString, QString>("place", "complaint");
+        row("to a copy of the installer in the application's folder", "", "");
+        row("to one that lies beside the folder already", "beside", "");
+        row("no installer", "none", "one of the following file/dir is missing: ");
+        row("a folder in its place", "folder", "could not copy file to ");
+        row("no program", "damaged", "starting zip installation application ");
+        row("a part of the tree gone", "--tidy", "unpacked files are gone from ");
+        row("a part of it cut short", "--cut", "unpacked files are gone from ");
     }
     void handsOver()
     {
@@ -140,11 +135,8 @@ private slots:
         QFETCH(QString, complaint);
         const QTemporaryDir root;
         const QString parent = root.filePath(u"Prøve & 测试 dir"_s);
-#ifdef Q_OS_WIN
-        const QString folder = parent + u"/Camera 'Desk' app"_s;
-#else
-        const QString folder = parent + u"/Camera \"Desk\" app"_s;
-#endif
+        const QChar quote = QDir::separator() == u'/' ? u'"' : u'\''; // as bad as names may be
+        const QString folder = parent + u"/Camera %1Desk%1 app"_s.arg(quote);
         QDir().mkpath(folder);
         const QFileInfo self(QCoreApplication::applicationFilePath());
         const QString program = folder + u'/' + self.fileName();
@@ -159,10 +151,10 @@ private slots:
         if (place == u"beside"_s) {
             const StandIn installer(inParent);
         } else if (place == u"damaged"_s) {
-            test::writeFile(inParent, "no program");
+            writeFile(inParent, "no program");
         }
         // What the process leaves when it is replaced goes with the rest.
-        const test::ScopedTemporaryFolder temporary{root.path()};
+        const ScopedTemporaryFolder temporary{root.path()};
         QProcess process;
         process.start(program, {u"--host"_s, place});
         QVERIFY(process.waitForFinished(20'000));
@@ -184,8 +176,7 @@ private slots:
 
     void asks_data()
     {
-        test::columns<QByteArray, QString, bool, Act, QString>("zip", "answer", "isWaiting", "act",
-                                                               "outcome");
+        columns<QByteArray, QString, bool, Act, QString>("zip", "reply", "isWaiting", "act", "end");
         const QByteArray quick = Host::archive("new program");
         // Takes some time to unpack, and little to download.
         const QByteArray slow = Host::archive("new program", 50'000'000);
@@ -195,20 +186,20 @@ private slots:
             QCOMPARE(host.waiting->labelText(), u"Unpacking 'update.zip'"_s);
             host.waiting->findChild<QPushButton*>()->click();
         };
-        test::row("later", quick, later, false, Act(nullptr), "new program");
-        test::row("closed", quick, "(closed)", false, Act(nullptr), "new program");
-        test::row("later, stopping to wait", slow, now, true, stopWaiting, "new program");
-        test::row("client gone at the question", slow, now, false, deleteClient, "");
-        test::row("client gone while unpacking", slow, now, true, deleteClient, "");
-        test::row("no archive", QByteArray("<html>404</html>"), now, false, Act(nullptr), bad);
+        row("later", quick, later, false, Act(nullptr), "new program");
+        row("closed", quick, "(closed)", false, Act(nullptr), "new program");
+        row("later, stopping to wait", slow, now, true, stopWaiting, "new program");
+        row("client gone at the question", slow, now, false, deleteClient, "");
+        row("client gone while unpacking", slow, now, true, deleteClient, "");
+        row("no archive", QByteArray("<html>404</html>"), now, false, Act(nullptr), bad);
     }
     void asks()
     {
         QFETCH(QByteArray, zip);
-        QFETCH(QString, answer);
+        QFETCH(QString, reply);
         QFETCH(bool, isWaiting);
         QFETCH(Act, act);
-        QFETCH(QString, outcome);
+        QFETCH(QString, end);
         Host host;
         bool isDone = false;
         const auto meanwhile = [&] {
@@ -217,11 +208,11 @@ private slots:
                 act(host);
             }
         };
-        host.robot.act(restart, isWaiting ? std::function<void()>() : meanwhile, answer);
+        host.robot.act(restart, reply, isWaiting ? std::function<void()>() : meanwhile);
         host.whileWaiting = isWaiting ? meanwhile : std::function<void()>();
         host.installArchive(zip);
         QTRY_VERIFY(isDone);
-        QTRY_COMPARE(host.outcome(), outcome);
+        QTRY_COMPARE(host.outcome(), end);
         QCOMPARE(host.robot.seen().filter(restart).size(), 1);
         QVERIFY(host.log.lines(Log::eInfo).filter(u"starting zip inst"_s).isEmpty());
     }

@@ -12,9 +12,8 @@ class QMessageBox;
 namespace zk::test {
 
 /**
- * The user in front of modal message boxes: as soon as one is shown, notes its title and text and
- * does what was arranged for it. In a box nobody arranged for it presses Escape, so that the test
- * fails and does not hang.
+ * The user in front of modal message boxes: notes the title and text of each and does what was
+ * arranged for it. In others it presses Escape, so that the test fails and does not hang.
  */
 class DialogRobot
 {
@@ -22,15 +21,15 @@ public:
     DialogRobot();
 
     /** Presses @p button in each box whose text contains @p text; the last arrangement counts. */
-    void press(const QString& text, const QString& button) { act(text, {}, button); }
+    void press(const QString& text, const QString& button) { act(text, button, {}); }
     /** Calls @p action while the box is open, then presses @p button if the box is still there. */
-    void act(const QString& text, const std::function<void()>& action, const QString& button)
+    void act(const QString& text, const QString& button, const std::function<void()>& action)
     {
         m_rules.prepend({text, button, action});
     }
 
     /** "title: text" of all boxes so far. */
-    [[nodiscard]] const QStringList& seen() const { return m_seen; }
+    const QStringList& seen() const { return m_seen; }
 
 private:
     struct Rule

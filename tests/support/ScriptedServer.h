@@ -46,13 +46,6 @@ Answer partial(const QByteArray& body, int sent, Answer::End end);
 /** An answer that leads to @p location. */
 Answer redirect(int status, const QByteArray& location, const QByteArray& body = {});
 
-/** Whether clients notice a connection that is reset: under Wine now and then they do not. */
-#ifdef Q_OS_WIN
-constexpr bool isResetNoticed = false;
-#else
-constexpr bool isResetNoticed = true;
-#endif
-
 /**
  * A server on 127.0.0.1 that does what it is told, also what no good server can be made to do.
  *
@@ -72,11 +65,11 @@ public:
     /** Goes on where silence fell, on the last connection on which @p path was asked for. */
     void finish(const QByteArray& path, const Answer& rest);
 
-    [[nodiscard]] QUrl url(const QByteArray& path) const;
-    [[nodiscard]] quint16 port() const { return m_port; }
+    QUrl url(const QByteArray& path) const;
+    quint16 port() const { return m_port; }
     /** How many connections are open. */
-    [[nodiscard]] int connections() const { return m_server.findChildren<QTcpSocket*>().size(); }
-    [[nodiscard]] const QList<Request>& requests() const { return m_requests; }
+    int connections() const { return m_server.findChildren<QTcpSocket*>().size(); }
+    const QList<Request>& requests() const { return m_requests; }
     void forgetRequests() { m_requests.clear(); }
 
 private:
