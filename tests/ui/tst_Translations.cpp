@@ -47,10 +47,9 @@ void collect(const QString& name, Texts& result)
 }
 
 /** The text as it is built in: the sources have a mark in the maker's place. */
-QString withHost(QString text)
+QString withHost(QString raw)
 {
-    return text.replace(u"@SOFTWAREUPDATE_MAKER_HOST@"_s,
-                        QStringLiteral(SOFTWAREUPDATE_MAKER_HOST));
+    return raw.replace(u"@SOFTWAREUPDATE_MAKER_HOST@"_s, QStringLiteral(SOFTWAREUPDATE_MAKER_HOST));
 }
 
 } // namespace
