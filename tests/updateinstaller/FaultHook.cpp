@@ -29,16 +29,8 @@
 extern "C" {
 int __real_open(const char* path, int flags, ...);
 ssize_t __real_write(int descriptor, const void* data, size_t size);
-int __real_mkdir(const char* path, mode_t mode);
 int __real_rename(const char* from, const char* to);
 int __real_renameat2(int fromDir, const char* from, int toDir, const char* to, unsigned flags);
-int __real_unlink(const char* path);
-int __real_rmdir(const char* path);
-int __real_chmod(const char* path, mode_t mode);
-int __real_fchmod(int descriptor, mode_t mode);
-int __real_futimens(int descriptor, const timespec times[2]);
-int __real_utimensat(int dir, const char* path, const timespec times[2], int flags);
-int __real_symlink(const char* target, const char* path);
 int __real_statvfs(const char* path, struct statvfs* status);
 }
 
@@ -148,19 +140,13 @@ int __wrap_open(const char* path, int flags, ...)
     return changing("create", path, [&] { return __real_open(path, flags, mode); });
 }
 
-ssize_t __wrap_write(int descriptor, const void* data, size_t size)
+ssize_t __wrap_write(int file, const void* data, size_t size)
 {
     struct stat status = {};
-    if (::fstat(descriptor, &status) != 0 || !S_ISREG(status.st_mode)) {
-        return __real_write(descriptor, data, size);
+    if (::fstat(file, &status) != 0 || !S_ISREG(status.st_mode)) {
+        return __real_write(file, data, size);
     }
-    return changing("write", nameOf(descriptor).c_str(),
-                    [&] { return __real_write(descriptor, data, size); });
-}
-
-int __wrap_mkdir(const char* path, mode_t mode)
-{
-    return changing("mkdir", path, [&] { return __real_mkdir(path, mode); });
+    return changing("write", nameOf(file).c_str(), [&] { return __real_write(file, data, size); });
 }
 
 int __wrap_rename(const char* from, const char* to)
@@ -179,52 +165,26 @@ int __wrap_renameat2(int fromDir, const char* from, int toDir, const char* to, u
     });
 }
 
-int __wrap_unlink(const char* path)
-{
-    return changing("unlink", path, [&] { return __real_unlink(path); });
-}
-
-int __wrap_rmdir(const char* path)
-{
-    return changing("rmdir", path, [&] { return __real_rmdir(path); });
-}
-
-int __wrap_chmod(const char* path, mode_t mode)
-{
-    return changing("chmod", path, [&] { return __real_chmod(path, mode); });
-}
-
-int __wrap_fchmod(int descriptor, mode_t mode)
-{
-    return changing("fchmod", nameOf(descriptor).c_str(),
-                    [&] { return __real_fchmod(descriptor, mode); });
-}
-
-int __wrap_futimens(int descriptor, const timespec times[2])
-{
-    return changing("futimens", nameOf(descriptor).c_str(),
-                    [&] { return __real_futimens(descriptor, times); });
-}
-
-int __wrap_utimensat(int dir, const char* path, const timespec times[2], int flags)
-{
-    return changing("utimensat", path, [&] { return __real_utimensat(dir, path, times, flags); });
-}
-
-int __wrap_symlink(const char* target, const char* path)
-{
-    return changing("symlink", path, [&] { return __real_symlink(target, path); });
-}
-
-int __wrap_fsync(int descriptor)
-{
-    return changing("fsync", nameOf(descriptor).c_str(), [] { return 0; });
-}
-
-int __wrap_syncfs(int descriptor)
-{
-    return changing("syncfs", nameOf(descriptor).c_str(), [] { return 0; });
-}
+// Calls of which nothing but the path matters, here or by the descriptor.
+#define WRAP(name, path, parameters, call)                                                         \
+    int __real_##name parameters;                                                                  \
+    int __wrap_##name parameters                                                                   \
+    {                                                                                              \
+        return changing(#name, path, [&] { return call; });                                        \
+    }
+WRAP(mkdir, path, (const char* path, mode_t mode), __real_mkdir(path, mode))
+WRAP(unlink, path, (const char* path), __real_unlink(path))
+WRAP(rmdir, path, (const char* path), __real_rmdir(path))
+WRAP(chmod, path, (const char* path, mode_t mode), __real_chmod(path, mode))
+WRAP(fchmod, nameOf(file).c_str(), (int file, mode_t mode), __real_fchmod(file, mode))
+WRAP(futimens, nameOf(file).c_str(), (int file, const timespec* times),
+     __real_futimens(file, times))
+WRAP(utimensat, path, (int dir, const char* path, const timespec* times, int flags),
+     __real_utimensat(dir, path, times, flags))
+WRAP(symlink, path, (const char* target, const char* path), __real_symlink(target, path))
+WRAP(fsync, nameOf(file).c_str(), (int file), 0)
+WRAP(syncfs, nameOf(file).c_str(), (int file), 0)
+#undef WRAP
 
 int __wrap_statvfs(const char* path, struct statvfs* status)
 {

@@ -6,7 +6,6 @@
 #include <QElapsedTimer>
 #include <QHash>
 #include <QProcess>
-#include <QString>
 #include <QStringList>
 #include <QTemporaryDir>
 
@@ -29,60 +28,54 @@ public:
 
     InstallerRig();
     ~InstallerRig() { letGo(); }
-    Q_DISABLE_COPY(InstallerRig)
 
     /** Removes everything, and makes an application folder with the tree "old" in it. */
     void reset() const;
 
-    [[nodiscard]] QString root() const { return m_dir.path(); }
-    [[nodiscard]] QString parent() const { return root() + u"/Prøve & 测试 (100%)"_s; }
-    [[nodiscard]] QString application() const { return parent() + u"/Camera & Desk"_s; }
-    [[nodiscard]] QString workFolder() const;
-    [[nodiscard]] QString log() const { return parent() + u"/UpdateInstaller.log"_s; }
-    [[nodiscard]] QString unpacked() const { return root() + u"/tmp/unpack 1"_s; }
+    QString root() const { return m_dir.path(); }
+    QString parent() const { return root() + u"/Prøve & 测试 (100%)"_s; }
+    QString application() const { return parent() + u"/Camera & Desk"_s; }
+    QString workFolder() const;
+    QString log() const { return parent() + u"/UpdateInstaller.log"_s; }
+    QString unpacked() const { return root() + u"/tmp/unpack 1"_s; }
 
-    /** A tree that differs from others in every file. "broken" holds a program that cannot start.
-     */
+    /** A tree that differs from others in every file; the program of "broken" cannot start. */
     static void makeTree(const QString& folder, const QByteArray& version);
     /** Names, kinds, permissions, times and contents of all that is in the folder. */
     static QByteArray contentsOf(const QString& folder);
     /** The version whose tree this is, byte by byte; empty for anything else. */
-    [[nodiscard]] QByteArray treeIn(const QString& folder) const;
+    QByteArray treeIn(const QString& folder) const;
 
     static QStringList commandLine(const QString& oldDir, const QString& newDir,
                                    const QString& exe = u"camera desk"_s);
-    [[nodiscard]] QStringList commandLine() const { return commandLine(application(), unpacked()); }
+    QStringList commandLine() const { return commandLine(application(), unpacked()); }
 
-    enum class Build {
-        eReal,
-        eWithFaults,
-    };
-    /** Runs a copy of the program from parent(), as hosts do. @p environment as in FaultHook.cpp.
-     */
+    enum class Build { eReal, eWithFaults };
+    /** Runs a copy of the program in parent(), as hosts do; @p environment: see FaultHook.cpp. */
     Run run(Build build, const QStringList& arguments, const QStringList& environment = {});
     /** The program, started but not waited for; finish() does that. */
     void start(Build build, const QStringList& arguments, const QStringList& environment = {});
-    [[nodiscard]] Run finish();
-    [[nodiscard]] qint64 processId() const { return m_process.processId(); }
+    Run finish();
+    qint64 processId() const { return m_process.processId(); }
 
     /**
      * Has the next run find a file of the application in use, for so long or until it ends. Answers
      * what belongs into the run's environment for that.
      */
-    [[nodiscard]] QStringList hold(int milliseconds);
+    QStringList hold(int milliseconds);
     /** A program that does nothing for as many seconds as its argument says. */
-    [[nodiscard]] static QString sleepingProgram();
+    static QString sleepingProgram();
 
     /**
      * What the first program started by the last run wrote: version, path, working folder and
      * number of arguments, separated by "|". Waits for it; empty when nothing was started in time.
      */
-    [[nodiscard]] QByteArray started() const;
-    [[nodiscard]] QByteArray startedVersion() const { return started().split('|').first(); }
+    QByteArray started() const;
+    QByteArray startedVersion() const { return started().split('|').first(); }
 
     /** What is in parent() beside the application folder and the log. */
-    [[nodiscard]] QStringList leftovers() const;
-    [[nodiscard]] QByteArray logText() const;
+    QStringList leftovers() const;
+    QByteArray logText() const;
 
 private:
     static QString placeForFiles();

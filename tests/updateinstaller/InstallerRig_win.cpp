@@ -1,7 +1,8 @@
 #include "InstallerRig.h"
 
+#include "tests/support/Files.h"
+
 #include <QDir>
-#include <QFile>
 #include <QtDebug>
 
 #include <utility>
@@ -14,10 +15,8 @@ QString InstallerRig::placeForFiles()
 
 QByteArray InstallerRig::program(const QByteArray& version)
 {
-    QFile image(QStringLiteral(INSTALLED_PROGRAM));
-    (void)image.open(QIODevice::ReadOnly);
     // What stands behind the image does not matter.
-    return version == "broken" ? QByteArray("no program") : image.readAll() + version;
+    return version == "broken" ? "no program" : zk::test::readFile(sleepingProgram()) + version;
 }
 
 void InstallerRig::copyProgram(const QString& from, const QString& to)

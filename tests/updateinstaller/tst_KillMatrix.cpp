@@ -4,8 +4,6 @@
 #include "Rows.h"
 
 #include <QDir>
-#include <QFile>
-#include <QTest>
 
 #include <cerrno>
 
@@ -13,17 +11,15 @@ using namespace zk::test;
 using Build = InstallerRig::Build;
 
 /**
- * UpdateInstaller is killed before and after every call that changes the disk, and each of these
- * calls fails once. After each, the application is whole and starts, at the latest after the next
- * run.
+ * UpdateInstaller is killed before and after every call that changes the disk, and each call fails
+ * once. After each, the application is whole and starts, at the latest after the next run.
  */
 class tst_KillMatrix : public QObject
 {
     Q_OBJECT
 
 private slots:
-    /** In this order a power cut at any time leaves a tree that is whole and a journal that fits.
-     */
+    /** In this order a power cut at any time leaves a whole tree and a journal that fits. */
     void flushesEachStepBeforeTheNext()
     {
         const Scenario plain{{}, "new", m_rig.unpacked(), {}};
@@ -37,8 +33,7 @@ private slots:
                 steps << name + u' ' + text.section(u'/', -1);
             }
         }
-        const QStringList names =
-            lines("fsync Camera & Desk.UpdateInstaller\nfsync Prøve & 测试 (100%)");
+        const auto names = lines("fsync Camera & Desk.UpdateInstaller\nfsync Prøve & 测试 (100%)");
         const QStringList journal = lines("fsync journal.new\nrename journal") + names.mid(0, 1);
         const QStringList expected = lines("fsync UpdateInstaller.marker") + names + journal +
                                      lines("rename staged\nsyncfs staged") + names.mid(0, 1) +

@@ -7,11 +7,6 @@
 #include "updateinstaller/FolderSwap.h"
 #include "updateinstaller/Journal.h"
 
-#include <QDir>
-#include <QElapsedTimer>
-#include <QProcess>
-#include <QTest>
-
 #include <filesystem>
 
 #include <fcntl.h>
@@ -53,8 +48,7 @@ private slots:
 #ifdef Q_OS_WIN
         row("named with backslashes", "", QDir::toNativeSeparators(plain));
         row("named in other letters", "", m_rig.parent() + u"/CAMERA & DESK"_s);
-        row("in the form for long paths", "",
-            QStringLiteral(R"(\\?\)") + QDir::toNativeSeparators(plain));
+        row("in the form for long paths", "", u"\\\\?\\"_s + QDir::toNativeSeparators(plain));
 #else
         // On Windows they need a privilege that tests do not have.
         const QString link = m_rig.root() + u"/link"_s;
@@ -138,15 +132,13 @@ private slots:
         columns<QString, QString, QString, QString, int, QString>(
             "application", "backup", "staged", "unpacked", "code", "result"); // trees
         row("an empty folder made in the gap", "empty", "old", "new", "", 0, "new");
-        row("a folder made in the gap by a program that writes there", "stray", "old", "new", "", 0,
-            "new");
+        row("a folder made in the gap, with something in it", "stray", "old", "new", "", 0, "new");
         row("an application installed anew in the gap", "third", "old", "new", "", 13, "third");
         row("the new tree lost in the gap", "", "old", "", "", 13, "old");
         row("the old tree lost in the gap", "", "", "new", "", 13, "new");
         row("folders exchanged, and numbered anew by the system", "new", "", "old", "", 13, "new");
         row("folders renamed, and numbered anew by the system", "new", "old", "", "", 0, "new");
-        row("another update unpacked where the last one was", "new", "old", "", "third", 0,
-            "third");
+        row("another update unpacked where the last was", "new", "old", "", "third", 0, "third");
     }
 
     void resolvesWhatItFinds()
