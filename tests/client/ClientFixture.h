@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Environment.h"
 #include "RecordingSettings.h"
 #include "ScriptedServer.h"
 
@@ -58,7 +59,11 @@ struct ClientFixture
             events << (at.isEmpty() ? u"no last check"_s : u"last check"_s);
         });
     }
-    ~ClientFixture() { SoftwareUpdateClient::deleteInstance(); }
+    ~ClientFixture()
+    {
+        SoftwareUpdateClient::deleteInstance();
+        waitForRetiredManagers();
+    }
 
     /** The client's timer with this interval, null when there is none. */
     QTimer* timer(int interval) const

@@ -1,4 +1,5 @@
 #include "EndlessServer.h"
+#include "Environment.h"
 #include "Files.h"
 #include "Rows.h"
 #include "ScriptedServer.h"
@@ -41,7 +42,11 @@ struct Fixture
                                ended.isOutdated ? u" outdated"_s : QString());
         });
     }
-    ~Fixture() { delete downloader; }
+    ~Fixture()
+    {
+        delete downloader;
+        test::waitForRetiredManagers();
+    }
 
     void start(const QByteArray& route) const { downloader->downloadFile(server.url(route), path); }
     QString said() const { return events.join(u", "_s); }
