@@ -6,13 +6,13 @@
 #include "support/Log.h"
 #include "support/ManagerRetirement.h"
 
+#include <QHash>
 #include <QNetworkAccessManager>
 #include <QNetworkProxy>
 #include <QNetworkRequest>
 #include <QPointer>
 #include <QTimer>
 
-#include <limits>
 #include <utility>
 
 namespace zk {
@@ -26,20 +26,17 @@ int httpStatus(const QNetworkReply& reply)
     return reply.attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
 }
 
-bool isRedirect(int status)
+// Without a target a redirect ends like any other answer.
+bool isRedirect(const QNetworkReply& reply)
 {
-    return status == 301 || status == 302 || status == 303 || status == 307 || status == 308;
+    const int status = httpStatus(reply);
+    return (status == 301 || status == 302 || status == 303 || status == 307 || status == 308) &&
+           !reply.attribute(QNetworkRequest::RedirectionTargetAttribute).isNull();
 }
 
-// Where a redirect leads to: the reply's own URL when it names no target.
-QUrl redirectTarget(const QNetworkReply& reply, const QVariant& attribute)
+QUrl redirectTarget(const QNetworkReply& reply)
 {
-    const QVariant location =
-        attribute.isNull() ? reply.header(QNetworkRequest::LocationHeader) : attribute;
-    if (location.isNull()) {
-        return reply.url();
-    }
-    const QUrl target = location.toUrl();
+    const QUrl target = reply.attribute(QNetworkRequest::RedirectionTargetAttribute).toUrl();
     return target.isRelative() ? reply.url().resolved(target) : target;
 }
 
@@ -62,20 +59,23 @@ struct FileDownloaderPrivate
     QNetworkAccessManager* const manager;
     /** Of the last request. */
     QPointer<QNetworkReply> current;
-    /** Writes the body of the current reply. */
-    QPointer<BodyWriter> currentWriter;
+    /** Writes the rest of the current reply, which has ended. */
+    QPointer<BodyWriter> finishing;
+    /** Of all replies that have not been delivered yet. */
+    QHash<const QNetworkReply*, BodyWriter*> writers;
     QString filePath;
     int redirects = 0;
     FileDownloader::CompletionCallback completed;
 
     void get(const QUrl& url);
+    void receive(BodyWriter* writer) const;
+    void giveUp(BodyWriter* writer) const;
     void stopOversized(QNetworkReply* reply, qint64 received, qint64 total) const;
     bool followRedirect(QNetworkReply* reply);
     void refuse(QNetworkReply* reply, QNetworkReply::NetworkError code) const;
-    void write(BodyWriter* writer, const Result& result) const;
-    void deliver(BodyWriter* writer, Result result, Report report) const;
+    void finish(BodyWriter* writer, const Result& result, Report report);
+    void deliver(BodyWriter* writer, Result result, Report report);
     void conclude(const Result& result, Report report, const QString& path) const;
-    void complete(const Result& result) const;
 };
 
 FileDownloader::FileDownloader(QObject* parent)
@@ -89,6 +89,7 @@ FileDownloader::FileDownloader(QObject* parent)
 FileDownloader::~FileDownloader()
 {
     d->manager->disconnect(this);
+    qDeleteAll(d->writers);
     // No signal of a reply may reach a half-destroyed object. The manager may be emitting the very
     // signal that led here, so it is deleted later.
     const QList<QNetworkReply*> replies = d->manager->findChildren<QNetworkReply*>();
@@ -108,13 +109,13 @@ void FileDownloader::downloadFile(const QUrl& url, const QString& filePath)
 
 void FileDownloader::abortDownload()
 {
-    if (d->currentWriter) {
+    if (d->finishing) {
         // The reply has ended, and cannot be aborted any more.
-        d->currentWriter->close();
+        d->finishing->close(d->filePath);
         Result aborted;
         aborted.error = QNetworkReply::OperationCanceledError;
         aborted.httpStatus = httpStatus(*d->current);
-        d->deliver(d->currentWriter, aborted, FileDownloaderPrivate::eNewError);
+        d->deliver(d->finishing, aborted, FileDownloaderPrivate::eNewError);
     } else if (d->current) {
         d->current->abort();
     }
@@ -132,11 +133,15 @@ void FileDownloader::setCompletionCallback(CompletionCallback callback)
 
 void FileDownloaderPrivate::get(const QUrl& url)
 {
-    currentWriter = nullptr; // that of an earlier reply goes on
+    finishing = nullptr; // that of an earlier reply goes on
     QNetworkRequest request(url);
     ContentDecoder::accept(request);
     QNetworkReply* const reply = manager->get(request);
+    reply->setReadBufferSize(BodyWriter::readBufferSize);
     current = reply;
+    auto* const writer = new BodyWriter(reply, q);
+    writers.insert(reply, writer);
+    QObject::connect(reply, &QNetworkReply::readyRead, writer, [this, writer] { receive(writer); });
     QObject::connect(reply, &QNetworkReply::downloadProgress, q, &FileDownloader::progress);
     QObject::connect(
         reply, &QNetworkReply::downloadProgress, q,
@@ -146,11 +151,34 @@ void FileDownloaderPrivate::get(const QUrl& url)
                      SIGNAL(error(QNetworkReply::NetworkError)));
 }
 
+void FileDownloaderPrivate::receive(BodyWriter* writer) const
+{
+    QNetworkReply* const reply = writer->reply();
+    if (reply->isFinished()) {
+        return; // the rest is written by finish()
+    }
+    if (isRedirect(*reply) && redirectTarget(*reply) != reply->url()) {
+        writer->drain();
+    } else if (writer->receive(filePath)) {
+        QTimer::singleShot(0, writer, [this, writer] { receive(writer); });
+    } else if (writer->hasFailed()) {
+        giveUp(writer);
+    }
+}
+
+// The reply still comes to its end, and fileDownloaded() tells why.
+void FileDownloaderPrivate::giveUp(BodyWriter* writer) const
+{
+    SOFTWAREUPDATE_LOG(Log::eWarning, slotName,
+                       "the body cannot be written: ", writer->systemError());
+    // That it was aborted would hide the reason.
+    writer->reply()->disconnect(q);
+    writer->reply()->abort();
+}
+
 void FileDownloaderPrivate::stopOversized(QNetworkReply* reply, qint64 received, qint64 total) const
 {
-    // A body is held in memory until it is written, so there must be an end to it.
-    constexpr qint64 maximumSize = std::numeric_limits<int>::max();
-    const bool isOversized = received > maximumSize || (total >= 0 && received > total);
+    const bool isOversized = total >= 0 && received > total;
     if (!isOversized || reply->isFinished()) {
         return;
     }
@@ -165,44 +193,56 @@ void FileDownloaderPrivate::stopOversized(QNetworkReply* reply, qint64 received,
 
 void FileDownloader::fileDownloaded(QNetworkReply* pReply)
 {
+    BodyWriter* writer = d->writers.value(pReply);
+    if (!writer) {
+        writer = new BodyWriter(pReply, this); // somebody else's reply
+        d->writers.insert(pReply, writer);
+    }
     SOFTWAREUPDATE_LOG(Log::eInfo, slotName, " : ", int(pReply->error()), " : ",
                        withoutCredentials(pReply->errorString(), pReply->url()));
     SOFTWAREUPDATE_LOG(Log::eInfo, slotName, " finished : ", int(pReply->isFinished()));
-    SOFTWAREUPDATE_LOG(Log::eInfo, slotName, " downloaded : ", pReply->size());
+    SOFTWAREUPDATE_LOG(Log::eInfo, slotName, " downloaded : ", writer->received());
     Result result;
     result.error = pReply->error();
     result.httpStatus = httpStatus(*pReply);
     SOFTWAREUPDATE_LOG(Log::eInfo, slotName, " http status : ", result.httpStatus);
-    if (isRedirect(result.httpStatus) && d->followRedirect(pReply)) {
+    if (isRedirect(*pReply) && d->followRedirect(pReply)) {
         return;
     }
-    auto* const writer = new BodyWriter(pReply, d->filePath, this);
     if (d->current == pReply) {
-        d->currentWriter = writer;
+        d->finishing = writer;
     }
-    d->write(writer, result);
+    if (!writer->hasFailed()) {
+        d->finish(writer, result, FileDownloaderPrivate::eKnownError);
+        return;
+    }
+    const QNetworkReply::NetworkError error = writer->bodyError();
+    result.error = error == QNetworkReply::NoError ? QNetworkReply::UnknownContentError : error;
+    d->finish(writer, result, FileDownloaderPrivate::eNewError);
 }
 
-void FileDownloaderPrivate::write(BodyWriter* writer, const Result& result) const
+void FileDownloaderPrivate::finish(BodyWriter* writer, const Result& result, Report report)
 {
-    if (writer->writeMore()) {
-        QTimer::singleShot(0, writer, [this, writer, result] { write(writer, result); });
+    if (writer->finish(filePath)) {
+        QTimer::singleShot(0, writer,
+                           [this, writer, result, report] { finish(writer, result, report); });
         return;
     }
     Result checked = result;
     if (result.error == QNetworkReply::NoError) {
         checked.error = writer->bodyError(); // of which Qt says nothing
     }
-    deliver(writer, checked, checked.error == result.error ? eKnownError : eNewError);
+    deliver(writer, checked, checked.error == result.error ? report : eNewError);
 }
 
-void FileDownloaderPrivate::deliver(BodyWriter* writer, Result result, Report report) const
+void FileDownloaderPrivate::deliver(BodyWriter* writer, Result result, Report report)
 {
     result.allWritten = writer->isWhole();
     result.systemError = writer->systemError();
     result.isOutdated = current != writer->reply();
     const QString path = writer->isOpened() ? writer->path() : QString();
     writer->reply()->deleteLater();
+    writers.remove(writer->reply());
     delete writer;
     conclude(result, report, path);
 }
@@ -213,8 +253,11 @@ void FileDownloaderPrivate::conclude(const Result& result, Report report, const 
     if (report == eNewError) {
         emit q->error(result.error);
     }
-    if (self) {
-        complete(result);
+    // A copy: the callback may replace or destroy the one that is being called.
+    const FileDownloader::CompletionCallback callback =
+        self ? completed : FileDownloader::CompletionCallback();
+    if (callback) {
+        callback(result);
     }
     if (self && !path.isEmpty()) {
         emit q->finished(path);
@@ -223,16 +266,15 @@ void FileDownloaderPrivate::conclude(const Result& result, Report report, const 
 
 bool FileDownloaderPrivate::followRedirect(QNetworkReply* reply)
 {
-    const QVariant attribute = reply->attribute(QNetworkRequest::RedirectionTargetAttribute);
-    if (attribute.isNull()) {
-        return false;
-    }
-    SOFTWAREUPDATE_LOG(Log::eInfo, slotName, "redirect : ", logText(attribute.toUrl()));
-    const QUrl target = redirectTarget(*reply, attribute);
+    SOFTWAREUPDATE_LOG(
+        Log::eInfo, slotName, "redirect : ",
+        logText(reply->attribute(QNetworkRequest::RedirectionTargetAttribute).toUrl()));
+    const QUrl target = redirectTarget(*reply);
     SOFTWAREUPDATE_LOG(Log::eInfo, slotName, "complete redirect url: ", logText(target));
     if (target == reply->url()) {
         return false;
     }
+    delete writers.take(reply);
     const QNetworkReply::NetworkError refusal = redirectError(reply->url(), target);
     if (refusal != QNetworkReply::NoError || !isOpenableLink(target)) {
         SOFTWAREUPDATE_LOG(Log::eWarning, slotName, "redirect is not followed: ", logText(target));
@@ -255,14 +297,6 @@ void FileDownloaderPrivate::refuse(QNetworkReply* reply, QNetworkReply::NetworkE
     result.isOutdated = current != reply;
     reply->deleteLater();
     conclude(result, eNewError, QString());
-}
-
-void FileDownloaderPrivate::complete(const Result& result) const
-{
-    // A copy: the callback may replace or destroy the one that is being called.
-    if (const FileDownloader::CompletionCallback callback = completed) {
-        callback(result);
-    }
 }
 
 } // namespace zk

@@ -20,10 +20,11 @@ struct FileDownloaderPrivate;
  * Fetches one file at a time over HTTP(S), follows redirects and writes the whole body to a local
  * file.
  *
- * The body is kept in memory and written at its end, a large one in several turns of the event
- * loop. It is written whatever the status: an error page or what an aborted transfer left, too. Who
- * wants to know whether the file is the one that was asked for takes the completion callback, or
- * listens to error(), which always comes before finished().
+ * The body is written while it arrives, into a partial file beside the target, and appears under
+ * its name at the end; the folders above and a file that is there already are touched only then. It
+ * is written whatever the status: an error page or what an aborted transfer left, too. Who wants to
+ * know whether the file is the one that was asked for takes the completion callback, or listens to
+ * error(), which always comes before finished().
  *
  * Lives in the GUI thread; owned by its QObject parent, if any.
  */

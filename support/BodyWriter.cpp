@@ -1,5 +1,7 @@
 #include "support/BodyWriter.h"
 
+#include "support/DiskSpace.h"
+
 #include <QDir>
 #include <QFileInfo>
 
@@ -9,24 +11,62 @@ namespace zk {
 
 namespace {
 
-// The decoded body may be as large as the largest one that Qt receives.
-constexpr qint64 maximumSize = std::numeric_limits<int>::max();
+constexpr qint64 bytesInTurn = 8LL * 1024 * 1024; // less than a second on a slow stick
+// A small encoded body may fill every disk.
+constexpr qint64 maximumDecodedSize = std::numeric_limits<int>::max();
+
+QString nearestFolder(const QString& path)
+{
+    QString folder = QFileInfo(path).absolutePath();
+    while (!QFileInfo(folder).isDir() && folder != QFileInfo(folder).absolutePath()) {
+        folder = QFileInfo(folder).absolutePath();
+    }
+    return folder;
+}
+
+// A new file beside the one named path, which no other program has, with the rights of any file.
+bool openPartial(QFile& partial, const QString& folder, const QString& path)
+{
+    constexpr int mostTries = 100;
+    const QString name = QFileInfo(path).fileName().left(100);
+    for (int i = 0; i < mostTries; ++i) {
+        partial.setFileName(QStringLiteral("%1/%2.%3.part").arg(folder, name).arg(i));
+        if (partial.open(QIODevice::ReadWrite | QIODevice::NewOnly)) {
+            return true;
+        }
+        if (!QFileInfo::exists(partial.fileName())) {
+            return false;
+        }
+    }
+    return false;
+}
+
+// A disk that gets full takes a part first; only the next attempt tells why.
+bool writeAll(QFile& file, const char* data, qint64 size)
+{
+    while (size > 0) {
+        const qint64 written = file.write(data, size);
+        if (written <= 0) {
+            return false;
+        }
+        data += written;
+        size -= written;
+    }
+    return true;
+}
 
 } // namespace
 
-BodyWriter::BodyWriter(QNetworkReply* reply, const QString& path, QObject* parent)
+BodyWriter::BodyWriter(QNetworkReply* reply, QObject* parent)
     : QObject(parent)
     , m_reply(reply)
-    , m_file(path)
-    , m_decoder(*reply)
 {
-    // The whole path at once: stepping up from a folder that does not exist leads nowhere.
-    // Not truncated: a longer file that exists already keeps its tail.
-    if (QDir().mkpath(QFileInfo(path).absolutePath())) {
-        m_isOpened = m_file.open(QIODevice::ReadWrite);
-        noteSystemError();
-    } else {
-        m_systemError = QStringLiteral("the folder could not be created");
+}
+
+BodyWriter::~BodyWriter()
+{
+    if (!m_partial.fileName().isEmpty()) {
+        m_partial.remove();
     }
 }
 
@@ -38,56 +78,190 @@ bool BodyWriter::hasMore() const
 
 QNetworkReply::NetworkError BodyWriter::bodyError() const
 {
-    if (m_decoder.isDamaged() || m_written > maximumSize) {
-        return QNetworkReply::ProtocolFailure;
-    }
-    if (!m_isOpened || !m_systemError.isEmpty() || m_decoder.isComplete()) {
+    if (!m_decoder) {
         return QNetworkReply::NoError;
     }
-    return m_decoder.isCut() ? QNetworkReply::RemoteHostClosedError
-                             : QNetworkReply::ProtocolFailure;
+    if (m_decoder->isDamaged() || (m_decoder->isEncoded() && m_written > maximumDecodedSize)) {
+        return QNetworkReply::ProtocolFailure;
+    }
+    if (!m_isFine || m_decoder->isComplete()) {
+        return QNetworkReply::NoError;
+    }
+    return m_decoder->isCut() ? QNetworkReply::RemoteHostClosedError
+                              : QNetworkReply::ProtocolFailure;
 }
 
-bool BodyWriter::writeMore()
+bool BodyWriter::receive(const QString& path)
 {
-    constexpr qint64 turnSize = 8LL * 1024 * 1024; // less than a second on a slow stick
-    const qint64 end = m_written + turnSize;
-    bool isFine = m_file.isOpen();
-    while (isFine && m_written < end && hasMore()) {
-        isFine = writePiece();
+    if (!m_decoder) {
+        m_decoder.emplace(*m_reply);
     }
-    if (isFine && hasMore()) {
+    const qint64 end = m_written + bytesInTurn;
+    while (m_isFine && m_written < end && hasMore()) {
+        const bool isFine = open(path) && writePiece();
+        m_isFine = m_isFine && isFine;
+    }
+    return m_isFine && hasMore();
+}
+
+void BodyWriter::drain()
+{
+    while (hasMore()) {
+        m_received += m_reply->skip(m_reply->bytesAvailable());
+    }
+}
+
+bool BodyWriter::open(const QString& path)
+{
+    if (m_partial.isOpen()) {
         return true;
     }
-    m_isWhole = isFine && m_file.flush();
-    close();
+    m_buffer.resize(256 * 1024);
+    const QString folder = nearestFolder(path);
+    if (!hasRoom(folder)) {
+        return false;
+    }
+    // The file itself may be writable in a folder that is not.
+    if (!openPartial(m_partial, folder, path) && !openPartial(m_partial, QDir::tempPath(), path)) {
+        fail(m_partial.errorString());
+        m_partial.setFileName(QString());
+        return false;
+    }
+    return true;
+}
+
+bool BodyWriter::hasRoom(const QString& folder)
+{
+    const qint64 announced = m_reply->header(QNetworkRequest::ContentLengthHeader).toLongLong();
+    const std::optional<DiskSpace> space = diskSpaceAt(folder);
+    if (!space || announced <= 0 || quint64(announced) <= space->available) {
+        return true;
+    }
+    fail(QStringLiteral("there is no space for %1 bytes, %2 are left")
+             .arg(announced)
+             .arg(space->available));
     return false;
 }
 
-// In pieces: readAll() delivers 2 GiB at most and says nothing of the rest, and an encoded piece
-// may grow to a thousand times its size.
+// In pieces: an encoded one may grow to a thousand times its size.
 bool BodyWriter::writePiece()
 {
-    const QByteArray piece = m_reply->read(m_decoder.isEncoded() ? 16LL * 1024 : 1024LL * 1024);
-    return !piece.isEmpty() && m_decoder.decode(piece, [this](const char* data, qint64 size) {
+    const qint64 length = m_reply->read(m_buffer.data(), m_buffer.size());
+    if (length <= 0) {
+        return false;
+    }
+    m_received += length;
+    const QByteArray piece = QByteArray::fromRawData(m_buffer.constData(), int(length));
+    return m_decoder->decode(piece, [this](const char* data, qint64 size) {
         m_written += size;
-        return m_written <= maximumSize && m_file.write(data, size) == size;
+        if (m_decoder->isEncoded() && m_written > maximumDecodedSize) {
+            return false;
+        }
+        if (!writeAll(m_partial, data, size)) {
+            fail(m_partial.errorString());
+        }
+        return m_isFine;
     });
 }
 
-void BodyWriter::close()
+bool BodyWriter::finish(const QString& path)
 {
-    noteSystemError();
-    m_file.close();
-    noteSystemError();
-    m_isWhole = m_isWhole && m_file.error() == QFile::NoError;
+    switch (m_step) {
+    case eReceiving:
+        if (receive(path)) {
+            return true;
+        }
+        place(path);
+        return m_step != eEnd;
+    case eCopying:
+        if (copyPart()) {
+            return true;
+        }
+        m_step = eEnd;
+        return false;
+    case eEnd:
+        break;
+    }
+    return false;
 }
 
-void BodyWriter::noteSystemError()
+void BodyWriter::close(const QString& path)
 {
-    if (m_systemError.isEmpty() && m_file.error() != QFile::NoError) {
-        m_systemError = m_file.errorString();
+    if (m_step == eReceiving) {
+        place(path);
     }
+    m_file.close();
+    m_isFine = false;
+}
+
+// Gives the partial file its name, or opens the file that is to be written over.
+void BodyWriter::place(const QString& path)
+{
+    m_step = eEnd;
+    m_path = path;
+    if (m_partial.isOpen() && (!m_partial.flush() || !m_partial.seek(0))) {
+        fail(m_partial.errorString());
+    }
+    if (!m_systemError.isEmpty()) {
+        return;
+    }
+    // The whole path at once: stepping up from a folder that does not exist leads nowhere.
+    if (!QDir().mkpath(QFileInfo(path).absolutePath())) {
+        fail(QStringLiteral("the folder could not be created"));
+        return;
+    }
+    const QFileInfo target(path);
+    if (m_partial.isOpen() && !target.exists() && !target.isSymLink()) {
+        m_partial.close();
+        m_isOpened = m_partial.rename(path);
+        if (m_isOpened) {
+            m_partial.setFileName(QString());
+            return;
+        }
+        // Perhaps somebody reads it at this moment: copy it then.
+        if (!m_partial.open(QIODevice::ReadOnly)) {
+            fail(m_partial.errorString());
+            return;
+        }
+    }
+    // Not truncated: a longer file that exists already keeps its tail.
+    m_file.setFileName(path);
+    m_isOpened = m_file.open(QIODevice::ReadWrite);
+    if (!m_isOpened) {
+        fail(m_file.errorString());
+    } else if (m_partial.isOpen()) {
+        m_step = eCopying;
+    } else {
+        m_file.close();
+    }
+}
+
+bool BodyWriter::copyPart()
+{
+    for (qint64 copied = 0; copied < bytesInTurn;) {
+        const qint64 length = m_partial.read(m_buffer.data(), m_buffer.size());
+        if (length <= 0) {
+            if (length < 0 || !m_file.flush()) {
+                fail(length < 0 ? m_partial.errorString() : m_file.errorString());
+            }
+            m_file.close();
+            return false;
+        }
+        if (!writeAll(m_file, m_buffer.constData(), length)) {
+            fail(m_file.errorString());
+            m_file.close();
+            return false;
+        }
+        copied += length;
+    }
+    return true;
+}
+
+// The first reason counts.
+void BodyWriter::fail(const QString& reason)
+{
+    m_isFine = false;
+    m_systemError = m_systemError.isEmpty() ? reason : m_systemError;
 }
 
 } // namespace zk

@@ -11,6 +11,12 @@
 #include <QSignalSpy>
 #include <QTemporaryDir>
 
+#ifdef Q_OS_UNIX
+#include <sys/resource.h>
+
+#include <csignal>
+#endif
+
 using namespace zk;
 using namespace zk::test;
 
@@ -50,6 +56,29 @@ struct Fixture
 
     void start(const QByteArray& route) const { downloader->downloadFile(server.url(route), path); }
     QString said() const { return events.join(u", "_s); }
+};
+
+/** Makes writing more than a megabyte to a file fail, as on a disk that gets full. */
+class FileSizeLimit
+{
+#ifdef Q_OS_UNIX
+public:
+    FileSizeLimit()
+    {
+        std::signal(SIGXFSZ, SIG_IGN);
+        getrlimit(RLIMIT_FSIZE, &m_usual);
+        const rlimit limit = {1'000'000, m_usual.rlim_max};
+        setrlimit(RLIMIT_FSIZE, &limit);
+    }
+    ~FileSizeLimit()
+    {
+        setrlimit(RLIMIT_FSIZE, &m_usual);
+    }
+    Q_DISABLE_COPY(FileSizeLimit)
+
+private:
+    rlimit m_usual = {};
+#endif
 };
 
 } // namespace
@@ -116,6 +145,55 @@ private slots:
         QVERIFY2(!isFull || f.reason.contains(u"space"_s), qPrintable(f.reason));
     }
 
+    void writesWhileTheBodyArrives()
+    {
+        Fixture f;
+        const QByteArray body(3'000'000, 'x');
+        f.server.answer("/a", redirect(302, "/b", body)); // more than Qt receives unread
+        f.server.answer("/b", partial(body, 2'500'000, Answer::eSilence));
+        f.start("/a");
+        const QDir folder(f.folder.path());
+        const auto partialSize = [&folder] {
+            const QFileInfoList files = folder.entryInfoList(QDir::Files);
+            return files.size() == 1 ? files[0].size() : -1;
+        };
+        QTRY_VERIFY(partialSize() > 2'400'000);
+        QVERIFY(!folder.exists(u"new"_s) && f.events.isEmpty());
+        f.server.finish("/b", {body.mid(2'500'000)});
+        QTRY_COMPARE(f.said(), u"whole 200, finished"_s);
+        QVERIFY(readFile(f.path) == body);
+        QCOMPARE(partialSize(), qint64(-1));
+        const QString other = f.folder.filePath(u"other"_s);
+        writeFile(other, "");
+        QCOMPARE(QFileInfo(f.path).permissions(), QFileInfo(other).permissions());
+    }
+
+    void stopsWhatCannotBeWritten_data()
+    {
+        columns<QString, QString>("length", "reason");
+        row("it is announced", "1000000000000000000", "no space for 1000000000000000000");
+#ifdef Q_OS_UNIX
+        row("the disk gets full", "9000000", "large");
+#endif
+    }
+    void stopsWhatCannotBeWritten()
+    {
+        QFETCH(QString, length);
+        QFETCH(QString, reason);
+        Fixture f;
+        f.server.answer("/a", {"HTTP/1.1 200 OK\r\nContent-Length: " + length.toLatin1() +
+                                   "\r\n\r\n" + QByteArray(3'000'000, 'x'),
+                               Answer::eSilence});
+        {
+            [[maybe_unused]] FileSizeLimit limit;
+            f.start("/a");
+            QTRY_VERIFY(f.events.size() == 2);
+        }
+        QCOMPARE(f.said(), u"error 299, not whole 200 unwritten"_s);
+        QVERIFY2(f.reason.contains(reason), qPrintable(f.reason));
+        QVERIFY(QDir(f.folder.path()).isEmpty());
+    }
+
     void aborts()
     {
         Fixture f;
@@ -125,11 +203,13 @@ private slots:
         QTRY_VERIFY(!progress.isEmpty());
         f.downloader->abortDownload();
         QCOMPARE(f.said(), u"error 5, not whole 200, finished"_s);
+        QCOMPARE(readFile(f.path), QByteArray(40, 'x'));
         f.downloader->abortDownload();
         QCOMPARE(f.events.size(), 3);
     }
 
-    void writesLargeBodiesInTurns_data()
+    // Only under its own name is a file whole: what is there already is written over at the end.
+    void writesOverLargeFilesInTurns_data()
     {
         columns<QString, QString>("meanwhile", "events");
         row("it goes on", "", "whole 200, finished");
@@ -138,11 +218,13 @@ private slots:
         row("another begun, and that one aborted", "another",
             "error 5, not whole 0, finished, whole 200 outdated, finished");
     }
-    void writesLargeBodiesInTurns()
+    void writesOverLargeFilesInTurns()
     {
         QFETCH(QString, meanwhile);
         QFETCH(QString, events);
         Fixture f;
+        f.path = f.folder.filePath(u"setup.exe"_s);
+        writeFile(f.path, "old");
         const QByteArray body = QByteArray("0123456789").repeated(4'000'000);
         f.server.answer("/a", http(200, body));
         bool isWriting = false;
