@@ -43,8 +43,7 @@ public:
         int httpStatus = 0;
         /** Every byte of the body has been written to the file and flushed. */
         bool allWritten = false;
-        /** It was not the reply of the last request: another download had been started meanwhile.
-         */
+        /** Not the reply of the last request: another download was started meanwhile. */
         bool isOutdated = false;
         /** What the system said of a file that could not be opened or written; else empty. */
         QString systemError;
