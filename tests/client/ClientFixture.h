@@ -1,6 +1,5 @@
 #pragma once
 
-#include "Environment.h"
 #include "RecordingSettings.h"
 #include "ScriptedServer.h"
 

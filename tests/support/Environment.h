@@ -3,9 +3,7 @@
 #include "Literals.h"
 
 #include <QByteArray>
-#include <QCoreApplication>
 #include <QDir>
-#include <QNetworkAccessManager>
 #include <QString>
 #include <QTemporaryDir>
 #include <QTest>
@@ -74,15 +72,6 @@ struct ScopedTemporaryFolder
     ScopedVariable windows{"TMP", native};
     ScopedVariable windowsToo{"TEMP", native};
 };
-
-/**
- * Waits for the network managers that are set aside until Qt's thread has let go of them: where the
- * application ends before, Qt leaves what is on its way to the thread to the system.
- */
-inline void waitForRetiredManagers()
-{
-    (void)QTest::qWaitFor([] { return !qApp->findChild<QNetworkAccessManager*>(); });
-}
 
 /** Call it first: drops the line that the offscreen platform prints for windows' size hints. */
 inline void dropOffscreenSizeHintLine()

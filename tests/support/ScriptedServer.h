@@ -2,10 +2,13 @@
 
 #include "Literals.h"
 
+#include <QCoreApplication>
 #include <QHash>
+#include <QNetworkAccessManager>
 #include <QPointer>
 #include <QTcpServer>
 #include <QTcpSocket>
+#include <QTest>
 #include <QTimer>
 #include <QUrl>
 
@@ -86,6 +89,15 @@ private:
     void send(QTcpSocket* socket, const Answer& answer);
     void drip();
 };
+
+/**
+ * Waits for the network managers that are set aside until Qt's thread has let go of them: where the
+ * application ends before, Qt leaves what is on its way to the thread to the system.
+ */
+inline void waitForRetiredManagers()
+{
+    (void)QTest::qWaitFor([] { return !qApp->findChild<QNetworkAccessManager*>(); });
+}
 
 } // namespace zk::test
 
