@@ -66,7 +66,9 @@ BodyWriter::BodyWriter(QNetworkReply* reply, QObject* parent)
 BodyWriter::~BodyWriter()
 {
     if (!m_partial.fileName().isEmpty()) {
-        m_partial.remove();
+        // Not by the object: it keeps a file that its last bytes cannot be written to.
+        m_partial.close();
+        QFile::remove(m_partial.fileName());
     }
 }
 
