@@ -66,7 +66,8 @@ private slots:
     {
         Fixture f;
         QTimer* const timer = f.timer(hour);
-        QVERIFY(timer && timer->isActive() && !timer->isSingleShot());
+        QVERIFY(timer);
+        QVERIFY(timer->isActive() && !timer->isSingleShot());
         f.client->abortUpdate();
         QVERIFY(!timer->isActive());
         SoftwareUpdateWidgetSettings chosen;
