@@ -111,7 +111,7 @@ bool Handler::startElement(const QString& /*uri*/, const QString& /*localName*/,
         return false;
     }
     // Names are looked at as they are written: following prefixes is quadratic in their number.
-    const QStringRef localName = Vocabulary::localName(name);
+    const QStringView localName = Vocabulary::localName(name);
     if (localName.isEmpty()) {
         return false;
     }
@@ -153,7 +153,7 @@ const QString& Handler::keep(Key key, const QString& text)
         Vocabulary::isKindOf(key, Kind::Links)) {
         m_memory += costOfUrl;
         record.addressCharacters += text.size();
-        m_longestAddress = qMax(m_longestAddress, text.size());
+        m_longestAddress = qMax(m_longestAddress, int(text.size()));
     }
     return m_recent.share(text);
 }

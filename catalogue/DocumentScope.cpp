@@ -7,22 +7,6 @@
 
 namespace zk::UpdateDocument {
 
-namespace {
-
-// Adds the links of the levels above after those of a level: lookups find the last one first.
-void addAbove(QMap<QString, QUrl>& links, const QMap<QString, QUrl>& above)
-{
-    if (above.isEmpty()) {
-        return;
-    }
-    QT_WARNING_PUSH
-    QT_WARNING_DISABLE_DEPRECATED
-    links.unite(above);
-    QT_WARNING_POP
-}
-
-} // namespace
-
 Scope::Scope(DocumentState& document)
     : m_document(&document)
 {
@@ -63,7 +47,7 @@ void Scope::takeWords(Words& words, const LevelRecord& level, Key key)
     }
 }
 
-void Scope::takeLinks(QMap<QString, QUrl>& links, const LevelRecord& level, Key key)
+void Scope::takeLinks(QMultiMap<QString, QUrl>& links, const LevelRecord& level, Key key)
 {
     const auto isOfKey = [key](const LinkRecord& link) { return link.key == key; };
     if (std::none_of(level.links.begin(), level.links.end(), isOfKey)) {
@@ -73,23 +57,23 @@ void Scope::takeLinks(QMap<QString, QUrl>& links, const LevelRecord& level, Key 
     if (m_document->budget.isSpent()) {
         return;
     }
-    QMap<QString, QUrl> own;
+    QMultiMap<QString, QUrl> own;
     for (const LinkRecord& link : level.links) {
         if (isOfKey(link)) {
             addTo(own, link);
         }
     }
-    addAbove(own, links);
+    own.unite(links); // lookups find the last one first, which are those of the levels above
     links = own;
 }
 
-void Scope::addTo(QMap<QString, QUrl>& links, const LinkRecord& link) const
+void Scope::addTo(QMultiMap<QString, QUrl>& links, const LinkRecord& link) const
 {
     static const QString defaultLanguage = QLatin1String(Vocabulary::defaultLanguage);
     const QString& language = link.language ? *link.language : text(Vocabulary::languageKey);
-    addLink(links, language.isEmpty() ? defaultLanguage : language,
-            link.address ? QUrl(*link.address, QUrl::TolerantMode)
-                         : inheritedUrl(text(Vocabulary::urlKey)));
+    links.insert(language.isEmpty() ? defaultLanguage : language,
+                 link.address ? QUrl(*link.address, QUrl::TolerantMode)
+                              : inheritedUrl(text(Vocabulary::urlKey)));
 }
 
 QUrl Scope::inheritedUrl(const QString& address) const

@@ -36,8 +36,8 @@ public:
 private:
     void takeTexts(const LevelRecord& level);
     void takeWords(Words& words, const LevelRecord& level, Key key);
-    void takeLinks(QMap<QString, QUrl>& links, const LevelRecord& level, Key key);
-    void addTo(QMap<QString, QUrl>& links, const LinkRecord& link) const;
+    void takeLinks(QMultiMap<QString, QUrl>& links, const LevelRecord& level, Key key);
+    void addTo(QMultiMap<QString, QUrl>& links, const LinkRecord& link) const;
     [[nodiscard]] const QString& text(Key key) const { return *m_texts[key]; }
     [[nodiscard]] QUrl inheritedUrl(const QString& address) const;
 
@@ -47,8 +47,8 @@ private:
     quint32 m_fileSize = 0;
     Words m_platforms;
     Words m_languages;
-    QMap<QString, QUrl> m_releaseNotes;
-    QMap<QString, QUrl> m_readme;
+    QMultiMap<QString, QUrl> m_releaseNotes;
+    QMultiMap<QString, QUrl> m_readme;
 };
 
 } // namespace zk::UpdateDocument

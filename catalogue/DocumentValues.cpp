@@ -64,7 +64,7 @@ QString takeLastSection(const QString& text, int& end)
 
 quint32 parseFileSize(const QString& text)
 {
-    const auto number = [&text] { return text.leftRef(text.size() - 2).toDouble(); };
+    const auto number = [&text] { return QStringView(text).chopped(2).toDouble(); };
     if (text.endsWith(QLatin1String("MB"), Qt::CaseInsensitive)) {
         return lowBits(number() * 1024.0 * 1024.0);
     }
@@ -117,18 +117,9 @@ QString parsePackageSuffix(const QString& url)
 
 void addWords(QSet<QString>& words, const QString& text)
 {
-    const auto skipsEmpty = QString::SplitBehavior(Qt::SkipEmptyParts);
+    const auto skipsEmpty = SplitBehavior(Qt::SkipEmptyParts);
     StringUtils::appendAll(
         words, StringUtils::splitStringSet(text, StringUtils::splitWords, skipsEmpty), QString());
-}
-
-void addLink(QMap<QString, QUrl>& urls, const QString& language, const QUrl& url)
-{
-    QT_WARNING_PUSH
-    QT_WARNING_DISABLE_DEPRECATED
-    // A QMap with several entries per key is the record's published form.
-    urls.insertMulti(language, url);
-    QT_WARNING_POP
 }
 
 } // namespace zk::UpdateDocument

@@ -1,10 +1,8 @@
 #pragma once
 
 #include <QDateTime>
-#include <QMap>
 #include <QSet>
 #include <QString>
-#include <QUrl>
 
 namespace zk::UpdateDocument {
 
@@ -25,8 +23,5 @@ QString parsePackageSuffix(const QString& url);
 
 /** Adds the words of a list as it is written. */
 void addWords(QSet<QString>& words, const QString& text);
-
-/** Adds a link in front of those that @p urls has for the language already. */
-void addLink(QMap<QString, QUrl>& urls, const QString& language, const QUrl& url);
 
 } // namespace zk::UpdateDocument

@@ -66,20 +66,22 @@ int findAllStrings(const QDomNode& node, const QString& key, QSet<QString>& word
     return count;
 }
 
-int findAllTranslatedUrls(const QDomNode& node, const QString& key, QMap<QString, QUrl>& urls)
+int findAllTranslatedUrls(const QDomNode& node, const QString& key, LinkMap& urls)
 {
+    QMultiMap<QString, QUrl> links(urls);
     int count = 0;
     for (QDomNode level = startSearchAt(node); !level.isNull(); level = level.parentNode()) {
         count += visitValues(
             level, key,
-            [&urls](const QDomElement& link) {
+            [&links](const QDomElement& link) {
                 const QString address = findString(link, QLatin1String(Vocabulary::url));
-                addLink(urls, languageAt(link), QUrl(address, QUrl::TolerantMode));
+                links.insert(languageAt(link), QUrl(address, QUrl::TolerantMode));
             },
-            [&urls, &level](const QString& address) {
-                addLink(urls, languageAt(level), QUrl(address, QUrl::TolerantMode));
+            [&links, &level](const QString& address) {
+                links.insert(languageAt(level), QUrl(address, QUrl::TolerantMode));
             });
     }
+    urls = links;
     return count;
 }
 

@@ -20,7 +20,7 @@ QString findString(const QDomNode& node, const QString& key);
 int findAllStrings(const QDomNode& node, const QString& key, QSet<QString>& words);
 
 /** Adds the links of @p key of all levels to @p urls; returns how often the key was written. */
-int findAllTranslatedUrls(const QDomNode& node, const QString& key, QMap<QString, QUrl>& urls);
+int findAllTranslatedUrls(const QDomNode& node, const QString& key, LinkMap& urls);
 
 /** Appends the packages of @p set, then those of its nested sets, to @p packages. */
 void appendPackages(const QDomElement& set, PackageInfoList& packages);

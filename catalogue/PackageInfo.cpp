@@ -121,10 +121,9 @@ QUrl PackageInfo::readmeUrl(QString language, QString fallbackLanguage)
     return translatedUrl(readme, language, fallbackLanguage);
 }
 
-QUrl PackageInfo::translatedUrl(QMap<QString, QUrl> urls, QString language,
-                                QString fallbackLanguage)
+QUrl PackageInfo::translatedUrl(LinkMap urls, QString language, QString fallbackLanguage)
 {
-    const QMap<QString, QUrl>& links = urls;
+    const LinkMap& links = urls;
     for (const QString& wanted : {language.left(2), fallbackLanguage.left(2)}) {
         const auto found = links.constFind(wanted);
         if (found != links.cend()) {

@@ -16,6 +16,13 @@ namespace zk {
 struct PackageInfo;
 using PackageInfoList = QList<PackageInfo>;
 
+/** Addresses by language, of which a language may have several. */
+#if QT_VERSION_MAJOR >= 6
+using LinkMap = QMultiMap<QString, QUrl>; // QMap has one entry per key there
+#else
+using LinkMap = QMap<QString, QUrl>;
+#endif
+
 /**
  * One downloadable package of the update document.
  *
@@ -50,9 +57,9 @@ struct SOFTWAREUPDATE_EXPORT PackageInfo
      * Release notes per language; a language may have several, of which value() returns the last
      * added.
      */
-    QMap<QString, QUrl> releaseNotes;
+    LinkMap releaseNotes;
     /** Readme files per language, like releaseNotes. */
-    QMap<QString, QUrl> readme;
+    LinkMap readme;
     /** Bit 0: the package came from a stored document and is not new. No other bit is used. */
     qint32 flags = 0;
     /** Path of the downloaded file; empty before the download. */
@@ -149,7 +156,7 @@ protected:
      * The page in the language, otherwise in the fallback language, otherwise the first; empty if
      * there is none.
      */
-    static QUrl translatedUrl(QMap<QString, QUrl> urls, QString language, QString fallbackLanguage);
+    static QUrl translatedUrl(LinkMap urls, QString language, QString fallbackLanguage);
 };
 
 } // namespace zk

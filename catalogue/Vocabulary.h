@@ -1,7 +1,7 @@
 #pragma once
 
 #include <QString>
-#include <QStringRef>
+#include <QStringView>
 
 #include <cstddef>
 
@@ -91,7 +91,7 @@ constexpr bool isKindOf(int key, Kind kind)
 }
 
 /** The key that is written @p word, KeyCount for any other. */
-inline Key keyOf(const QStringRef& word)
+inline Key keyOf(QStringView word)
 {
     for (const KeyEntry& entry : keys) {
         if (entry.length == word.size() && word == QLatin1String(entry.name, entry.length)) {
@@ -102,9 +102,9 @@ inline Key keyOf(const QStringRef& word)
 }
 
 /** @p tag without its prefix. */
-inline QStringRef localName(const QString& tag)
+inline QStringView localName(QStringView tag)
 {
-    return tag.midRef(tag.indexOf(QLatin1Char(':')) + 1);
+    return tag.mid(tag.indexOf(QLatin1Char(':')) + 1);
 }
 
 /** The name of the root element. */

@@ -1,6 +1,7 @@
 #include "client/SettingsStore.h"
 
 #include "support/Log.h"
+#include "support/QtCompatibility.h"
 
 #include <QLocale>
 
@@ -15,7 +16,7 @@ constexpr AppSettings::EGroup group = AppSettings::SoftwareUpdateGroup;
 // An INI line with commas that nobody quoted comes back as a list.
 QString text(const QVariant& value)
 {
-    const auto type = QMetaType::Type(value.type());
+    const int type = value.userType();
     if (type == QMetaType::QStringList || type == QMetaType::QVariantList) {
         return value.toStringList().join(QLatin1Char(','));
     }
@@ -99,7 +100,8 @@ SoftwareUpdateSettings SettingsStore::read() const
     settings.checkInterval = read(AppSettings::UpdateCheckInterval).toInt();
     settings.serverUrl = text(read(AppSettings::UpdateServerUrl));
     const QVariant version = read(AppSettings::UpdateProductVersion);
-    settings.version = VersionNumber(version.isNull() ? L"0" : text(version).toStdWString());
+    settings.version =
+        VersionNumber(QtCompatibility::isNull(version) ? L"0" : text(version).toStdWString());
     settings.productName = text(read(AppSettings::UpdateProductName));
     settings.lastCheck = read(AppSettings::UpdateLastCheck).toDateTime();
     settings.platforms = list(read(AppSettings::UpdatePlatforms));

@@ -26,6 +26,7 @@ namespace {
 bool registerTypes()
 {
     qRegisterMetaType<Qt::WindowFlags>("Qt::WindowFlags");
+    qRegisterMetaType<QWidget*>("QWidget*");
     qRegisterMetaType<QNetworkProxy>("QNetworkProxy");
     qRegisterMetaType<QNetworkReply*>("QNetworkReply*");
     qRegisterMetaType<QNetworkReply::NetworkError>("QNetworkReply::NetworkError");

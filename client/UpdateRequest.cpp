@@ -6,6 +6,7 @@
 #include "support/ContentDecoder.h"
 #include "support/LinkRule.h"
 #include "support/ManagerRetirement.h"
+#include "support/QtCompatibility.h"
 #include "support/ReceivedReply.h"
 
 #include <QCoreApplication>
@@ -175,6 +176,7 @@ void UpdateRequest::send(const QUrl& url, const QNetworkProxy& proxy)
     m_manager->setProxy(proxy);
     QNetworkRequest request(url);
     request.setHeader(QNetworkRequest::ContentTypeHeader, QStringLiteral("text/xml"));
+    QtCompatibility::usePlainHttp(request);
     ContentDecoder::accept(request);
     m_gets.push_back(std::make_unique<Get>(m_manager->get(request), this));
     m_timer.setSingleShot(true);

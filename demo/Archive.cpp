@@ -1,6 +1,7 @@
 #include "demo/Archive.h"
 
 #include <QDataStream>
+#include <QIODevice>
 
 #include <array>
 

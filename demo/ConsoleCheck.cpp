@@ -47,7 +47,7 @@ void printTable(const QTableWidget& table)
     for (int column = 0; column < table.columnCount(); ++column) {
         int width = 0;
         for (const QStringList& line : qAsConst(lines)) {
-            width = std::max(width, line.at(column).size());
+            width = std::max(width, int(line.at(column).size()));
         }
         widths << width;
     }

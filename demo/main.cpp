@@ -26,6 +26,24 @@ using zk::SoftwareUpdateClient;
 
 namespace {
 
+#if QT_VERSION_MAJOR < 6
+void scaleWithScreen()
+{
+    QCoreApplication::setAttribute(Qt::AA_EnableHighDpiScaling);
+    QCoreApplication::setAttribute(Qt::AA_UseHighDpiPixmaps);
+}
+QString folderOfQtTexts()
+{
+    return QLibraryInfo::location(QLibraryInfo::TranslationsPath);
+}
+#else
+void scaleWithScreen() {} // Qt 6 always does
+QString folderOfQtTexts()
+{
+    return QLibraryInfo::path(QLibraryInfo::TranslationsPath);
+}
+#endif
+
 bool isExpected(const QString& message)
 {
     // The offscreen platform prints this for every window. The library's settings dialog connects a
@@ -56,7 +74,7 @@ public:
         // Shipped beside the program, otherwise installed in Qt's own folder.
         const QString shipped =
             QCoreApplication::applicationDirPath() + QLatin1String("/translations");
-        const QString installed = QLibraryInfo::location(QLibraryInfo::TranslationsPath);
+        const QString installed = folderOfQtTexts();
         for (const QString& folder : {shipped, installed}) {
             if (m_qtTexts.load(locale, QStringLiteral("qtbase"), QStringLiteral("_"), folder)) {
                 QCoreApplication::installTranslator(&m_qtTexts);
@@ -181,8 +199,7 @@ int main(int argc, char* argv[])
     // File names are UTF-8 even if the requested locale is not installed.
     QTextCodec::setCodecForLocale(QTextCodec::codecForName("UTF-8"));
 #endif
-    QCoreApplication::setAttribute(Qt::AA_EnableHighDpiScaling);
-    QCoreApplication::setAttribute(Qt::AA_UseHighDpiPixmaps);
+    scaleWithScreen();
     const QApplication application(argc, argv);
     if (QGuiApplication::platformName() == QLatin1String("offscreen")) {
         // Its default font is half as large again as usual desktop fonts.

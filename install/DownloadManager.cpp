@@ -84,8 +84,7 @@ int DownloadManager::findAllStrings(const QDomNode& node, const QString& key, QS
     return UpdateDocument::findAllStrings(node, key, values);
 }
 
-int DownloadManager::findAllTranslatedUrls(const QDomNode& node, const QString& key,
-                                           QMap<QString, QUrl>& urls)
+int DownloadManager::findAllTranslatedUrls(const QDomNode& node, const QString& key, LinkMap& urls)
 {
     return UpdateDocument::findAllTranslatedUrls(node, key, urls);
 }

@@ -169,8 +169,7 @@ protected:
     /** Adds the words of all levels to @p values; how many elements and attributes held them. */
     static int findAllStrings(const QDomNode& node, const QString& key, QSet<QString>& values);
     /** Adds the links of all levels, by language, to @p urls; how many there were. */
-    static int findAllTranslatedUrls(const QDomNode& node, const QString& key,
-                                     QMap<QString, QUrl>& urls);
+    static int findAllTranslatedUrls(const QDomNode& node, const QString& key, LinkMap& urls);
 
     /** The best package per type and platform among those that pass @p filter, in no particular
      * order. */

@@ -105,7 +105,8 @@ void DownloadManager::incProgress(qint64 bytes)
     d->progressRest += bytes;
     const qint64 value = d->progressDialog->value() + d->progressRest / d->progressScale;
     d->progressRest %= d->progressScale;
-    d->progressDialog->setValue(int(qBound<qint64>(0, value, std::numeric_limits<int>::max())));
+    d->progressDialog->setValue(
+        int(qBound(qint64(0), value, qint64(std::numeric_limits<int>::max()))));
 }
 
 void DownloadManagerPrivate::startProgress(qint64 total)

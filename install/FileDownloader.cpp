@@ -5,6 +5,7 @@
 #include "support/LinkRule.h"
 #include "support/Log.h"
 #include "support/ManagerRetirement.h"
+#include "support/QtCompatibility.h"
 
 #include <QHash>
 #include <QNetworkAccessManager>
@@ -135,6 +136,7 @@ void FileDownloaderPrivate::get(const QUrl& url)
 {
     finishing = nullptr; // that of an earlier reply goes on
     QNetworkRequest request(url);
+    QtCompatibility::usePlainHttp(request);
     ContentDecoder::accept(request);
     QNetworkReply* const reply = manager->get(request);
     reply->setReadBufferSize(BodyWriter::readBufferSize);
@@ -146,9 +148,7 @@ void FileDownloaderPrivate::get(const QUrl& url)
     QObject::connect(
         reply, &QNetworkReply::downloadProgress, q,
         [this, reply](qint64 received, qint64 total) { stopOversized(reply, received, total); });
-    // By text: the signal has the name of a function of the same class.
-    QObject::connect(reply, SIGNAL(error(QNetworkReply::NetworkError)), q,
-                     SIGNAL(error(QNetworkReply::NetworkError)));
+    QObject::connect(reply, &QNetworkReply::errorOccurred, q, &FileDownloader::error);
 }
 
 void FileDownloaderPrivate::receive(BodyWriter* writer) const

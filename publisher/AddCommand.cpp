@@ -6,6 +6,7 @@
 #include "publisher/Lint.h"
 
 #include "catalogue/Vocabulary.h"
+#include "support/QtCompatibility.h"
 #include "support/StringUtils.h"
 
 #include <QFile>
@@ -65,7 +66,8 @@ void addOptions(CommandLine& line)
 
 QStringList words(const CommandLine& line, const char* key)
 {
-    return line.value(QString::fromLatin1(key)).split(StringUtils::splitWords, Qt::SkipEmptyParts);
+    return QtCompatibility::split(line.value(QString::fromLatin1(key)), StringUtils::splitWords,
+                                  Qt::SkipEmptyParts);
 }
 
 /** Reads the release from the command line; returns the error, if any. */

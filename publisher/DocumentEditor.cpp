@@ -3,6 +3,7 @@
 #include "publisher/PackageSource.h"
 
 #include "catalogue/Vocabulary.h"
+#include "support/QtCompatibility.h"
 #include "support/StringUtils.h"
 
 #include <algorithm>
@@ -79,7 +80,7 @@ private:
             for (const SourceElement* child : level->children) {
                 text += child->name == name ? QLatin1Char(' ') + child->text : QString();
             }
-            words += text.split(StringUtils::splitWords, Qt::SkipEmptyParts);
+            words += QtCompatibility::split(text, StringUtils::splitWords, Qt::SkipEmptyParts);
         }
         return words;
     }

@@ -2,6 +2,8 @@
 
 #include "publisher/Console.h"
 
+#include "support/QtCompatibility.h"
+
 #include <QEventLoop>
 #include <QFile>
 #include <QFileInfo>
@@ -23,6 +25,8 @@ std::optional<QByteArray> fetch(const QUrl& url, const Console& console)
     QNetworkAccessManager manager;
     QNetworkRequest request(url);
     request.setTransferTimeout(timeoutMs);
+    zk::QtCompatibility::usePlainHttp(request);
+    zk::QtCompatibility::trustCompression(request);
     request.setAttribute(QNetworkRequest::RedirectPolicyAttribute,
                          QNetworkRequest::NoLessSafeRedirectPolicy);
     QNetworkReply* const reply = manager.get(request);

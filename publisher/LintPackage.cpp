@@ -220,7 +220,7 @@ void checkLinks(const PackageSource& package, Report& report)
             }
             const auto language = package.value(Vocabulary::language);
             const bool isList =
-                language && language->text.trimmed().contains(StringUtils::splitWords);
+                language && StringUtils::splitWords.indexIn(language->text.trimmed()) >= 0;
             if (isList && !ownValue(*child, Vocabulary::language)) {
                 report.add(Finding::eWarning, child->offset, "link-language",
                            QStringLiteral("\"%1\" without a \"language\" takes \"%2\" as one")

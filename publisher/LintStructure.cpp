@@ -210,8 +210,7 @@ void checkReferences(const SourceDocument& document, Report& report)
     auto found = pattern.globalMatch(document.text());
     while (found.hasNext()) {
         const QRegularExpressionMatch match = found.next();
-        const uint code =
-            match.capturedRef(2).toUInt(nullptr, match.captured(1).isEmpty() ? 10 : 16);
+        const uint code = match.captured(2).toUInt(nullptr, match.captured(1).isEmpty() ? 10 : 16);
         if (code > 0xFFFF) {
             report.add(Finding::eWarning, match.capturedStart(), "reference",
                        QStringLiteral("clients read another character for %1; write the character "

@@ -5,6 +5,7 @@
 #include "publisher/PackageSource.h"
 #include "publisher/PreviewReport.h"
 
+#include "support/QtCompatibility.h"
 #include "support/StringUtils.h"
 #include "ui/SoftwareUpdateTranslator.h"
 
@@ -47,7 +48,7 @@ zk::VersionNumber version(const QString& text)
 
 QStringList words(const QString& text)
 {
-    return text.split(zk::StringUtils::splitWords, Qt::SkipEmptyParts);
+    return zk::QtCompatibility::split(text, zk::StringUtils::splitWords, Qt::SkipEmptyParts);
 }
 
 /** Nothing if a value is invalid, which is reported. */

@@ -107,7 +107,7 @@ QByteArray toHtml(const PreviewReport& report)
 {
     QFile file(QStringLiteral(":/publisher/page.html"));
     (void)file.open(QIODevice::ReadOnly);
-    const QString page = QString::fromUtf8(file.readAll());
+    const QString text = QString::fromUtf8(file.readAll());
     const QMap<QString, QString> values{
         {QStringLiteral("document"), report.place.toHtmlEscaped()},
         {QStringLiteral("audience"), audienceText(report.audience).toHtmlEscaped()},
@@ -115,17 +115,18 @@ QByteArray toHtml(const PreviewReport& report)
         {QStringLiteral("matrix"), matrixSection(report.matrix)},
         {QStringLiteral("findings"), findingsSection(report.findings)}};
     // In one pass: a value may contain text that looks like a placeholder.
+    const QStringView page(text);
     QString result;
     int end = 0;
     static const QRegularExpression placeholder(QStringLiteral("\\{([a-z]+)\\}"));
-    auto matches = placeholder.globalMatch(page);
+    auto matches = placeholder.globalMatch(text);
     while (matches.hasNext()) {
         const auto match = matches.next();
-        result += page.midRef(end, match.capturedStart() - end);
+        result += page.mid(end, match.capturedStart() - end).toString();
         result += values.value(match.captured(1));
-        end = match.capturedEnd();
+        end = int(match.capturedEnd());
     }
-    return (result + page.midRef(end)).toUtf8();
+    return (result + page.mid(end).toString()).toUtf8();
 }
 
 } // namespace publisher

@@ -30,8 +30,7 @@ int attributeOffset(const QString& text, int offset, const QString& name)
         } else if (c.isSpace()) {
             wordStart = text.at(wordStart) == QLatin1Char('=') ? wordStart : i + 1;
         } else if (c == QLatin1Char('=')) {
-            const int end = text.midRef(wordStart, i - wordStart).trimmed().size() + wordStart;
-            if (text.midRef(wordStart, end - wordStart) == name) {
+            if (QStringView(text).mid(wordStart, i - wordStart).trimmed() == name) {
                 return wordStart;
             }
         }

@@ -1,6 +1,7 @@
 #include "support/AppSettings.h"
 
 #include "support/Log.h"
+#include "support/QtCompatibility.h"
 
 #include <QFileInfo>
 #include <QTemporaryFile>
@@ -68,13 +69,13 @@ AppSettings::AppSettings(QSettings::Format format, QSettings::Scope scope,
                          const QString& organisation, const QString& application)
     : m_settings(std::make_unique<QSettings>(format, scope, organisation, application))
 {
-    m_settings->setIniCodec("UTF-8");
+    QtCompatibility::useUtf8(*m_settings);
 }
 
 AppSettings::AppSettings(const QString& iniPath)
     : m_settings(std::make_unique<QSettings>(iniPath, QSettings::IniFormat))
 {
-    m_settings->setIniCodec("UTF-8");
+    QtCompatibility::useUtf8(*m_settings);
 }
 
 AppSettings::~AppSettings() = default;
@@ -97,7 +98,7 @@ void AppSettings::set(const QVariant& value, EGroup group, EKey key, bool writeT
     const QString entry = entryName(group, key);
     const QVariant known = AppSettings::value(group, key);
     // Most values are written back as they were.
-    const bool isNew = known.type() != value.type() || known != value;
+    const bool isNew = known.userType() != value.userType() || known != value;
     if (isNew) {
         m_unstored.insert(entry, value);
     }

@@ -21,7 +21,7 @@ bool mayEncloseVariable(const QString& argument, int index)
     while (end < argument.size() && !isSeparator(argument.at(end))) {
         ++end;
     }
-    return argument.midRef(first, end - first).count(QLatin1Char('%')) > 1;
+    return QStringView(argument).mid(first, end - first).count(QLatin1Char('%')) > 1;
 }
 
 } // namespace

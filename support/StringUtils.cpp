@@ -1,5 +1,7 @@
 #include "support/StringUtils.h"
 
+#include "support/QtCompatibility.h"
+
 #include <algorithm>
 
 namespace zk {
@@ -32,18 +34,19 @@ void splitWordsInto(QSet<QString>& words, const QString& text)
 const QRegExp StringUtils::splitWords(QLatin1String("[\\s,;|]+"));
 
 QSet<QString> StringUtils::splitStringSet(const QString& text, const QRegExp& separator,
-                                          QString::SplitBehavior behavior)
+                                          SplitBehavior behavior)
 {
     QSet<QString> parts;
-    if (behavior == int(Qt::SkipEmptyParts) && separator == splitWords) {
+    if (behavior == SplitBehavior(Qt::SkipEmptyParts) && separator == splitWords) {
         // Documents consist largely of word lists, and a regular expression takes ten times as
         // long.
         splitWordsInto(parts, text);
         return parts;
     }
-    const QVector<QStringRef> found = text.splitRef(separator, Qt::SplitBehavior(int(behavior)));
-    for (const QStringRef& part : found) {
-        parts.insert(part.toString());
+    const QStringList found =
+        QtCompatibility::split(text, separator, Qt::SplitBehavior(int(behavior)));
+    for (const QString& part : found) {
+        parts.insert(part);
     }
     return parts;
 }

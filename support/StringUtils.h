@@ -8,6 +8,13 @@
 
 namespace zk {
 
+/** What to do with empty parts of a text that is split. */
+#if QT_VERSION_MAJOR >= 6
+using SplitBehavior = Qt::SplitBehavior; // the other one, deprecated in Qt 5, is gone
+#else
+using SplitBehavior = QString::SplitBehavior;
+#endif
+
 /** Operations on texts and sets of texts. Reentrant. */
 class SOFTWAREUPDATE_EXPORT StringUtils
 {
@@ -20,7 +27,7 @@ public:
 
     /** The parts of @p text between matches of @p separator, each once. */
     static QSet<QString> splitStringSet(const QString& text, const QRegExp& separator,
-                                        QString::SplitBehavior behavior);
+                                        SplitBehavior behavior);
 
     /**
      * Adds @p source to @p target and returns @p target. @p context, a translation context, is

@@ -2,7 +2,7 @@
 
 #include "support/DeviceNames.h"
 
-#include <QVector>
+#include <QStringView>
 
 #include <algorithm>
 
@@ -37,7 +37,7 @@ QString characterComplaint(const QString& name)
     return QString();
 }
 
-QString componentComplaint(const QStringRef& component)
+QString componentComplaint(QStringView component)
 {
     if (component.isEmpty()) {
         return QStringLiteral("has an empty folder name in its path");
@@ -54,16 +54,16 @@ QString componentComplaint(const QStringRef& component)
     return QString();
 }
 
-QVector<QStringRef> components(const QString& name)
+QList<QStringView> components(const QString& name)
 {
-    QStringRef path(&name);
+    QStringView path(name);
     if (path.endsWith(QLatin1Char('/'))) {
         path.chop(1);
     }
     return path.split(QLatin1Char('/'));
 }
 
-QString folded(const QStringRef& component)
+QString folded(QStringView component)
 {
     // Character by character, like file systems: full case folding would turn a sharp s into "ss".
     QString result = component.toString().normalized(QString::NormalizationForm_C);
@@ -95,11 +95,11 @@ QString entryNameComplaint(const QString& name)
     if (!complaint.isEmpty()) {
         return complaint;
     }
-    const QVector<QStringRef> parts = components(name);
+    const QList<QStringView> parts = components(name);
     if (parts.size() > MaxDepth) {
         return QStringLiteral("is nested too deeply");
     }
-    for (const QStringRef& part : parts) {
+    for (const QStringView part : parts) {
         QString partComplaint = componentComplaint(part);
         if (!partComplaint.isEmpty()) {
             return partComplaint;
@@ -118,7 +118,7 @@ QString displayName(const QString& name)
 
 QString ZipEntryNameSet::add(const QString& name)
 {
-    const QVector<QStringRef> parts = components(name);
+    const QList<QStringView> parts = components(name);
     int parent = -1;
     for (int i = 0; i < parts.size(); ++i) {
         const bool isLast = i == parts.size() - 1;
