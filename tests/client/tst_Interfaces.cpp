@@ -31,6 +31,15 @@ QString described(const QMetaMethod& method)
            parameters.join(u", "_s) + u')';
 }
 
+int typeId(const QByteArray& name)
+{
+#if QT_VERSION_MAJOR < 6
+    return QMetaType::type(name);
+#else
+    return QMetaType::fromName(name).id();
+#endif
+}
+
 const QMetaObject* const classes[] = {
     &SoftwareUpdateClient::staticMetaObject, &FileDownloader::staticMetaObject,
     &DownloadManager::staticMetaObject,      &SoftwareUpdateWidget::staticMetaObject,
@@ -78,9 +87,9 @@ private slots:
              {"VersionNumber", "SoftwareUpdateWidgetSettings", "SoftwareUpdate::SoftUpIndexList",
               "SoftwareUpdate::TCurrentCameraVersions", "SoftwareUpdate::EState",
               "SoftwareUpdate::SoftwareUpdateSettings", "PackageInfo", "PackageInfoList"}) {
-            const int id = QMetaType::type(spelled);
+            const int id = typeId(spelled);
             QVERIFY2(id != QMetaType::UnknownType, spelled);
-            QCOMPARE(QMetaType::type(QByteArray("zk::") + spelled), id);
+            QCOMPARE(typeId(QByteArray("zk::") + spelled), id);
         }
     }
 
@@ -95,7 +104,7 @@ private slots:
                 const QList<QByteArray> types = method.parameterTypes() << method.typeName();
                 for (const QByteArray& type : types) {
                     // Nothing that refers to the caller's own travels in an event.
-                    QVERIFY2(type.endsWith('&') || QMetaType::type(type) != QMetaType::UnknownType,
+                    QVERIFY2(type.endsWith('&') || typeId(type) != QMetaType::UnknownType,
                              (method.methodSignature() + ": " + type).constData());
                 }
             }

@@ -43,7 +43,7 @@ Answer http(int status, const QByteArray& body, const QByteArray& headers)
 Answer partial(const QByteArray& body, int sent, Answer::End end)
 {
     const QByteArray bytes = head(200, body.size(), {}) + body.left(sent);
-    return {bytes, end, sent < 1000 ? 120 : 0, bytes.size() - 1};
+    return {bytes, end, sent < 1000 ? 120 : 0, int(bytes.size()) - 1};
 }
 
 Answer redirect(int status, const QByteArray& location, const QByteArray& body)

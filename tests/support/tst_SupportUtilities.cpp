@@ -73,12 +73,12 @@ private slots:
     {
         const auto split = [](const QString& text) {
             return StringUtils::splitStringSet(text, StringUtils::splitWords,
-                                               QString::SplitBehavior(Qt::SkipEmptyParts));
+                                               SplitBehavior(Qt::SkipEmptyParts));
         };
         QCOMPARE(split(u" de_DE, zh-Hans;\tfr|fr  "_s), (QSet{u"de_DE"_s, u"zh-Hans"_s, u"fr"_s}));
         for (ushort c = 1; c < 0xd800; ++c) { // the short cut for this expression agrees with it
             const QString text = u"a%1b"_s.arg(QChar(c));
-            QCOMPARE(split(text).size(), text.contains(StringUtils::splitWords) ? 2 : 1);
+            QCOMPARE(split(text).size(), StringUtils::splitWords.indexIn(text) >= 0 ? 2 : 1);
         }
     }
 

@@ -87,7 +87,7 @@ QByteArray InstallerRig::contentsOf(const QString& folder)
         const QFileInfo info = entries.fileInfo();
         QString line = path.mid(folder.size());
         if (info.isSymLink()) {
-            line += u" -> "_s + info.symLinkTarget().midRef(folder.size());
+            line += u" -> "_s + info.symLinkTarget().mid(folder.size());
         } else {
             line += u" %1"_s.arg(int(info.permissions()), 0, 16);
         }
