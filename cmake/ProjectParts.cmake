@@ -36,6 +36,14 @@ function(softwareupdate_add_part name)
         POSITION_INDEPENDENT_CODE ON
         CXX_VISIBILITY_PRESET hidden
         VISIBILITY_INLINES_HIDDEN ON)
+    # CMake adds what moc writes only when it generates, which is too late for the library if AUTOMOC is on for a
+    # program in a folder above, as in a host's project.
+    get_property(is_multi_config GLOBAL PROPERTY GENERATOR_IS_MULTI_CONFIG)
+    if(NOT is_multi_config)
+        set(mocs "${CMAKE_CURRENT_BINARY_DIR}/${target}_autogen/mocs_compilation.cpp")
+        set_source_files_properties("${mocs}" PROPERTIES GENERATED ON SKIP_AUTOGEN ON)
+        target_sources(${target} PRIVATE "${mocs}")
+    endif()
     target_compile_definitions(${target} PRIVATE SOFTWAREUPDATE_EXPORTS)
     target_link_libraries(${target} PUBLIC ${arg_LINK} PRIVATE softwareupdate_settings ${arg_LINK_PRIVATE})
     list(TRANSFORM arg_PUBLIC_HEADERS PREPEND "${CMAKE_CURRENT_SOURCE_DIR}/")
