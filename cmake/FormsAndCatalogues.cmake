@@ -1,15 +1,15 @@
 # Forms and translation catalogues. Both may contain @SOFTWAREUPDATE_MAKER_HOST@, which the build replaces by
 # the maker's web host: the link's text is looked up in the catalogues by its English form, host included.
 
-get_target_property(rcc_location Qt5::rcc LOCATION)
+get_target_property(rcc_location Qt${QT_VERSION_MAJOR}::rcc LOCATION)
 get_filename_component(softwareupdate_qt_tools_dir "${rcc_location}" DIRECTORY)
 # The tool runs on the build machine. A Qt for another system includes rcc but often no lrelease.
-find_program(SOFTWAREUPDATE_LRELEASE NAMES lrelease lrelease-qt5
-    HINTS "${softwareupdate_qt_tools_dir}" /usr/lib/qt5/bin
+find_program(SOFTWAREUPDATE_LRELEASE NAMES lrelease lrelease-qt${QT_VERSION_MAJOR}
+    HINTS "${softwareupdate_qt_tools_dir}" "${softwareupdate_qt_tools_dir}/../bin" /usr/lib/qt${QT_VERSION_MAJOR}/bin
     NO_CMAKE_FIND_ROOT_PATH)
 if(NOT SOFTWAREUPDATE_LRELEASE)
     message(FATAL_ERROR "lrelease, which compiles the translations, was not found "
-        "(Debian: qttools5-dev-tools); SOFTWAREUPDATE_LRELEASE may name it")
+        "(Debian: qttools5-dev-tools, qt6-l10n-tools); SOFTWAREUPDATE_LRELEASE may name it")
 endif()
 
 # softwareupdate_add_forms(<part> <form.ui> ...)
@@ -22,7 +22,7 @@ function(softwareupdate_add_forms part)
         set(header "${CMAKE_CURRENT_BINARY_DIR}/forms/ui_${name}.h")
         configure_file("${form}" "${configured}" @ONLY)
         add_custom_command(OUTPUT "${header}"
-            COMMAND Qt5::uic -o "${header}" "${configured}"
+            COMMAND Qt${QT_VERSION_MAJOR}::uic -o "${header}" "${configured}"
             DEPENDS "${configured}"
             COMMENT "Compiling form ${form}"
             VERBATIM)
@@ -65,7 +65,7 @@ function(softwareupdate_add_catalogues part)
 ")
     set(code "${dir}/Translations.cpp")
     add_custom_command(OUTPUT "${code}"
-        COMMAND Qt5::rcc --format-version 1 --no-compress --name SoftwareUpdateTranslations
+        COMMAND Qt${QT_VERSION_MAJOR}::rcc --format-version 1 --no-compress --name SoftwareUpdateTranslations
             -o "${code}" "${collection}"
         DEPENDS "${collection}" ${catalogues}
         COMMENT "Embedding the catalogues"

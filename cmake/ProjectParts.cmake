@@ -69,6 +69,7 @@ function(softwareupdate_add_library name)
         FILE_SET HEADERS BASE_DIRS "${SOFTWAREUPDATE_ROOT}" FILES ${headers})
     set_target_properties(${name} PROPERTIES
         AUTOMOC OFF
+        OUTPUT_NAME "${name}${SOFTWAREUPDATE_QT_SUFFIX}"
         LINKER_LANGUAGE CXX
         VERSION ${PROJECT_VERSION}
         SOVERSION ${PROJECT_VERSION_MAJOR}

@@ -29,13 +29,14 @@ done
 
 if [ -z "$name" ]; then
     printf '\n== self-update\n'
+    library=$(echo "$build"/libSoftwareUpdateClient*.so)
     update=$("$build/demo/SelfUpdate" "$build/demo/CameraDesk" "$build/demo/next/CameraDesk" \
-        "$build/libSoftwareUpdateClient.so" | tee /dev/stderr | grep '^self-update: from')
+        "$library" | tee /dev/stderr | grep '^self-update: from')
     figure "self-update of 50 MiB, from the check to the new version" \
         "$(sed -n 's/.*answer \([0-9]* ms\),.*/\1/p' <<<"$update")" "" \
         "$(sed -n 's/.* first \([0-9]* ms\).*/\1/p' <<<"$update") without the application"
-    for file in libSoftwareUpdateClient.so updateinstaller/UpdateInstaller; do
-        strip -o "$copy" "$build/$file"
+    for file in "$library" "$build/updateinstaller/UpdateInstaller"; do
+        strip -o "$copy" "$file"
         figure "size of $(basename "$file"), stripped" "$(($(stat -L -c %s "$copy") / 1024)) KiB" "" ""
     done
 fi

@@ -11,6 +11,7 @@ build=${1:?usage: scripts/demo.sh BUILD_DIR [OPTIONS]}
 shift
 host=$build/demo/CameraDesk
 pictures=$PWD/build/demo
+[[ $build != *-qt6 ]] || pictures+=-qt6
 
 [ -x "$host" ] || {
     echo "There is no $host; build it first (./run demo does)." >&2
@@ -87,7 +88,7 @@ self_update() {
     mkdir -p "$private/tmp"
     env LC_ALL=C.UTF-8 QT_QPA_PLATFORM="${QT_QPA_PLATFORM:-offscreen}" XDG_RUNTIME_DIR="$private/runtime" \
         HOME="$private" TMPDIR="$private/tmp" \
-        "$build/demo/SelfUpdate" "$host" "$build/demo/next/CameraDesk" "$build"/libSoftwareUpdateClient.so.?
+        "$build/demo/SelfUpdate" "$host" "$build/demo/next/CameraDesk" "$build"/libSoftwareUpdateClient*.so.?
 }
 
 # With the given options, in the user's own environment if there is one.

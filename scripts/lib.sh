@@ -5,10 +5,13 @@ export CCACHE_BASEDIR=$PWD CCACHE_NOHASHDIR=1
 
 say() { printf '\n== %s\n' "$*"; }
 
-# Installs the missing packages of the lists without prompting.
+# setup_packages [LIST|PRESET]: installs the missing packages of the lists without prompting.
 setup_packages() {
     local lists=(scripts/debian-packages.txt) package missing=()
-    [ "${1:-}" = extra ] && lists+=(scripts/debian-packages-extra.txt)
+    case ${1:-} in
+        extra) lists+=(scripts/debian-packages-extra.txt) ;;
+        qt6 | *-qt6) lists+=(scripts/debian-packages-qt6.txt) ;;
+    esac
     while read -r package; do
         dpkg-query -W -f='${db:Status-Status}' "$package" 2>/dev/null | grep -qx installed || missing+=("$package")
     done < <(grep -hv '^#' "${lists[@]}")

@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# check-binaries.sh exports LIBRARY LIST | private ROOT LIST | imports PROGRAM
+# check-binaries.sh exports LIBRARY LIST QT_MAJOR | private ROOT LIST | imports PROGRAM
 # What the built files promise to those who link and ship them. Works on files for Linux and for Windows.
 set -euo pipefail
 export LC_ALL=C
@@ -8,6 +8,15 @@ is_windows=$([ -f "$file" ] && [ "$(head -c 2 "$file")" = MZ ] && echo yes || ec
 dump() { x86_64-w64-mingw32-objdump -p "$file"; }
 fail() { echo "$file: $*" >&2; exit 1; }
 
+# Qt 6 has other types by names that sources share with Qt 5. Nothing else may differ.
+spelled_for_qt5() {
+    if [ "$qt" = 5 ]; then cat; else
+        sed 's/QList<QString>/QStringList/g; s/QStringList >/QStringList>/g; s/std::pair</QPair</g
+            s/QMultiMap</QMap</g; s/QFlags<Qt::SplitBehaviorFlags>/QString::SplitBehavior/
+            s/QIODeviceBase::/QIODevice::/'
+    fi
+}
+
 # Everything but what the compiler makes for classes by itself.
 exported_names() {
     if [ "$is_windows" = yes ]; then
@@ -15,7 +24,7 @@ exported_names() {
     else
         # Weak ones are inline functions, of the standard library too; the last three are the linker's.
         nm -D --defined-only "$file" | awk '$2 ~ /[TDBR]/ { print $3 }' | grep -vx '_end\|_edata\|__bss_start'
-    fi | c++filt | grep -v '^typeinfo \|^vtable \|thunk to \|::qt_static_metacall(' | sort -u
+    fi | c++filt | grep -v '^typeinfo \|^vtable \|thunk to \|::qt_static_metacall(' | spelled_for_qt5 | sort -u
 }
 
 # "Class::name" for each private function and static member of an exported class. A class that is exported exports
@@ -43,6 +52,7 @@ private_names() {
 case $what in
     exports)
         # A name that comes or goes is a change of the interface: `exported_names` above writes the list anew.
+        qt=$4
         diff -u "$3" <(exported_names) || fail "exports other names than $3 lists"
         echo "$(wc -l <"$3") names, as listed"
         ;;

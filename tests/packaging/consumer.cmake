@@ -1,6 +1,6 @@
 # Configures, builds and runs the consumer project. WAY is find_package (against an installation made here
 # from BUILD), package (against the one below PREFIX) or add_subdirectory (of ROOT). EMULATOR runs programs
-# that TOOLCHAIN makes for another system.
+# that TOOLCHAIN makes for another system. If OTHER_BUILD, with another Qt, is complete, both are installed side by side.
 function(run)
     execute_process(COMMAND ${ARGN} RESULT_VARIABLE status)
     if(NOT status EQUAL 0)
@@ -8,20 +8,47 @@ function(run)
     endif()
 endfunction()
 
+# Adds the installation in other, which must have no file of the same name.
+function(add_other prefix other)
+    file(GLOB_RECURSE files RELATIVE "${other}" "${other}/*")
+    foreach(file IN LISTS files)
+        if(EXISTS "${prefix}/${file}")
+            message(FATAL_ERROR "installed with Qt 5 and with Qt 6: ${file}")
+        endif()
+    endforeach()
+    file(COPY "${other}/" DESTINATION "${prefix}")
+    message("side by side with the other Qt")
+endfunction()
+
 file(REMOVE_RECURSE "${WORK}")
-set(arguments "-DWAY=find_package")
+if(NOT QT_VERSION_MAJOR)
+    set(QT_VERSION_MAJOR 5)
+endif()
+set(arguments "-DWAY=find_package" "-DQT_VERSION_MAJOR=${QT_VERSION_MAJOR}")
+set(package SoftwareUpdateClient)
+if(QT_VERSION_MAJOR EQUAL 6)
+    set(package SoftwareUpdateClientQt6)
+endif()
 if(WAY STREQUAL "find_package")
     run("${CMAKE_COMMAND}" --install "${BUILD}" --prefix "${WORK}/prefix")
+    if(EXISTS "${OTHER_BUILD}/CMakeCache.txt")
+        execute_process(COMMAND "${CMAKE_COMMAND}" --install "${OTHER_BUILD}" --prefix "${WORK}/other"
+            RESULT_VARIABLE is_incomplete OUTPUT_QUIET ERROR_QUIET)
+        if(NOT is_incomplete)
+            add_other("${WORK}/prefix" "${WORK}/other")
+            set(package SoftwareUpdateClient) # which leads to that for the chosen Qt
+        endif()
+    endif()
     # Moved: nothing in the package may name the place it was installed to first.
     file(RENAME "${WORK}/prefix" "${WORK}/moved prefix")
     set(PREFIX "${WORK}/moved prefix")
 elseif(WAY STREQUAL "add_subdirectory")
-    set(arguments "-DWAY=add_subdirectory" "-DLIBRARY_SOURCE=${ROOT}")
+    list(APPEND arguments "-DWAY=add_subdirectory" "-DLIBRARY_SOURCE=${ROOT}")
 endif()
 if(PREFIX)
-    file(GLOB_RECURSE config "${PREFIX}/*/SoftwareUpdateClientConfig.cmake")
+    file(GLOB_RECURSE config "${PREFIX}/*/${package}Config.cmake")
     cmake_path(GET config PARENT_PATH config)
-    list(APPEND arguments "-DSoftwareUpdateClient_DIR=${config}")
+    list(APPEND arguments "-DPACKAGE=${package}" "-D${package}_DIR=${config}" "-DCMAKE_PREFIX_PATH=${PREFIX}")
 endif()
 if(LAUNCHER)
     list(APPEND arguments "-DCMAKE_CXX_COMPILER_LAUNCHER=${LAUNCHER}")
@@ -40,6 +67,9 @@ if(libraries)
     file(COPY ${libraries} DESTINATION "${WORK}/build") # where hosts ship them
 endif()
 run(${EMULATOR} "${consumer}")
+if(EXISTS "${WORK}/build/consumer_by_pkg_config")
+    run("${CMAKE_COMMAND}" -E env "LD_LIBRARY_PATH=${config}/../.." "${WORK}/build/consumer_by_pkg_config")
+endif()
 # Beside the host's program and a program itself; without arguments it refuses to do anything.
 execute_process(COMMAND ${EMULATOR} "${WORK}/build/UpdateInstaller"
     RESULT_VARIABLE status OUTPUT_VARIABLE text ERROR_VARIABLE text)
