@@ -29,11 +29,27 @@ void Scope::takeTexts(const LevelRecord& level)
     for (auto value = level.texts.rbegin(); value != level.texts.rend(); ++value) {
         m_texts[value->key] = &value->text;
         if (value->key == Vocabulary::releaseDateKey) {
-            m_releaseDate = parseReleaseDate(value->text);
+            m_releaseDate = dateOf(value->text);
         } else if (value->key == Vocabulary::fileSizeKey) {
             m_fileSize = parseFileSize(value->text);
         }
     }
+}
+
+QDateTime Scope::dateOf(const QString& text)
+{
+    constexpr int longestDate = 19;
+    constexpr int mostKept = 256;
+    QHash<QString, QDateTime>& dates = m_document->dates;
+    const auto known = dates.constFind(text);
+    if (known != dates.constEnd()) {
+        return *known;
+    }
+    const QDateTime date = parseReleaseDate(text);
+    if (text.size() <= longestDate && dates.size() < mostKept) {
+        dates.insert(text, date);
+    }
+    return date;
 }
 
 void Scope::takeWords(Words& words, const LevelRecord& level, Key key)

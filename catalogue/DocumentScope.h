@@ -13,6 +13,8 @@ struct DocumentState
 {
     InheritanceBudget budget;
     WordLists wordLists;
+    /** By their text: reading one asks the system for the time zone, and packages share them. */
+    QHash<QString, QDateTime> dates;
 };
 
 /**
@@ -35,6 +37,7 @@ public:
 
 private:
     void takeTexts(const LevelRecord& level);
+    [[nodiscard]] QDateTime dateOf(const QString& text);
     void takeWords(Words& words, const LevelRecord& level, Key key);
     void takeLinks(QMultiMap<QString, QUrl>& links, const LevelRecord& level, Key key);
     void addTo(QMultiMap<QString, QUrl>& links, const LinkRecord& link) const;

@@ -33,11 +33,7 @@ public:
             return QChar(EndOfDocument);
         }
         const QChar c = *m_at++;
-        if (inProlog) {
-            m_parentheses += c == QLatin1Char('(') ? 1 : (c == QLatin1Char(')') ? -1 : 0);
-        }
-        const bool isEnd = c == QChar(EndOfData) || (inProlog && m_parentheses > m_limits.depth);
-        return isEnd ? QChar(EndOfDocument) : c;
+        return c == QChar(EndOfData) || (inProlog && isTooDeep(c)) ? QChar(EndOfDocument) : c;
     }
 
     /** To be called for each tag; tells whether the text that follows is a value. */
@@ -57,6 +53,11 @@ public:
     bool inProlog = true;
 
 private:
+    bool isTooDeep(QChar c)
+    {
+        m_parentheses += c == QLatin1Char('(') ? 1 : (c == QLatin1Char(')') ? -1 : 0);
+        return m_parentheses > m_limits.depth;
+    }
     bool goOn();
     bool fetchPiece();
     bool followPiece();

@@ -2,6 +2,9 @@
 
 #include <QChar>
 
+#include <algorithm>
+#include <iterator>
+
 namespace zk::UpdateDocument {
 
 /** A place in a document, counted from 1. */
@@ -21,19 +24,40 @@ class LineCounter
 public:
     void add(const QChar* begin, const QChar* end)
     {
-        for (const QChar* at = begin; at != end; ++at) {
-            const bool isNewLine = m_last == QLatin1Char('\n') ||
-                                   (m_last == QLatin1Char('\r') && *at != QLatin1Char('\n'));
-            m_line += isNewLine ? 1 : 0;
-            m_column = isNewLine ? 0 : m_column + 1;
-            m_last = *at;
+        if (begin == end) {
+            return;
         }
+        next(*begin);
+        // Most texts have no "\r": then every "\n" with something behind it is the end of a line.
+        if (std::find(begin, end, QLatin1Char('\r')) != end) {
+            std::for_each(begin + 1, end, [this](QChar c) { next(c); });
+            return;
+        }
+        const QChar* const last = end - 1;
+        const auto lines = int(std::count(begin, last, QLatin1Char('\n')));
+        m_line += lines;
+        m_column += int(last - begin);
+        if (lines > 0) {
+            const auto newLine = std::find(std::make_reverse_iterator(last),
+                                           std::make_reverse_iterator(begin), QLatin1Char('\n'));
+            m_column = int(last - newLine.base());
+        }
+        m_last = *last;
     }
 
     /** Where the last character is. */
     [[nodiscard]] Position position() const { return {m_line + 1, m_column + 1}; }
 
 private:
+    void next(QChar c)
+    {
+        const bool isNewLine =
+            m_last == QLatin1Char('\n') || (m_last == QLatin1Char('\r') && c != QLatin1Char('\n'));
+        m_line += isNewLine ? 1 : 0;
+        m_column = isNewLine ? 0 : m_column + 1;
+        m_last = c;
+    }
+
     int m_line = 0;
     int m_column = -1;
     QChar m_last;
