@@ -45,7 +45,7 @@ QDateTime Scope::dateOf(const QString& text)
     if (known != dates.constEnd()) {
         return *known;
     }
-    const QDateTime date = parseReleaseDate(text);
+    QDateTime date = parseReleaseDate(text);
     if (text.size() <= longestDate && dates.size() < mostKept) {
         dates.insert(text, date);
     }

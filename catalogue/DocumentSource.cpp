@@ -71,8 +71,7 @@ Position DocumentSource::position() const
     LineCounter count = m_before;
     count.add(m_piece.cbegin(), m_at);
     for (int i = 0; i < m_endsPassed; ++i) {
-        const QChar end(EndOfDocument);
-        count.add(&end, &end + 1);
+        count.add(QChar(EndOfDocument));
     }
     return count.position();
 }

@@ -22,15 +22,24 @@ struct Position
 class LineCounter
 {
 public:
+    void add(QChar c)
+    {
+        const bool isNewLine =
+            m_last == QLatin1Char('\n') || (m_last == QLatin1Char('\r') && c != QLatin1Char('\n'));
+        m_line += isNewLine ? 1 : 0;
+        m_column = isNewLine ? 0 : m_column + 1;
+        m_last = c;
+    }
+
     void add(const QChar* begin, const QChar* end)
     {
         if (begin == end) {
             return;
         }
-        next(*begin);
+        add(*begin);
         // Most texts have no "\r": then every "\n" with something behind it is the end of a line.
         if (std::find(begin, end, QLatin1Char('\r')) != end) {
-            std::for_each(begin + 1, end, [this](QChar c) { next(c); });
+            std::for_each(begin + 1, end, [this](QChar c) { add(c); });
             return;
         }
         const QChar* const last = end - 1;
@@ -49,15 +58,6 @@ public:
     [[nodiscard]] Position position() const { return {m_line + 1, m_column + 1}; }
 
 private:
-    void next(QChar c)
-    {
-        const bool isNewLine =
-            m_last == QLatin1Char('\n') || (m_last == QLatin1Char('\r') && c != QLatin1Char('\n'));
-        m_line += isNewLine ? 1 : 0;
-        m_column = isNewLine ? 0 : m_column + 1;
-        m_last = c;
-    }
-
     int m_line = 0;
     int m_column = -1;
     QChar m_last;
