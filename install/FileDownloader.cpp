@@ -178,8 +178,7 @@ void FileDownloaderPrivate::giveUp(BodyWriter* writer) const
 
 void FileDownloaderPrivate::stopOversized(QNetworkReply* reply, qint64 received, qint64 total) const
 {
-    const bool isOversized = total >= 0 && received > total;
-    if (!isOversized || reply->isFinished()) {
+    if (total < 0 || received <= total || reply->isFinished()) {
         return;
     }
     const QPointer<QNetworkReply> guard(reply);
@@ -224,8 +223,7 @@ void FileDownloader::fileDownloaded(QNetworkReply* pReply)
 void FileDownloaderPrivate::finish(BodyWriter* writer, const Result& result, Report report)
 {
     if (writer->finish(filePath)) {
-        QTimer::singleShot(0, writer,
-                           [this, writer, result, report] { finish(writer, result, report); });
+        QTimer::singleShot(0, writer, [=] { finish(writer, result, report); });
         return;
     }
     Result checked = result;
@@ -254,8 +252,7 @@ void FileDownloaderPrivate::conclude(const Result& result, Report report, const 
         emit q->error(result.error);
     }
     // A copy: the callback may replace or destroy the one that is being called.
-    const FileDownloader::CompletionCallback callback =
-        self ? completed : FileDownloader::CompletionCallback();
+    const auto callback = self ? completed : FileDownloader::CompletionCallback();
     if (callback) {
         callback(result);
     }

@@ -36,8 +36,8 @@ public:
     /** How a download ended. */
     struct Result
     {
-        /** As of the reply; ProtocolFailure for a body that cannot be decoded, NoError for one that
-         * could not be written. */
+        /** As of the reply; ProtocolFailure for a body that cannot be decoded, UnknownContentError
+         * for one that could not be written while it arrived. */
         QNetworkReply::NetworkError error = QNetworkReply::NoError;
         /** Status of the last reply, 0 where there is none (file: URLs, no connection). */
         int httpStatus = 0;
@@ -74,8 +74,7 @@ public:
      */
     void downloadFile(const QUrl& url, const QString& filePath);
 
-    /** Aborts the running reply, if any, or the writing of its body: error(5) and finished() follow
-     * before the call returns. */
+    /** Aborts the running download, if any: error(5) and finished() follow before it returns. */
     void abortDownload();
 
     /** The proxy of all later requests. */
