@@ -163,7 +163,7 @@ private slots:
         QTRY_COMPARE(f.said(), u"whole 200, finished"_s);
         QVERIFY(readFile(f.path) == body);
         QCOMPARE(partialSize(), qint64(-1));
-        const QString other = f.folder.filePath(u"other"_s);
+        const QString other = f.folder.filePath(u"other.exe"_s);
         writeFile(other, "");
         QCOMPARE(QFileInfo(f.path).permissions(), QFileInfo(other).permissions());
     }

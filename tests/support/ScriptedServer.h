@@ -92,11 +92,14 @@ private:
 
 /**
  * Waits for the network managers that are set aside until Qt's thread has let go of them: where the
- * application ends before, Qt leaves what is on its way to the thread to the system.
+ * application ends before, Qt leaves what is on its way to the thread to the system, and a leak
+ * checker complains. Windows has none, and Wine takes its time.
  */
 inline void waitForRetiredManagers()
 {
+#ifndef Q_OS_WIN
     (void)QTest::qWaitFor([] { return !qApp->findChild<QNetworkAccessManager*>(); });
+#endif
 }
 
 } // namespace zk::test
