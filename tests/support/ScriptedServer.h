@@ -98,7 +98,8 @@ private:
 inline void waitForRetiredManagers()
 {
 #ifndef Q_OS_WIN
-    (void)QTest::qWaitFor([] { return !qApp->findChild<QNetworkAccessManager*>(); });
+    (void)QTest::qWaitFor(
+        [] { return !QCoreApplication::instance()->findChild<QNetworkAccessManager*>(); });
 #endif
 }
 
