@@ -169,8 +169,8 @@ void FileDownloaderPrivate::receive(BodyWriter* writer) const
 // The reply still comes to its end, and fileDownloaded() tells why.
 void FileDownloaderPrivate::giveUp(BodyWriter* writer) const
 {
-    SOFTWAREUPDATE_LOG(Log::eWarning, slotName,
-                       "the body cannot be written: ", writer->systemError());
+    SOFTWAREUPDATE_LOG(Log::eWarning, slotName, "body is not written: ", int(writer->bodyError()),
+                       " ", writer->systemError());
     // That it was aborted would hide the reason.
     writer->reply()->disconnect(q);
     writer->reply()->abort();

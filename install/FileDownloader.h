@@ -91,7 +91,7 @@ signals:
     void progress(qint64 bytesSent, qint64 bytesTotal);
     /** The body of the last reply, whatever it is, has been written to @p filePath. */
     void finished(const QString& filePath);
-    /** Something went wrong; finished() follows all the same. An abort is error 5. */
+    /** Something went wrong; finished() follows if the file could be written. An abort is 5. */
     void error(QNetworkReply::NetworkError errorCode);
 
 private slots:

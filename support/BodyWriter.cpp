@@ -15,20 +15,12 @@ constexpr qint64 bytesInTurn = 8LL * 1024 * 1024; // less than a second on a slo
 // A small encoded body may fill every disk.
 constexpr qint64 maximumDecodedSize = std::numeric_limits<int>::max();
 
-QString nearestFolder(const QString& path)
-{
-    QString folder = QFileInfo(path).absolutePath();
-    while (!QFileInfo(folder).isDir() && folder != QFileInfo(folder).absolutePath()) {
-        folder = QFileInfo(folder).absolutePath();
-    }
-    return folder;
-}
-
 // A new file beside the one named path, which no other program has, with the rights of any file.
 bool openPartial(QFile& partial, const QString& folder, const QString& path)
 {
     constexpr int mostTries = 100;
-    const QString name = QFileInfo(path).fileName().left(100);
+    // File systems allow 255 bytes, and a character may take three of them.
+    const QString name = QFileInfo(path).fileName().left(80);
     for (int i = 0; i < mostTries; ++i) {
         partial.setFileName(QStringLiteral("%1/%2.%3.part").arg(folder, name).arg(i));
         if (partial.open(QIODevice::ReadWrite | QIODevice::NewOnly)) {
@@ -119,7 +111,7 @@ bool BodyWriter::open(const QString& path)
         return true;
     }
     m_buffer.resize(256 * 1024);
-    const QString folder = nearestFolder(path);
+    const QString folder = existingFolder(QFileInfo(path).absolutePath());
     if (!hasRoom(folder)) {
         return false;
     }

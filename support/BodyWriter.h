@@ -42,7 +42,7 @@ public:
      * false when that is closed. A file that is there already is written over in place.
      */
     bool finish(const QString& path);
-    /** Ends early: @p path holds what has been written so far, and is not whole. */
+    /** Ends early: a new file @p path holds what has been written so far, and is not whole. */
     void close(const QString& path);
 
     [[nodiscard]] QNetworkReply* reply() const { return m_reply; }

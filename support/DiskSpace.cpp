@@ -6,12 +6,10 @@
 
 namespace zk {
 
-namespace {
-
 QString existingFolder(const QString& path)
 {
     QString folder = QDir::cleanPath(path);
-    while (!QFileInfo::exists(folder)) {
+    while (!QFileInfo(folder).isDir()) {
         const QString parent = QFileInfo(folder).path();
         if (parent == folder) {
             break;
@@ -20,8 +18,6 @@ QString existingFolder(const QString& path)
     }
     return folder;
 }
-
-} // namespace
 
 std::optional<DiskSpace> diskSpaceAt(const QString& path)
 {

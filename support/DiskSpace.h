@@ -7,6 +7,9 @@
 
 namespace zk {
 
+/** @p path itself if it is a folder, otherwise the nearest folder above it that exists. */
+[[nodiscard]] QString existingFolder(const QString& path);
+
 struct DiskSpace
 {
     /** Bytes that this user may still write. */
