@@ -2,7 +2,7 @@
 
 #include "client/SoftwareUpdateClientPrivate.h"
 
-#include "install/DownloadFileName.h"
+#include "download/DownloadFileName.h"
 #include "support/FileUtils.h"
 #include "support/LinkRule.h"
 #include "support/Log.h"
@@ -119,10 +119,13 @@ void SoftwareUpdateClientPrivate::refusePackage(const QString& reason) const
 
 void SoftwareUpdateClient::abortDownload()
 {
-    d->download.reset();
+    if (d->download) {
+        d->download.reset(); // and its file
+    } else {
+        PackageDownload::erase(d->downloadPath);
+    }
     d->downloader->abortDownload();
     d->windows.closeProgress();
-    PackageDownload::erase(d->downloadPath);
     d->closeEmptyList();
 }
 

@@ -1,10 +1,9 @@
 #include "client/PackageDownload.h"
 
-#include "install/PackageSignature.h"
+#include "download/BodyHash.h"
 #include "support/BackgroundTask.h"
 #include "support/FileUtils.h"
 #include "support/Log.h"
-#include "support/Minisign.h"
 
 #include <QCoreApplication>
 #include <QDir>
@@ -33,7 +32,7 @@ PackageDownload::PackageDownload(FileDownloader& downloader, PackageInfo package
 PackageDownload::~PackageDownload()
 {
     m_downloader.disconnect(this);
-    m_verification.reset(); // closes the file
+    m_downloader.setBodyCallback({});
     if (m_step == eHandedOver) {
         m_downloader.setCompletionCallback({});
         return;
@@ -42,7 +41,13 @@ PackageDownload::~PackageDownload()
     m_downloader.setCompletionCallback(
         [path = m_path](const FileDownloader::Result& /*late*/) { erase(path); });
     m_downloader.abortDownload();
-    erase(m_path);
+    if (m_verification) {
+        // Its file is open, and cannot be removed on every system before it ends.
+        connect(m_verification.get(), &BackgroundTask::done, [path = m_path] { erase(path); });
+        BackgroundTask::abandon(std::move(m_verification));
+    } else {
+        erase(m_path);
+    }
 }
 
 QString PackageDownload::signaturePath() const
@@ -52,6 +57,22 @@ QString PackageDownload::signaturePath() const
 
 void PackageDownload::start()
 {
+    if (m_publicKeys.isEmpty()) {
+        downloadPackage();
+    } else {
+        m_downloader.downloadFile(signatureUrl(m_url), signaturePath());
+    }
+}
+
+void PackageDownload::downloadPackage()
+{
+    m_step = ePackage;
+    if (m_signature && !m_signature->isLegacy()) {
+        m_hash = std::make_shared<BodyHash>();
+        // Shared: the downloader may keep it longer.
+        m_downloader.setBodyCallback(
+            [hash = m_hash](const char* data, qint64 size) { hash->add(data, size); });
+    }
     m_downloader.downloadFile(m_url, m_path);
 }
 
@@ -59,9 +80,7 @@ void PackageDownload::report(qint64 received, qint64 total)
 {
     if (m_step == eSignature && qMax(received, total) > Minisign::maximumSignatureSize) {
         fail(QNetworkReply::UnknownContentError);
-        return;
-    }
-    if (isDownloading()) {
+    } else if (m_step == ePackage) {
         emit progressed(received, total);
     }
 }
@@ -122,47 +141,65 @@ void PackageDownload::fail(QNetworkReply::NetworkError code)
 
 void PackageDownload::proceed()
 {
-    if (m_publicKeys.isEmpty()) {
-        m_step = eReady;
-        emit ready();
-    } else if (m_step == ePackage) {
-        m_step = eSignature;
-        m_downloader.downloadFile(signatureUrl(m_url), signaturePath());
-    } else {
+    if (m_step == eSignature) {
+        takeSignature();
+    } else if (m_signature) {
         verify();
+    } else {
+        judge(QString());
     }
+}
+
+// What already speaks against the package saves its download.
+void PackageDownload::takeSignature()
+{
+    QFile file(signaturePath());
+    const QByteArray text = file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+    auto accepted =
+        PackageSignature::accept(text, {m_package.url.fileName(), m_package.release}, m_publicKeys);
+    if (const auto* const complaint = std::get_if<QString>(&accepted)) {
+        judge(*complaint);
+        return;
+    }
+    m_signature = std::get<PackageSignature>(std::move(accepted));
+    file.remove(); // in a folder of our own, where one that is left does no harm
+    downloadPackage();
 }
 
 void PackageDownload::verify()
 {
+    if (!m_signature->isLegacy()) {
+        judge(m_signature->complaintAboutHash(m_hash->result()));
+        return;
+    }
     m_step = eVerifying;
-    QFile file(signaturePath());
-    const QByteArray signature = file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
     m_verification = std::make_unique<BackgroundTask>(
-        [path = m_path, package = m_package, signature,
-         keys = m_publicKeys](const std::atomic<bool>& isCancelled) {
-            return signatureComplaint(path, package, signature, keys,
-                                      [&isCancelled](qint64) { return !isCancelled; });
+        [path = m_path, signature = *m_signature](const std::atomic<bool>& /*isCancelled*/) {
+            return signature.complaintAboutFile(path);
         });
-    connect(m_verification.get(), &BackgroundTask::done, this, &PackageDownload::judge);
+    connect(m_verification.get(), &BackgroundTask::done, this, &PackageDownload::takeVerification);
     connect(qApp, &QCoreApplication::aboutToQuit, m_verification.get(), &BackgroundTask::cancel);
     emit verifying();
 }
 
-void PackageDownload::judge(const QString& complaint)
+void PackageDownload::takeVerification(const QString& complaint)
 {
+    // What was read before a cancel may have been written over since.
+    const QString changed = QStringLiteral("the file has changed meanwhile");
     const bool isCancelled = m_verification->isCancelled();
     // The sender is still at work.
     m_verification.release()->deleteLater();
-    if (isCancelled || !complaint.isEmpty()) {
-        m_step = eEnded;
-        // What was read before a cancel may have been written over since.
-        emit refused(isCancelled ? QStringLiteral("the file has changed meanwhile") : complaint);
-        return;
+    judge(isCancelled ? changed : complaint);
+}
+
+void PackageDownload::judge(const QString& complaint)
+{
+    m_step = complaint.isEmpty() ? eReady : eEnded;
+    if (complaint.isEmpty()) {
+        emit ready();
+    } else {
+        emit refused(complaint);
     }
-    (void)FileUtils::erase(signaturePath()); // in a folder of our own, where it does no harm
-    m_step = eReady;
-    emit ready();
 }
 
 void PackageDownload::erase(const QString& path)

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "catalogue/PackageInfo.h"
+#include "download/PackageSignature.h"
 #include "install/FileDownloader.h"
 
 #include <QNetworkReply>
@@ -9,13 +10,15 @@
 #include <QUrl>
 
 #include <memory>
+#include <optional>
 
 namespace zk {
 
 class BackgroundTask;
+class BodyHash;
 
 /**
- * One download: the package, its signature, and the verification of both.
+ * One download: the signature, if one is required, then the package, checked while it arrives.
  *
  * Exactly one of ready(), failed() and refused() follows start(), from the event loop, as the last
  * thing that the object does by itself. Destroying it before handOver() aborts and erases. GUI
@@ -46,9 +49,9 @@ public:
     static void erase(const QString& path);
 
 signals:
-    /** Bytes received of what is downloaded now, and in all (-1: unknown). */
+    /** Bytes received of the package, and in all (-1: unknown). */
     void progressed(qint64 received, qint64 total);
-    /** Everything is downloaded, its signature is being verified. */
+    /** Everything is downloaded, a signature of the file itself is being verified. */
     void verifying();
     /** The package is whole and, with keys, signed. */
     void ready();
@@ -58,14 +61,16 @@ signals:
     void refused(const QString& reason);
 
 private:
-    enum Step { ePackage, eSignature, eVerifying, eReady, eEnded, eHandedOver };
+    enum Step { eSignature, ePackage, eVerifying, eReady, eEnded, eHandedOver };
 
     FileDownloader& m_downloader;
     const PackageInfo m_package;
     const QUrl m_url;
     const QString m_path;
     const QStringList m_publicKeys;
-    Step m_step = ePackage;
+    Step m_step = eSignature;
+    std::optional<PackageSignature> m_signature;
+    std::shared_ptr<BodyHash> m_hash;
     std::unique_ptr<BackgroundTask> m_verification;
 
     [[nodiscard]] bool isDownloading() const { return m_step == ePackage || m_step == eSignature; }
@@ -75,7 +80,10 @@ private:
     [[nodiscard]] bool isEmptyPackage() const;
     void fail(QNetworkReply::NetworkError code);
     void proceed();
+    void takeSignature();
+    void downloadPackage();
     void verify();
+    void takeVerification(const QString& complaint);
     void judge(const QString& complaint);
 };
 

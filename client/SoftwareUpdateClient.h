@@ -64,10 +64,10 @@ public:
      * each as its line of base64 or as the text of a key file; several while an old key is being
      * replaced. Without keys, the initial state, signatures are neither fetched nor required.
      *
-     * With keys, a downloaded package is started only after the signature at its URL with
-     * ".minisig" appended proves to be one of the very bytes on disk, with a trusted comment that
-     * names this file, and this release if it names any. Otherwise everything is erased, a message
-     * box says that the installation has failed, and a level-3 log line why.
+     * With keys, the signature at a package's URL with ".minisig" appended is fetched first. Its
+     * trusted comment must name this file, and this release if it names any; the package is started
+     * only if its bytes are the signed ones. Otherwise everything is erased, a message box says
+     * that the installation has failed, and a level-3 log line why.
      */
     void setPackagePublicKeys(const QStringList& keys);
 

@@ -1,7 +1,7 @@
 // Values of a document: sizes, dates, suffixes, file names, links.
 
 #include "catalogue/DocumentValues.h"
-#include "install/DownloadFileName.h"
+#include "download/DownloadFileName.h"
 #include "install/PackagePresentation.h"
 #include "support/LinkRule.h"
 

@@ -67,6 +67,7 @@ struct FileDownloaderPrivate
     QString filePath;
     int redirects = 0;
     FileDownloader::CompletionCallback completed;
+    FileDownloader::BodyCallback written;
 
     void get(const QUrl& url);
     void receive(BodyWriter* writer) const;
@@ -132,6 +133,11 @@ void FileDownloader::setCompletionCallback(CompletionCallback callback)
     d->completed = std::move(callback);
 }
 
+void FileDownloader::setBodyCallback(BodyCallback callback)
+{
+    d->written = std::move(callback);
+}
+
 void FileDownloaderPrivate::get(const QUrl& url)
 {
     finishing = nullptr; // that of an earlier reply goes on
@@ -141,7 +147,7 @@ void FileDownloaderPrivate::get(const QUrl& url)
     QNetworkReply* const reply = manager->get(request);
     reply->setReadBufferSize(BodyWriter::readBufferSize);
     current = reply;
-    auto* const writer = new BodyWriter(reply, q);
+    auto* const writer = new BodyWriter(reply, q, written);
     writers.insert(reply, writer);
     QObject::connect(reply, &QNetworkReply::readyRead, writer, [this, writer] { receive(writer); });
     QObject::connect(reply, &QNetworkReply::downloadProgress, q, &FileDownloader::progress);

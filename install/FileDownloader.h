@@ -57,6 +57,8 @@ public:
     };
     /** Called with how a download ended. */
     using CompletionCallback = std::function<void(const Result& result)>;
+    /** Called with the next decoded bytes of a body, which have been written. */
+    using BodyCallback = std::function<void(const char* data, qint64 size)>;
 
     /** More hops than this in one download end in error(TooManyRedirectsError), and one that leads
      * to anything but http, https or ftp in error(ProtocolUnknownError), from https to less in
@@ -85,6 +87,12 @@ public:
      * when the file could not be opened). The callback may delete the downloader.
      */
     void setCompletionCallback(CompletionCallback callback);
+
+    /**
+     * Called with the body of each download that is started from now on, not with those of
+     * redirects; what it refers to must live as long as the download. Must not delete anything.
+     */
+    void setBodyCallback(BodyCallback callback);
 
 signals:
     /** Bytes received so far, and in all (-1: unknown). */

@@ -4,7 +4,7 @@ set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 source scripts/lib.sh
 
-code_folders=(types support catalogue ui install client updateinstaller publisher demo examples tests benchmarks fuzz faults)
+code_folders=(types support download catalogue ui install client updateinstaller publisher demo examples tests benchmarks fuzz faults)
 
 sources() { # PATTERN...
     local folder
@@ -29,10 +29,11 @@ step_includes() {
         [types]="types support"
         [catalogue]="catalogue types support"
         [ui]="ui types support"
-        [install]="install catalogue ui types support"
-        [client]="client install catalogue ui types support"
+        [download]="download support"
+        [install]="install catalogue ui download types support"
+        [client]="client install catalogue ui download types support"
         [updateinstaller]="updateinstaller"
-        [publisher]="publisher install catalogue ui types support"
+        [publisher]="publisher install catalogue ui download types support"
     )
     for folder in "${!may[@]}"; do
         [ -d "$folder" ] || continue

@@ -1,5 +1,7 @@
 #include "support/BackgroundTask.h"
 
+#include <QCoreApplication>
+
 #include <chrono>
 
 namespace zk {
@@ -29,6 +31,13 @@ void BackgroundTask::cancel()
     if (m_result.valid()) {
         m_result.wait();
     }
+}
+
+void BackgroundTask::abandon(std::unique_ptr<BackgroundTask> task)
+{
+    task->m_isCancelled = true;
+    connect(task.get(), &BackgroundTask::done, task.get(), &QObject::deleteLater);
+    task.release()->setParent(QCoreApplication::instance()); // which waits if it ends before
 }
 
 // By name, as a functor would cross the threads under locks that ThreadSanitizer does not see.

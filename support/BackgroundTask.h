@@ -6,6 +6,7 @@
 #include <atomic>
 #include <functional>
 #include <future>
+#include <memory>
 
 namespace zk {
 
@@ -31,6 +32,11 @@ public:
     void cancel();
     /** Whether cancel() was called: the result may be about things that have changed since. */
     [[nodiscard]] bool isCancelled() const { return m_isCancelled; }
+    /**
+     * Cancels @p task without waiting, for work that takes its time to end. It still announces its
+     * result, to whoever connects now, and deletes itself.
+     */
+    static void abandon(std::unique_ptr<BackgroundTask> task);
 
 signals:
     /** The text that the work returned. */

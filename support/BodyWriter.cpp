@@ -6,6 +6,7 @@
 #include <QFileInfo>
 
 #include <limits>
+#include <utility>
 
 namespace zk {
 
@@ -49,9 +50,10 @@ bool writeAll(QFile& file, const char* data, qint64 size)
 
 } // namespace
 
-BodyWriter::BodyWriter(QNetworkReply* reply, QObject* parent)
+BodyWriter::BodyWriter(QNetworkReply* reply, QObject* parent, Observer observer)
     : QObject(parent)
     , m_reply(reply)
+    , m_observer(std::move(observer))
 {
 }
 
@@ -153,6 +155,8 @@ bool BodyWriter::writePiece()
         }
         if (!writeAll(m_partial, data, size)) {
             fail(m_partial.errorString());
+        } else if (m_observer) {
+            m_observer(data, size);
         }
         return m_isFine;
     });

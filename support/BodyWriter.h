@@ -6,6 +6,7 @@
 #include <QNetworkReply>
 #include <QObject>
 
+#include <functional>
 #include <optional>
 
 namespace zk {
@@ -24,8 +25,11 @@ public:
     /** Bytes that the reply should hold at most: what is there is written within one turn. */
     static constexpr qint64 readBufferSize = 2LL * 1024 * 1024;
 
+    /** Called with each piece that has been written, decoded. */
+    using Observer = std::function<void(const char* data, qint64 size)>;
+
     /** @p parent owns the writer. */
-    BodyWriter(QNetworkReply* reply, QObject* parent);
+    BodyWriter(QNetworkReply* reply, QObject* parent, Observer observer = {});
     ~BodyWriter() override;
 
     /**
@@ -65,6 +69,7 @@ private:
     enum Step { eReceiving, eCopying, eEnd };
 
     QNetworkReply* const m_reply;
+    const Observer m_observer;
     Step m_step = eReceiving;
     QFile m_partial;
     QFile m_file;

@@ -32,48 +32,57 @@ const unsigned char* bytesOf(const QByteArray& bytes)
     return reinterpret_cast<const unsigned char*>(bytes.constData());
 }
 
-/** The signed bytes: the file's hash or the file itself. Nothing if it cannot be read. */
-std::optional<QByteArray> signedBytes(QFile& file, Signature::Algorithm algorithm,
-                                      const Progress& progress)
-{
-    if (algorithm == Signature::eLegacy) {
-        const QByteArray all = file.readAll();
-        return file.error() == QFile::NoError && all.size() == file.size() ? std::optional(all)
-                                                                           : std::nullopt;
-    }
-    const auto hash = hashOf(file, progress);
-    return hash && file.error() == QFile::NoError ? hash : std::nullopt;
-}
-
 bool isSignedBy(const PublicKey& key, const std::array<unsigned char, 64>& signature,
-                const QByteArray& bytes)
+                const unsigned char* bytes, qint64 size)
 {
-    return crypto_sign_verify_detached(signature.data(), bytesOf(bytes),
-                                       static_cast<unsigned long long>(bytes.size()),
-                                       key.key.data()) == 0;
+    return crypto_sign_verify_detached(signature.data(), bytes,
+                                       static_cast<unsigned long long>(size), key.key.data()) == 0;
 }
 
 } // namespace
+
+struct Hash::State
+{
+    crypto_generichash_state state;
+};
+
+Hash::Hash()
+    : m_state(std::make_unique<State>())
+{
+    crypto_generichash_init(&m_state->state, nullptr, 0, crypto_generichash_BYTES_MAX);
+}
+
+Hash::~Hash() = default;
+
+void Hash::add(const char* data, qint64 size)
+{
+    crypto_generichash_update(&m_state->state, reinterpret_cast<const unsigned char*>(data),
+                              static_cast<unsigned long long>(size));
+}
+
+QByteArray Hash::result()
+{
+    QByteArray hash(crypto_generichash_BYTES_MAX, Qt::Uninitialized);
+    crypto_generichash_final(&m_state->state, reinterpret_cast<unsigned char*>(hash.data()),
+                             crypto_generichash_BYTES_MAX);
+    return hash;
+}
 
 std::optional<QByteArray> hashOf(QIODevice& device, const Progress& progress)
 {
     constexpr qint64 pieceSize = 1024LL * 1024;
     QByteArray piece(int(pieceSize), Qt::Uninitialized);
-    crypto_generichash_state state;
-    crypto_generichash_init(&state, nullptr, 0, crypto_generichash_BYTES_MAX);
+    Hash hash;
     qint64 size = 0;
     qint64 done = 0;
     while ((size = device.read(piece.data(), pieceSize)) > 0) {
-        crypto_generichash_update(&state, bytesOf(piece), static_cast<unsigned long long>(size));
+        hash.add(piece.constData(), size);
         done += size;
         if (progress && !progress(done)) {
             return std::nullopt;
         }
     }
-    QByteArray hash(crypto_generichash_BYTES_MAX, Qt::Uninitialized);
-    crypto_generichash_final(&state, reinterpret_cast<unsigned char*>(hash.data()),
-                             crypto_generichash_BYTES_MAX);
-    return size == 0 ? std::optional(hash) : std::nullopt;
+    return size == 0 ? std::optional(hash.result()) : std::nullopt;
 }
 
 std::optional<PublicKey> parsePublicKey(const QString& text)
@@ -119,8 +128,8 @@ std::variant<Signature, QString> parseSignature(const QByteArray& text)
     return signature;
 }
 
-QString verify(const QString& path, const Signature& signature, const std::vector<PublicKey>& keys,
-               const Progress& progress)
+std::variant<PublicKey, QString> signerOf(const Signature& signature,
+                                          const std::vector<PublicKey>& keys)
 {
     if (sodium_init() < 0) {
         return QStringLiteral("cryptography is not available");
@@ -134,21 +143,32 @@ QString verify(const QString& path, const Signature& signature, const std::vecto
     const QByteArray comment = QByteArray(reinterpret_cast<const char*>(signature.signature.data()),
                                           int(signature.signature.size())) +
                                signature.trustedComment;
-    if (!isSignedBy(*key, signature.globalSignature, comment)) {
+    if (!isSignedBy(*key, signature.globalSignature, bytesOf(comment), comment.size())) {
         return QStringLiteral("its trusted comment is not signed by the key");
     }
+    return *key;
+}
+
+bool isSignedHash(const PublicKey& key, const Signature& signature, const QByteArray& hash)
+{
+    return isSignedBy(key, signature.signature, bytesOf(hash), hash.size());
+}
+
+QString legacyComplaint(const PublicKey& key, const Signature& signature, const QString& path)
+{
     QFile file(path);
     if (!file.open(QIODevice::ReadOnly)) {
         return QStringLiteral("the file cannot be read: ") + file.errorString();
     }
-    if (signature.algorithm == Signature::eLegacy && file.size() > maximumLegacyFileSize) {
+    if (file.size() > maximumLegacyFileSize) {
         return QStringLiteral("the file is too large for a signature that is not prehashed");
     }
-    const auto bytes = signedBytes(file, signature.algorithm, progress);
-    if (!bytes) {
+    // Nothing is mapped of an empty file, which can be signed, too.
+    const unsigned char* const bytes = file.size() > 0 ? file.map(0, file.size()) : nullptr;
+    if (!bytes && file.size() > 0) {
         return QStringLiteral("the file cannot be read: ") + file.errorString();
     }
-    return isSignedBy(*key, signature.signature, *bytes)
+    return isSignedBy(key, signature.signature, bytes, file.size())
                ? QString()
                : QStringLiteral("the file is not the one that was signed");
 }

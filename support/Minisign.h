@@ -6,6 +6,7 @@
 
 #include <array>
 #include <functional>
+#include <memory>
 #include <optional>
 #include <variant>
 #include <vector>
@@ -28,7 +29,7 @@ struct PublicKey
 struct Signature
 {
     enum Algorithm {
-        /** The file itself is signed: it must fit into memory. */
+        /** The file itself is signed: it is mapped as a whole. */
         eLegacy,
         /** The BLAKE2b-512 hash of the file is signed. */
         ePrehashed,
@@ -45,10 +46,8 @@ struct Signature
 /** Upper bound for the size of a signature file: two comments and two base64 lines. */
 constexpr int maximumSignatureSize = 16 * 1024;
 
-/**
- * The largest file with a legacy signature: it is read and hashed in one piece, which cannot be
- * interrupted.
- */
+/** The largest file with a legacy signature: it is checked in one step, which cannot be
+ * interrupted. */
 constexpr qint64 maximumLegacyFileSize = 512LL * 1024 * 1024;
 
 /** Called after each megabyte with the number of bytes read; return false to cancel. */
@@ -63,14 +62,38 @@ std::optional<PublicKey> parsePublicKey(const QString& text);
 std::variant<Signature, QString> parseSignature(const QByteArray& text);
 
 /**
- * Verifies @p signature against the file @p path and @p keys. Returns the error, empty if the
- * signature is valid.
- *
- * Trust its trusted comment only if it is valid. Blocks while the file is read and hashed; @p
- * progress can cancel this unless the signature is a legacy one.
+ * The key among @p keys that made @p signature and its trusted comment, or the error. The comment
+ * may be trusted then; whether the file is the signed one is still open.
  */
-QString verify(const QString& path, const Signature& signature, const std::vector<PublicKey>& keys,
-               const Progress& progress = {});
+std::variant<PublicKey, QString> signerOf(const Signature& signature,
+                                          const std::vector<PublicKey>& keys);
+
+/** Whether @p key signed, with the prehashed @p signature, a file with this @p hash. */
+[[nodiscard]] bool isSignedHash(const PublicKey& key, const Signature& signature,
+                                const QByteArray& hash);
+
+/**
+ * Why the file @p path is not the one that @p key signed with the legacy @p signature; empty if it
+ * is. Maps the whole file, blocks, and cannot be cancelled.
+ */
+QString legacyComplaint(const PublicKey& key, const Signature& signature, const QString& path);
+
+/** The BLAKE2b-512 hash of bytes that arrive in pieces. */
+class Hash final
+{
+public:
+    Hash();
+    ~Hash();
+    Q_DISABLE_COPY(Hash)
+
+    void add(const char* data, qint64 size);
+    /** 64 bytes; ends the hash. */
+    [[nodiscard]] QByteArray result();
+
+private:
+    struct State;
+    const std::unique_ptr<State> m_state;
+};
 
 /**
  * The BLAKE2b-512 hash (64 bytes) of the rest of @p device; nothing if reading fails or is

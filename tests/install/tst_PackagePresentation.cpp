@@ -1,6 +1,6 @@
 #include "Rows.h"
 
-#include "install/DownloadFileName.h"
+#include "download/DownloadFileName.h"
 #include "install/PackagePresentation.h"
 #include "support/LinkRule.h"
 #include "support/ProgressScale.h"

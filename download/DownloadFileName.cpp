@@ -1,4 +1,4 @@
-#include "install/DownloadFileName.h"
+#include "download/DownloadFileName.h"
 
 #include "support/DeviceNames.h"
 
