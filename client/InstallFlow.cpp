@@ -45,6 +45,22 @@ void SoftwareUpdateClient::installPackage(int itemIndex)
     d->startDownload(package);
 }
 
+DownloadCache SoftwareUpdateClientPrivate::downloadCache() const
+{
+    return DownloadCache(store.read().productName);
+}
+
+void SoftwareUpdateClientPrivate::tidyDownloads()
+{
+    if (options.download.retries > 0) {
+        tidying = std::make_unique<BackgroundTask>(
+            [cache = downloadCache()](const std::atomic<bool>& /*isCancelled*/) {
+                cache.tidy(QDateTime::currentDateTime());
+                return QString();
+            });
+    }
+}
+
 void SoftwareUpdateClientPrivate::startDownload(const PackageInfo& package)
 {
     const QUrl url = resolved(package.url);
@@ -66,8 +82,17 @@ void SoftwareUpdateClientPrivate::startDownload(const PackageInfo& package)
     download =
         std::make_unique<PackageDownload>(*downloader, package, url, downloadPath, publicKeys);
     PackageDownload* const running = download.get();
+    if (options.download.retries > 0) {
+        running->setPolicy(options.download, downloadCache(),
+                           [this] { return q->networkProxy(store.read().serverUrl); });
+    }
     QObject::connect(running, &PackageDownload::progressed, q,
                      &SoftwareUpdateClient::downloadProgress);
+    QObject::connect(running, &PackageDownload::waiting, q, [this](qint64 milliseconds) {
+        if (windows.progress()) {
+            windows.progress()->showPause(milliseconds);
+        }
+    });
     QObject::connect(running, &PackageDownload::verifying, q, [this] {
         if (windows.progress()) {
             windows.progress()->showBusy();

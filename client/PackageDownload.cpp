@@ -1,6 +1,7 @@
 #include "client/PackageDownload.h"
 
 #include "download/BodyHash.h"
+#include "download/PartialFile.h"
 #include "support/BackgroundTask.h"
 #include "support/FileUtils.h"
 #include "support/Log.h"
@@ -33,6 +34,7 @@ PackageDownload::~PackageDownload()
 {
     m_downloader.disconnect(this);
     m_downloader.setBodyCallback({});
+    m_resumable.reset();
     if (m_step == eHandedOver) {
         m_downloader.setCompletionCallback({});
         return;
@@ -50,6 +52,20 @@ PackageDownload::~PackageDownload()
     }
 }
 
+void PackageDownload::setPolicy(const DownloadPolicy& policy, const DownloadCache& cache,
+                                ResumableDownload::ProxyChoice proxy)
+{
+    m_policy = policy;
+    m_cache = cache;
+    m_proxy = std::move(proxy);
+}
+
+// A legacy signature is one of the file itself.
+bool PackageDownload::isHashed() const
+{
+    return m_signature && !m_signature->isLegacy();
+}
+
 QString PackageDownload::signaturePath() const
 {
     return m_path + QLatin1String(".minisig");
@@ -60,20 +76,60 @@ void PackageDownload::start()
     if (m_publicKeys.isEmpty()) {
         downloadPackage();
     } else {
-        m_downloader.downloadFile(signatureUrl(m_url), signaturePath());
+        fetch(signatureUrl(m_url), signaturePath());
     }
 }
 
 void PackageDownload::downloadPackage()
 {
     m_step = ePackage;
-    if (m_signature && !m_signature->isLegacy()) {
+    fetch(m_url, m_path);
+}
+
+// Ranges are a matter of HTTP.
+void PackageDownload::fetch(const QUrl& url, const QString& path)
+{
+    if (m_policy.retries > 0 && url.scheme().startsWith(QLatin1String("http"))) {
+        fetchResumable(url, path);
+        return;
+    }
+    if (m_step == ePackage && isHashed()) {
         m_hash = std::make_shared<BodyHash>();
         // Shared: the downloader may keep it longer.
         m_downloader.setBodyCallback(
             [hash = m_hash](const char* data, qint64 size) { hash->add(data, size); });
     }
-    m_downloader.downloadFile(m_url, m_path);
+    m_downloader.downloadFile(url, path);
+}
+
+void PackageDownload::fetchResumable(const QUrl& url, const QString& path)
+{
+    auto partial = m_step == ePackage ? m_cache->open(url, m_publicKeys) : nullptr;
+    partial = partial ? std::move(partial) : PartialFile::beside(path);
+    if (!partial) {
+        SOFTWAREUPDATE_LOG(Log::eError, "zk::SoftwareUpdateClient::installPackage",
+                           "could not write to ", path);
+        fail(QNetworkReply::UnknownContentError);
+        return;
+    }
+    m_resumable =
+        std::make_unique<ResumableDownload>(url, path, std::move(partial), m_policy, m_proxy);
+    connect(m_resumable.get(), &ResumableDownload::progressed, this, &PackageDownload::report);
+    connect(m_resumable.get(), &ResumableDownload::waiting, this, &PackageDownload::waiting);
+    connect(m_resumable.get(), &ResumableDownload::ended, this,
+            [this](QNetworkReply::NetworkError code) {
+                FileDownloader::Result result;
+                result.allWritten = code == QNetworkReply::NoError;
+                if (result.allWritten) {
+                    complete(result);
+                } else {
+                    fail(code);
+                }
+            });
+    if (m_step == ePackage && isHashed()) {
+        m_resumable->enableHash();
+    }
+    m_resumable->start();
 }
 
 void PackageDownload::report(qint64 received, qint64 total)
@@ -168,8 +224,9 @@ void PackageDownload::takeSignature()
 
 void PackageDownload::verify()
 {
-    if (!m_signature->isLegacy()) {
-        judge(m_signature->complaintAboutHash(m_hash->result()));
+    if (isHashed()) {
+        judge(
+            m_signature->complaintAboutHash(m_resumable ? m_resumable->hash() : m_hash->result()));
         return;
     }
     m_step = eVerifying;

@@ -1,7 +1,9 @@
 #pragma once
 
 #include "catalogue/PackageInfo.h"
+#include "download/DownloadCache.h"
 #include "download/PackageSignature.h"
+#include "download/ResumableDownload.h"
 #include "install/FileDownloader.h"
 
 #include <QNetworkReply>
@@ -37,6 +39,12 @@ public:
                     QStringList publicKeys);
     ~PackageDownload() override;
 
+    /**
+     * Has it go on after failures as @p policy says, with the partial file in @p cache; to be
+     * called before start(). @p proxy is asked before each try.
+     */
+    void setPolicy(const DownloadPolicy& policy, const DownloadCache& cache,
+                   ResumableDownload::ProxyChoice proxy);
     void start();
 
     [[nodiscard]] const PackageInfo& package() const { return m_package; }
@@ -51,6 +59,8 @@ public:
 signals:
     /** Bytes received of the package, and in all (-1: unknown). */
     void progressed(qint64 received, qint64 total);
+    /** The next try begins in @p milliseconds. */
+    void waiting(qint64 milliseconds);
     /** Everything is downloaded, a signature of the file itself is being verified. */
     void verifying();
     /** The package is whole and, with keys, signed. */
@@ -70,11 +80,19 @@ private:
     const QStringList m_publicKeys;
     Step m_step = eSignature;
     std::optional<PackageSignature> m_signature;
+    DownloadPolicy m_policy;
+    std::optional<DownloadCache> m_cache;
+    ResumableDownload::ProxyChoice m_proxy;
+    /** What is downloaded now, with a policy; else the downloader does it. */
+    std::unique_ptr<ResumableDownload> m_resumable;
     std::shared_ptr<BodyHash> m_hash;
     std::unique_ptr<BackgroundTask> m_verification;
 
     [[nodiscard]] bool isDownloading() const { return m_step == ePackage || m_step == eSignature; }
+    [[nodiscard]] bool isHashed() const;
     [[nodiscard]] QString signaturePath() const;
+    void fetch(const QUrl& url, const QString& path);
+    void fetchResumable(const QUrl& url, const QString& path);
     void report(qint64 received, qint64 total);
     void complete(const FileDownloader::Result& result);
     [[nodiscard]] bool isEmptyPackage() const;

@@ -119,6 +119,12 @@ void SoftwareUpdateClient::setPackagePublicKeys(const QStringList& keys)
     }
 }
 
+void SoftwareUpdateClient::setOptions(const UpdateOptions& options)
+{
+    d->options = options;
+    d->tidyDownloads();
+}
+
 void SoftwareUpdateClient::setParent(QWidget* parent)
 {
     d->windows.setParent(parent);

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "catalogue/PackageInfo.h"
+#include "client/UpdateOptions.h"
 #include "support/Export.h"
 #include "support/VersionNumber.h"
 #include "types/SoftwareUpdateTypes.h"
@@ -70,6 +71,13 @@ public:
      * that the installation has failed, and a level-3 log line why.
      */
     void setPackagePublicKeys(const QStringList& keys);
+
+    /**
+     * Switches on what goes beyond the ordinary; for downloads that begin later. A download that is
+     * continued keeps its partial file in the user's cache folder, below the product's name, for a
+     * week; calling this removes older ones.
+     */
+    void setOptions(const UpdateOptions& options);
 
     /**
      * Stops the hourly test and closes all dialogs. A request or download that runs goes on, but no

@@ -7,6 +7,7 @@
 #include "client/UpdateRequest.h"
 #include "client/UpdateWindows.h"
 #include "client/ZipUpdate.h"
+#include "support/BackgroundTask.h"
 #include "support/Epoch.h"
 
 namespace zk {
@@ -38,7 +39,10 @@ struct SoftwareUpdateClientPrivate
     /** Found by the last check, and the rows of the list. */
     PackageInfoList packages;
 
+    UpdateOptions options;
     QStringList publicKeys;
+    /** Removes what old downloads have left, on a thread. */
+    std::unique_ptr<BackgroundTask> tidying;
     FileDownloader* const downloader;
     std::unique_ptr<PackageDownload> download;
     /** Begun with each download. */
@@ -62,6 +66,8 @@ struct SoftwareUpdateClientPrivate
     [[nodiscard]] QUrl resolved(const QUrl& url) const;
     void openLink(const QUrl& url) const;
 
+    [[nodiscard]] DownloadCache downloadCache() const;
+    void tidyDownloads();
     void startDownload(const PackageInfo& package);
     void refusePackage(const QString& reason) const;
     void dispatch();

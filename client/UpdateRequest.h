@@ -29,7 +29,6 @@ class UpdateRequest final : public QObject
 
 public:
     static constexpr int timeoutMs = 15000;
-    static constexpr int maximumRedirects = 50;
 
     /** @p timer is started anew with each GET and must outlive the request. */
     explicit UpdateRequest(QTimer& timer);

@@ -4,9 +4,7 @@
 
 namespace zk {
 
-namespace {
-
-QString safeComponent(QString name)
+QString safeFileName(QString name)
 {
     // Linux counts bytes, of which one of these takes up to three: 255 hold no more.
     constexpr int maximumLength = 80;
@@ -25,18 +23,16 @@ QString safeComponent(QString name)
     return isDeviceName(name) ? QString() : name;
 }
 
-} // namespace
-
 QString downloadFileName(const QUrl& url, const QString& suffix)
 {
     const QString last =
         url.toString().section(QLatin1Char('/'), -1, -1, QString::SectionSkipEmpty);
-    QString name = safeComponent(last);
+    QString name = safeFileName(last);
     if (!name.isEmpty()) {
         return name;
     }
     // The suffix comes from the server as well, and may be nothing but blanks and dots.
-    QString fallback = safeComponent(QStringLiteral("package.") + suffix);
+    QString fallback = safeFileName(QStringLiteral("package.") + suffix);
     return fallback.isEmpty() ? QStringLiteral("package") : fallback;
 }
 

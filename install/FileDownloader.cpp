@@ -1,5 +1,6 @@
 #include "install/FileDownloader.h"
 
+#include "download/Redirect.h"
 #include "support/BodyWriter.h"
 #include "support/ContentDecoder.h"
 #include "support/LinkRule.h"
@@ -21,25 +22,6 @@ namespace zk {
 namespace {
 
 constexpr char slotName[] = "zk::FileDownloader::fileDownloaded";
-
-int httpStatus(const QNetworkReply& reply)
-{
-    return reply.attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
-}
-
-// Without a target a redirect ends like any other answer.
-bool isRedirect(const QNetworkReply& reply)
-{
-    const int status = httpStatus(reply);
-    return (status == 301 || status == 302 || status == 303 || status == 307 || status == 308) &&
-           !reply.attribute(QNetworkRequest::RedirectionTargetAttribute).isNull();
-}
-
-QUrl redirectTarget(const QNetworkReply& reply)
-{
-    const QUrl target = reply.attribute(QNetworkRequest::RedirectionTargetAttribute).toUrl();
-    return target.isRelative() ? reply.url().resolved(target) : target;
-}
 
 } // namespace
 
@@ -278,12 +260,10 @@ bool FileDownloaderPrivate::followRedirect(QNetworkReply* reply)
         return false;
     }
     delete writers.take(reply);
-    const QNetworkReply::NetworkError refusal = redirectError(reply->url(), target);
-    if (refusal != QNetworkReply::NoError || !isOpenableLink(target)) {
-        SOFTWAREUPDATE_LOG(Log::eWarning, slotName, "redirect is not followed: ", logText(target));
-        refuse(reply,
-               refusal != QNetworkReply::NoError ? refusal : QNetworkReply::ProtocolUnknownError);
-    } else if (++redirects > FileDownloader::maximumRedirects) {
+    const QNetworkReply::NetworkError refusal = redirectRefusal(reply->url(), target);
+    if (refusal != QNetworkReply::NoError) {
+        refuse(reply, refusal);
+    } else if (++redirects > maximumRedirects) {
         refuse(reply, QNetworkReply::TooManyRedirectsError);
     } else {
         get(target);

@@ -26,6 +26,10 @@ struct FileDownloaderPrivate;
  * know whether the file is the one that was asked for takes the completion callback, or listens to
  * error(), which always comes before finished().
  *
+ * More than 50 redirects end in error(TooManyRedirectsError), and one that leads to anything but
+ * http, https or ftp in error(ProtocolUnknownError), from https to less in
+ * error(InsecureRedirectError); nothing is written then.
+ *
  * Lives in the GUI thread; owned by its QObject parent, if any.
  */
 class SOFTWAREUPDATE_EXPORT FileDownloader : public QObject
@@ -59,11 +63,6 @@ public:
     using CompletionCallback = std::function<void(const Result& result)>;
     /** Called with the next decoded bytes of a body, which have been written. */
     using BodyCallback = std::function<void(const char* data, qint64 size)>;
-
-    /** More hops than this in one download end in error(TooManyRedirectsError), and one that leads
-     * to anything but http, https or ftp in error(ProtocolUnknownError), from https to less in
-     * error(InsecureRedirectError); nothing is written. */
-    static constexpr int maximumRedirects = 50;
 
     /** Owned by @p parent, if there is one. */
     explicit FileDownloader(QObject* parent = nullptr);

@@ -34,20 +34,6 @@ bool openPartial(QFile& partial, const QString& folder, const QString& path)
     return false;
 }
 
-// A disk that gets full takes a part first; only the next attempt tells why.
-bool writeAll(QFile& file, const char* data, qint64 size)
-{
-    while (size > 0) {
-        const qint64 written = file.write(data, size);
-        if (written <= 0) {
-            return false;
-        }
-        data += written;
-        size -= written;
-    }
-    return true;
-}
-
 } // namespace
 
 BodyWriter::BodyWriter(QNetworkReply* reply, QObject* parent, Observer observer)
@@ -129,14 +115,11 @@ bool BodyWriter::open(const QString& path)
 bool BodyWriter::hasRoom(const QString& folder)
 {
     const qint64 announced = m_reply->header(QNetworkRequest::ContentLengthHeader).toLongLong();
-    const std::optional<DiskSpace> space = diskSpaceAt(folder);
-    if (!space || announced <= 0 || quint64(announced) <= space->available) {
-        return true;
+    const QString complaint = spaceComplaint(folder, announced);
+    if (!complaint.isEmpty()) {
+        fail(complaint);
     }
-    fail(QStringLiteral("there is no space for %1 bytes, %2 are left")
-             .arg(announced)
-             .arg(space->available));
-    return false;
+    return complaint.isEmpty();
 }
 
 // In pieces: an encoded one may grow to a thousand times its size.
@@ -171,11 +154,11 @@ bool BodyWriter::finish(const QString& path)
         }
         place(path);
         return m_step != eEnd;
-    case eCopying:
-        if (copyPart()) {
+    case ePlacing:
+        if (m_placement->step()) {
             return true;
         }
-        m_step = eEnd;
+        endPlacing();
         return false;
     case eEnd:
         break;
@@ -188,71 +171,36 @@ void BodyWriter::close(const QString& path)
     if (m_step == eReceiving) {
         place(path);
     }
-    m_file.close();
+    m_placement.reset();
     m_isFine = false;
 }
 
-// Gives the partial file its name, or opens the file that is to be written over.
 void BodyWriter::place(const QString& path)
 {
     m_step = eEnd;
     m_path = path;
-    if (m_partial.isOpen() && (!m_partial.flush() || !m_partial.seek(0))) {
-        fail(m_partial.errorString());
-    }
     if (!m_systemError.isEmpty()) {
         return;
     }
-    // The whole path at once: stepping up from a folder that does not exist leads nowhere.
-    if (!QDir().mkpath(QFileInfo(path).absolutePath())) {
-        fail(QStringLiteral("the folder could not be created"));
-        return;
-    }
-    const QFileInfo target(path);
-    if (m_partial.isOpen() && !target.exists() && !target.isSymLink()) {
-        m_partial.close();
-        m_isOpened = m_partial.rename(path);
-        if (m_isOpened) {
-            m_partial.setFileName(QString());
-            return;
-        }
-        // Perhaps somebody reads it at this moment: copy it then.
-        if (!m_partial.open(QIODevice::ReadOnly)) {
-            fail(m_partial.errorString());
-            return;
-        }
-    }
-    // Not truncated: a longer file that exists already keeps its tail.
-    m_file.setFileName(path);
-    m_isOpened = m_file.open(QIODevice::ReadWrite);
-    if (!m_isOpened) {
-        fail(m_file.errorString());
-    } else if (m_partial.isOpen()) {
-        m_step = eCopying;
+    m_placement.emplace(m_partial, path);
+    m_isOpened = m_placement->isOpened();
+    if (m_isOpened && !m_placement->isRenamed() && m_partial.isOpen()) {
+        m_step = ePlacing;
     } else {
-        m_file.close();
+        endPlacing();
     }
 }
 
-bool BodyWriter::copyPart()
+void BodyWriter::endPlacing()
 {
-    for (qint64 copied = 0; copied < bytesInTurn;) {
-        const qint64 length = m_partial.read(m_buffer.data(), m_buffer.size());
-        if (length <= 0) {
-            if (length < 0 || !m_file.flush()) {
-                fail(length < 0 ? m_partial.errorString() : m_file.errorString());
-            }
-            m_file.close();
-            return false;
-        }
-        if (!writeAll(m_file, m_buffer.constData(), length)) {
-            fail(m_file.errorString());
-            m_file.close();
-            return false;
-        }
-        copied += length;
+    m_step = eEnd;
+    if (!m_placement->systemError().isEmpty()) {
+        fail(m_placement->systemError());
     }
-    return true;
+    if (m_placement->isRenamed()) {
+        m_partial.setFileName(QString());
+    }
+    m_placement.reset();
 }
 
 // The first reason counts.

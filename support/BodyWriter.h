@@ -1,6 +1,7 @@
 #pragma once
 
 #include "support/ContentDecoder.h"
+#include "support/FilePlacement.h"
 
 #include <QFile>
 #include <QNetworkReply>
@@ -66,15 +67,15 @@ public:
     [[nodiscard]] QString systemError() const { return m_systemError; }
 
 private:
-    enum Step { eReceiving, eCopying, eEnd };
+    enum Step { eReceiving, ePlacing, eEnd };
 
     QNetworkReply* const m_reply;
     const Observer m_observer;
     Step m_step = eReceiving;
     QFile m_partial;
-    QFile m_file;
     QString m_path;
     std::optional<ContentDecoder> m_decoder;
+    std::optional<FilePlacement> m_placement;
     QByteArray m_buffer;
     qint64 m_received = 0;
     qint64 m_written = 0;
@@ -87,7 +88,7 @@ private:
     [[nodiscard]] bool hasRoom(const QString& folder);
     [[nodiscard]] bool writePiece();
     void place(const QString& path);
-    [[nodiscard]] bool copyPart();
+    void endPlacing();
     void fail(const QString& reason);
 };
 

@@ -29,6 +29,17 @@ std::optional<DiskSpace> diskSpaceAt(const QString& path)
     return DiskSpace{quint64(available), quint64(qMax(storage.blockSize(), 512))};
 }
 
+QString spaceComplaint(const QString& folder, qint64 bytes)
+{
+    const std::optional<DiskSpace> space = diskSpaceAt(folder);
+    if (!space || bytes <= 0 || quint64(bytes) <= space->available) {
+        return QString();
+    }
+    return QStringLiteral("there is no space for %1 bytes, %2 are left")
+        .arg(bytes)
+        .arg(space->available);
+}
+
 std::optional<std::size_t> firstBeyond(const std::vector<quint64>& sizes, const DiskSpace& space)
 {
     quint64 left = space.available;

@@ -21,6 +21,10 @@ struct DiskSpace
 /** Of the volume that holds, or would hold, @p path; nothing if the system does not report it. */
 std::optional<DiskSpace> diskSpaceAt(const QString& path);
 
+/** Why @p bytes cannot be written below @p folder, with both numbers; empty if they can, or if the
+ * system does not tell. */
+QString spaceComplaint(const QString& folder, qint64 bytes);
+
 /**
  * The index of the first file that does not fit when files of @p sizes, none above 2^63, are
  * written one after the other; nothing when there is room for all.

@@ -5,6 +5,9 @@
 
 namespace zk {
 
+/** Hops of one check or download; more are taken for an endless loop. */
+constexpr int maximumRedirects = 50;
+
 /**
  * Whether a link that a server wrote may be opened: http, https, ftp, or a file on this machine. A
  * file URL that names a host would send the user's credentials there; anything else may start a

@@ -42,12 +42,26 @@ void TransferProgress::update(qint64 received, qint64 total, qint64 ms)
     m_sampledMs = ms;
 }
 
+QString TransferProgress::size(qint64 bytes) const
+{
+    return m_locale.formattedDataSize(bytes, 1, QLocale::DataSizeTraditionalFormat);
+}
+
+QString TransferProgress::amount() const
+{
+    return size(m_received) + QStringLiteral(" / ") + size(m_total);
+}
+
+QString TransferProgress::textInPause(qint64 milliseconds) const
+{
+    const QString left = clock((milliseconds + 999) / 1000);
+    const QString pause = QStringLiteral("\u2026 ") + left;
+    return m_received > 0 && m_total > 0 ? amount() + QLatin1Char(' ') + pause : pause;
+}
+
 QString TransferProgress::text() const
 {
-    const auto size = [this](qint64 bytes) {
-        return m_locale.formattedDataSize(bytes, 1, QLocale::DataSizeTraditionalFormat);
-    };
-    QString text = size(m_received) + QStringLiteral(" / ") + size(m_total);
+    QString text = amount();
     if (m_speed >= 1) {
         constexpr double longest = 99 * 3600;
         const double left = qMin(double(m_total - m_received) / m_speed, longest);

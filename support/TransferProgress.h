@@ -20,6 +20,9 @@ public:
     /** What is known so far; speed and time are missing in the first half second. */
     [[nodiscard]] QString text() const;
 
+    /** The same in a pause that ends in @p milliseconds, e.g. "12.3 MB / 50.0 MB ... 0:04". */
+    [[nodiscard]] QString textInPause(qint64 milliseconds) const;
+
 private:
     QLocale m_locale;
     qint64 m_received = 0;
@@ -28,6 +31,9 @@ private:
     qint64 m_sampledMs = 0;
     /** Bytes per second, smoothed; 0 while unknown. */
     double m_speed = 0;
+
+    [[nodiscard]] QString size(qint64 bytes) const;
+    [[nodiscard]] QString amount() const;
 };
 
 } // namespace zk

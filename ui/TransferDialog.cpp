@@ -37,6 +37,16 @@ void TransferDialog::showProgress(qint64 received, qint64 total)
     setValue(int(received / scale));
 }
 
+void TransferDialog::showPause(qint64 milliseconds)
+{
+    m_bar->setFormat(m_transfer.textInPause(milliseconds));
+    // A bar without an end shows no text.
+    if (maximum() == 0) {
+        setRange(0, 1);
+    }
+    m_bar->repaint();
+}
+
 void TransferDialog::showBusy()
 {
     setRange(0, 0);

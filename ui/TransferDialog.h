@@ -22,6 +22,8 @@ public:
 
     /** Shows @p received of @p total bytes; a negative total is unknown. */
     void showProgress(qint64 received, qint64 total);
+    /** Shows that the transfer goes on in @p milliseconds. */
+    void showPause(qint64 milliseconds);
     /** Shows that something of unknown length goes on. */
     void showBusy();
     /** Hides it for good, without a cancel: its timer does not show it again. */

@@ -5,6 +5,7 @@
 #include "ScriptedServer.h"
 
 #include "install/FileDownloader.h"
+#include "support/LinkRule.h"
 
 #include <QDir>
 #include <QNetworkAccessManager>
@@ -92,7 +93,7 @@ private slots:
     {
         Fixture f;
         QList<Answer> there;
-        for (int i = 0; i < FileDownloader::maximumRedirects / 2; ++i) {
+        for (int i = 0; i < maximumRedirects / 2; ++i) {
             there << redirect(302, "/b");
         }
         f.server.answer("/b", redirect(302, "/a", "page"));
@@ -109,7 +110,7 @@ private slots:
         f.server.answer("/a", redirect(302, "b"));
         f.start("/a");
         QTRY_COMPARE(f.said(), u"error 10, not whole 302 unwritten"_s); // too many redirects
-        QCOMPARE(f.server.requests().size(), 1 + FileDownloader::maximumRedirects);
+        QCOMPARE(f.server.requests().size(), 1 + maximumRedirects);
         QVERIFY(!QFileInfo::exists(f.path));
     }
 

@@ -83,7 +83,9 @@ void ScriptedServer::read(QTcpSocket* socket)
     m_requests.append({path, got.left(end)});
     m_sockets[path] = socket;
     QList<Answer>& answers = m_answers[path];
-    const Answer next = answers.value(0, http(404, "not here"));
+    const Handler handler = m_handlers.value(path);
+    const Answer next =
+        handler ? handler(m_requests.constLast()) : answers.value(0, http(404, "not here"));
     if (answers.size() > 1) {
         answers.removeFirst();
     }

@@ -12,6 +12,9 @@
 #include <QTimer>
 #include <QUrl>
 
+#include <functional>
+#include <utility>
+
 namespace zk::test {
 
 /** What the server got. */
@@ -64,6 +67,12 @@ public:
 
     void answer(const QByteArray& path, const QList<Answer>& all) { m_answers[path] = all; }
     void answer(const QByteArray& path, const Answer& only) { m_answers[path] = {only}; }
+    /** Has @p handler answer what is asked for at @p path. */
+    using Handler = std::function<Answer(const Request&)>;
+    void answerWith(const QByteArray& path, Handler handler)
+    {
+        m_handlers[path] = std::move(handler);
+    }
 
     /** Goes on where silence fell, on the last connection on which @p path was asked for. */
     void finish(const QByteArray& path, const Answer& rest);
@@ -79,6 +88,7 @@ private:
     QTcpServer m_server;
     quint16 m_port = 0;
     QHash<QByteArray, QList<Answer>> m_answers;
+    QHash<QByteArray, Handler> m_handlers;
     QList<Request> m_requests;
     QHash<QByteArray, QPointer<QTcpSocket>> m_sockets;
     QPointer<QTcpSocket> m_dripping;

@@ -1,0 +1,124 @@
+#include "download/DownloadCache.h"
+
+#include "download/DownloadFileName.h"
+#include "download/PartialFile.h"
+#include "support/Minisign.h"
+
+#include <QCryptographicHash>
+#include <QDateTime>
+#include <QDir>
+#include <QFileInfo>
+#include <QLockFile>
+#include <QRegularExpression>
+#include <QStandardPaths>
+#include <QUrl>
+
+#include <algorithm>
+#include <map>
+#include <utility>
+#include <vector>
+
+namespace zk {
+
+namespace {
+
+constexpr int mostKept = 2;
+constexpr qint64 daysKept = 7;
+
+const auto partSuffix = QLatin1String(".part");
+const auto recordSuffix = QLatin1String(".json");
+const auto lockSuffix = QLatin1String(".lock");
+
+// Bytes that were fetched for other keys may come from somebody who is no longer trusted.
+QByteArray keyIds(const QStringList& publicKeys)
+{
+    QList<QByteArray> ids;
+    for (const QString& text : publicKeys) {
+        if (const auto key = Minisign::parsePublicKey(text)) {
+            ids << QByteArray(reinterpret_cast<const char*>(key->id.data()), int(key->id.size()))
+                       .toHex();
+        }
+    }
+    std::sort(ids.begin(), ids.end());
+    return ids.join(',');
+}
+
+std::unique_ptr<QLockFile> locked(const QString& path)
+{
+    auto lock = std::make_unique<QLockFile>(path);
+    // Only the end of the process that holds it makes a lock stale, however long it lasts.
+    lock->setStaleLockTime(0);
+    return lock->tryLock(0) ? std::move(lock) : nullptr;
+}
+
+} // namespace
+
+DownloadCache::DownloadCache(const QString& product)
+{
+    const QString name = safeFileName(product);
+    m_folder = QStandardPaths::writableLocation(QStandardPaths::GenericCacheLocation) +
+               QLatin1Char('/') + (name.isEmpty() ? QStringLiteral("unnamed") : name) +
+               QStringLiteral("/downloads");
+}
+
+// Private to the user: others must not replace bytes that are installed later.
+bool DownloadCache::prepare() const
+{
+    const QFileDevice::Permissions ours =
+        QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ExeOwner;
+    if (!QDir().mkpath(m_folder)) {
+        return false;
+    }
+    const QFileInfo folder(m_folder);
+    return folder.isDir() && !folder.isSymLink() && QFile::setPermissions(m_folder, ours) &&
+           folder.isWritable();
+}
+
+std::unique_ptr<PartialFile> DownloadCache::open(const QUrl& url,
+                                                 const QStringList& publicKeys) const
+{
+    if (!prepare()) {
+        return nullptr;
+    }
+    const QByteArray name =
+        QCryptographicHash::hash(url.toEncoded(), QCryptographicHash::Sha256).toHex();
+    const QString path = m_folder + QLatin1Char('/') + QString::fromLatin1(name);
+    PartialFile::Place place{path + partSuffix, path + recordSuffix,
+                             name + ' ' + keyIds(publicKeys), locked(path + lockSuffix)};
+    return place.lock ? PartialFile::in(std::move(place)) : nullptr;
+}
+
+void DownloadCache::tidy(const QDateTime& now) const
+{
+    const QFileInfo folder(m_folder);
+    if (!folder.isDir() || folder.isSymLink()) {
+        return;
+    }
+    static const QRegularExpression ours(QStringLiteral("^[0-9a-f]{64}(\\.part|\\.json|\\.lock)$"));
+    const QStringList files = QDir(m_folder).entryList(QDir::Files | QDir::Hidden | QDir::System);
+    std::map<QString, QDateTime> parts; // each once, with the time of its last byte
+    for (const QString& file : files) {
+        if (ours.match(file).hasMatch()) {
+            const QString path = m_folder + QLatin1Char('/') + QFileInfo(file).completeBaseName();
+            parts[path] = QFileInfo(path + partSuffix).lastModified();
+        }
+    }
+    std::vector<std::pair<QDateTime, QString>> newest;
+    for (const auto& [path, time] : parts) {
+        newest.emplace_back(time, path);
+    }
+    std::sort(newest.rbegin(), newest.rend());
+    int kept = 0;
+    for (const auto& [time, path] : newest) {
+        const auto lock = locked(path + lockSuffix);
+        const bool isWanted = time.isValid() && kept < mostKept && time.daysTo(now) <= daysKept;
+        if (!lock || isWanted) {
+            ++kept;
+            continue;
+        }
+        QFile::remove(path + partSuffix);
+        QFile::remove(path + recordSuffix);
+    }
+}
+
+} // namespace zk

@@ -1,0 +1,46 @@
+#pragma once
+
+#include <QStringList>
+
+#include <memory>
+
+class QDateTime;
+class QUrl;
+
+namespace zk {
+
+class PartialFile;
+
+/**
+ * The user's folder of partial files of one product, which downloads continue after a cut, and
+ * after a restart of the host.
+ *
+ * Each has three files, named after the SHA-256 of its address: ".part" holds the bytes, ".json"
+ * what they belong to, and ".lock" exists while a host uses them. Other files are left alone.
+ */
+class DownloadCache final
+{
+public:
+    explicit DownloadCache(const QString& product);
+
+    /** The folder, whether it exists or not. */
+    [[nodiscard]] QString folder() const { return m_folder; }
+
+    /**
+     * The partial file of @p url, whose signature must be made by one of @p publicKeys; null if it
+     * is in use by another host, or if the folder cannot be used.
+     */
+    [[nodiscard]] std::unique_ptr<PartialFile> open(const QUrl& url,
+                                                    const QStringList& publicKeys) const;
+
+    /** Removes what is older than a week or not one of the two newest, unless it is in use.
+     * Callable from any thread. */
+    void tidy(const QDateTime& now) const;
+
+private:
+    QString m_folder;
+
+    [[nodiscard]] bool prepare() const;
+};
+
+} // namespace zk
