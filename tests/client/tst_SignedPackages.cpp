@@ -1,9 +1,11 @@
 #include "Files.h"
 #include "InstallFixture.h"
+#include "RangeOrigin.h"
 #include "Rows.h"
 #include "ToolRun.h"
 
 #include "download/BodyHash.h"
+#include "download/DownloadCache.h"
 #include "download/PackageSignature.h"
 #include "install/FileDownloader.h"
 
@@ -159,6 +161,34 @@ private slots:
         QVERIFY(f.available()->isVisible());
         // The check itself cannot be interrupted, and has the file.
         QTRY_COMPARE(f.end(), u"window"_s);
+    }
+
+    void continuesWhatIsSigned()
+    {
+        InstallFixture f;
+        const ScopedVariable variable("XDG_CACHE_HOME", f.temporary.path());
+        QDir cache(DownloadCache(u"Viewer"_s).folder());
+        f.robot.press(u"Installation process failed"_s, u"OK"_s);
+        f.client->setPackagePublicKeys({m_key});
+        f.client->setOptions(UpdateOptions::recommended());
+        RangeOrigin origin;
+        origin.body = f.program + QByteArray(200'000, 'x'); // what follows a program does no harm
+        origin.serveAt(f.server, "/setup.exe");
+        f.server.answer("/setup.exe.minisig", {http(200, sign("older"))});
+        for (const bool isGood : {false, true}) {
+            // A part of an earlier try, which is hashed again.
+            origin.script = QStringList{u"stall 100000"_s, u"ok"_s};
+            f.install();
+            QTRY_VERIFY(cache.entryInfoList({u"*.part"_s}).value(0).size() == 100'000);
+            QMetaObject::invokeMethod(f.progress(), "canceled");
+            f.install();
+            QTRY_VERIFY2(f.end().contains(isGood ? u"started, setup.exe"_s : u"that was signed"_s),
+                         qPrintable(f.end()));
+            QCOMPARE(origin.asked.constLast(), u"100000"_s);
+            QCOMPARE(cache.entryList(QDir::Files), QStringList());
+            f.server.answer("/setup.exe.minisig",
+                            {partial("sig", 2, Answer::eClose), http(200, sign(origin.body))});
+        }
     }
 
     void installsWhatIsSigned()
