@@ -2,6 +2,8 @@
 
 #include "Resources.h"
 
+#include "download/DownloadCache.h"
+#include "download/PartialFile.h"
 #include "support/Unzipper.h"
 #include "ui/SoftwareUpdateAvailableDialog.h"
 
@@ -67,6 +69,7 @@ void Flow::answerBoxes()
 Outcome Flow::run()
 {
     m_sandbox.prepare(m_plan);
+    leavePart();
     m_clock.start();
     QMetaObject::invokeMethod(this, &Flow::start, Qt::QueuedConnection);
     m_tick.start(1);
@@ -80,12 +83,36 @@ Outcome Flow::run()
     tearDown();
     m_sandbox.restore();
     examineLeftovers();
+    examineCache();
     examineSuccess();
     const QString lost = m_sandbox.lostSettings();
     if (!lost.isEmpty()) {
         violate(QStringLiteral("settings lost: ") + lost);
     }
     return m_outcome;
+}
+
+// As a host does that dies: nobody takes its lock away.
+void Flow::leavePart() const
+{
+    if (m_plan.leftBehind == 0) {
+        return;
+    }
+    const DownloadCache cache(QStringLiteral("Viewer"));
+    const QByteArray bytes =
+        m_peer.served().left(int(qint64(m_peer.served().size()) * m_plan.leftBehind / 1'000'000));
+    auto part = cache.open(m_peer.packageUrl(), m_peer.keys());
+    const bool isLeft = part && part->begin({Peer::tag(), m_peer.served().size()}) &&
+                        part->append(bytes.constData(), bytes.size());
+    part.reset();
+    const QStringList names = QDir(cache.folder()).entryList({QStringLiteral("*.part")});
+    if (isLeft && !names.isEmpty()) {
+        QFile lock(cache.folder() + QLatin1Char('/') + names.constFirst().chopped(4) +
+                   QStringLiteral("lock"));
+        const QByteArray holder =
+            "2147483647\nViewer\n" + QSysInfo::machineHostName().toUtf8() + '\n';
+        (void)(lock.open(QIODevice::WriteOnly) && lock.write(holder));
+    }
 }
 
 void Flow::start()
@@ -97,6 +124,13 @@ void Flow::start()
     m_client->setParent(m_parent.get());
     m_client->setNetworkProxy(QNetworkProxy(QNetworkProxy::NoProxy));
     m_client->setPackagePublicKeys(m_peer.keys());
+    if (m_plan.retries > 0) {
+        UpdateOptions options;
+        options.download = {m_plan.retries, std::chrono::milliseconds(1),
+                            std::chrono::milliseconds(300 * slowness())};
+        m_client->setOptions(options);
+        m_peer.asked = [this](bool isLast) { reach(isLast ? Act::eWhole : Act::eReceived); };
+    }
     auto* const downloader = m_client->findChild<FileDownloader*>();
     connect(downloader->findChild<QNetworkAccessManager*>(), &QNetworkAccessManager::finished, this,
             [this] { reach(Act::eReceived); });
@@ -160,7 +194,8 @@ void Flow::tick()
 void Flow::hurry()
 {
     const bool isSilent =
-        m_plan.document.isSilent() || m_plan.package.isSilent() || m_plan.signature.isSilent();
+        m_plan.document.isSilent() || m_plan.signature.isSilent() ||
+        (m_plan.package.isSilent() && m_plan.retries == 0); // else a stall is noticed
     if (!isSilent) {
         return;
     }

@@ -100,6 +100,8 @@ private:
     void examineState();
     void examineStarts();
     void examineLeftovers();
+    void examineCache();
+    void leavePart() const;
     void examineSuccess();
     [[nodiscard]] bool mayStay(const QString& folder, const Tree& files) const;
 };

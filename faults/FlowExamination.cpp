@@ -4,9 +4,12 @@
 
 #include "Files.h"
 
+#include "download/DownloadCache.h"
+
 #include <QCoreApplication>
 #include <QFileInfo>
 #include <QProcess>
+#include <QRegularExpression>
 #include <QTest>
 
 namespace zk::faults {
@@ -114,6 +117,22 @@ void Flow::examineLeftovers()
                         .arg(it.key(), QStringList(it.value().keys()).join(QStringLiteral(", "))));
         }
     }
+}
+
+// Parts with their records, at most two, and nothing of what has been installed.
+void Flow::examineCache()
+{
+    static const QRegularExpression ours(QStringLiteral("^[0-9a-f]{64}\\.(part|json)$"));
+    QDir cache(DownloadCache(QStringLiteral("Viewer")).folder());
+    const QStringList files =
+        cache.entryList(QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot);
+    const bool isDescribed =
+        files.size() % 2 == 0 && files.size() <= 4 && files.filter(ours).size() == files.size();
+    const bool isWanted = m_plan.retries > 0 && !m_plan.mustSucceed();
+    if (!isDescribed || (!files.isEmpty() && !isWanted)) {
+        violate(QStringLiteral("left in the cache: ") + files.join(QStringLiteral(", ")));
+    }
+    m_sandbox.removeCache();
 }
 
 void Flow::examineSuccess()

@@ -1,5 +1,6 @@
 #include "Peer.h"
 
+#include "RangeOrigin.h"
 #include "ZipBuilder.h"
 
 #include "support/Minisign.h"
@@ -49,12 +50,14 @@ QByteArray elsewhere(const test::ScriptedServer& server, int number)
     return places[number % int(std::size(places))];
 }
 
-/** An answer with status 200 whose header may declare another body length. */
-QByteArray response(const QByteArray& body, const QByteArray& length)
+/** An answer whose header may declare another body length; @p head is its first lines. */
+QByteArray response(const QByteArray& head, const QByteArray& body, const QByteArray& length)
 {
-    return "HTTP/1.1 200 OK\r\nConnection: close\r\n" +
+    return head + "Connection: close\r\n" +
            (length.isEmpty() ? length : "Content-Length: " + length + "\r\n") + "\r\n" + body;
 }
+
+const QByteArray whole("HTTP/1.1 200 OK\r\n");
 
 /** The first @p part millionths of @p body in compressed form. */
 Answer compressed(const QByteArray& body, int part)
@@ -79,12 +82,21 @@ QByteArray signatureOf(const QByteArray& file, const publisher::SecretKey& key,
 Peer::Peer(const Plan& plan)
     : m_plan(plan)
 {
-    const QByteArray path = plan.isArchive ? "/update.zip" : "/setup.exe";
+    const QByteArray path = packagePath();
     m_package = makePackage(0);
-    const QByteArray served = plan.content == Plan::eGenuine ? m_package : makePackage(1);
+    m_served = plan.content == Plan::eGenuine ? m_package : makePackage(1);
     serve("/doc.xml", document(m_server.url(path).toEncoded()), plan.document, nullptr);
-    serve(path, served, plan.package, &m_bodies);
+    if (plan.retries > 0) {
+        serveTries(path);
+    } else {
+        serve(path, m_served, plan.package, &m_bodies);
+    }
     serve(path + ".minisig", makeSignature(), plan.signature, nullptr);
+}
+
+QByteArray Peer::packagePath() const
+{
+    return m_plan.isArchive ? "/update.zip" : "/setup.exe";
 }
 
 QStringList Peer::keys() const
@@ -198,11 +210,76 @@ void Peer::serve(const QByteArray& path, const QByteArray& body, const Fault& fa
                  QSet<QByteArray>* bodies)
 {
     QByteArray arriving = body;
-    QByteArray bytes = response(body, QByteArray::number(body.size()));
+    const Answer answer = answerTo(whole, body, fault, &arriving);
+    if (fault.kind == Fault::eRedirects || fault.kind == Fault::eLoop) {
+        lead(path, fault, answer);
+    } else {
+        m_server.answer(path, answer);
+    }
+    if (bodies) {
+        keep(arriving, fault, bodies);
+    }
+}
+
+// Try by try, with ranges of what is genuine.
+void Peer::serveTries(const QByteArray& path)
+{
+    const QList<Fault> faults = QList<Fault>{m_plan.package} + m_plan.tries + QList<Fault>{Fault()};
+    for (const Fault& fault : faults) {
+        QByteArray arriving = m_served;
+        (void)answerTo(whole, m_served, fault, &arriving);
+        keep(arriving, fault, &m_bodies);
+    }
+    const QByteArray elsewhere = "/moved" + path;
+    const auto answer = [=](const test::Request& request) {
+        const int number = request.path == elsewhere ? int(faults.size()) - 1 : m_tries++;
+        const Fault fault = faults.value(number, Fault());
+        asked(number + 2 >= faults.size());
+        if (fault.kind == Fault::eRedirects || fault.kind == Fault::eLoop) {
+            return test::redirect(fault.status, m_server.url(elsewhere).toEncoded(), "moved");
+        }
+        const QByteArray range = test::headerOf(request, "Range");
+        const int first =
+            range.mid(int(qstrlen("bytes="))).chopped(range.isEmpty() ? 0 : 1).toInt();
+        QByteArray arriving;
+        if (range.isEmpty() || test::headerOf(request, "If-Range") != tag()) {
+            return answerTo(whole + "ETag: " + tag() + "\r\n", m_served, fault, &arriving);
+        }
+        const QByteArray size = QByteArray::number(m_served.size());
+        if (first >= m_served.size()) {
+            return test::http(416, {}, "Content-Range: bytes */" + size + "\r\n");
+        }
+        const QByteArray last = QByteArray::number(m_served.size() - 1);
+        return answerTo("HTTP/1.1 206 Partial Content\r\nETag: " + tag() +
+                            "\r\nContent-Range: bytes " + QByteArray::number(first) + '-' + last +
+                            '/' + size + "\r\n",
+                        m_served.mid(first), fault, &arriving);
+    };
+    m_server.answerWith(path, answer);
+    m_server.answerWith(elsewhere, answer);
+}
+
+void Peer::keep(const QByteArray& arriving, const Fault& fault, QSet<QByteArray>* bodies) const
+{
+    const bool isNothing = arriving.isEmpty() && fault.kind != Fault::eEmpty &&
+                           fault.kind != Fault::eNoLength && fault.kind != Fault::eWrongLength;
+    if (!isNothing) {
+        bodies->insert(arriving);
+    }
+}
+
+/** The answer with @p head, spoilt by @p fault; @p arriving becomes what a client may take for the
+ * body. */
+Answer Peer::answerTo(const QByteArray& head, const QByteArray& body, const Fault& fault,
+                      QByteArray* arriving) const
+{
+    const QByteArray bytes = response(head, body, QByteArray::number(body.size()));
     Answer answer{bytes};
     const int cut = int(qint64(bytes.size()) * fault.number / millionths);
     switch (fault.kind) {
     case Fault::eNone:
+    case Fault::eRedirects:
+    case Fault::eLoop:
         break;
     case Fault::eDelay:
         answer.delayMs = fault.number;
@@ -216,59 +293,48 @@ void Peer::serve(const QByteArray& path, const QByteArray& body, const Fault& fa
     case Fault::eCutAndSilent: {
         const Answer::End ends[] = {Answer::eClose, Answer::eReset, Answer::eSilence};
         answer = {bytes.left(cut), ends[fault.kind - Fault::eCutAndClosed]};
-        arriving.clear();
+        arriving->clear();
         break;
     }
     case Fault::eWrongLength: {
         const int length = qMax(0, body.size() + fault.number);
-        answer.bytes = response(body, QByteArray::number(length));
-        arriving = length < body.size() ? body.left(length) : QByteArray();
+        answer.bytes = response(head, body, QByteArray::number(length));
+        *arriving = length < body.size() ? body.left(length) : QByteArray();
         break;
     }
     case Fault::eNoLength:
-        arriving = body.left(int(qint64(body.size()) * fault.number / millionths));
-        answer.bytes = response(arriving, QByteArray());
+        *arriving = body.left(int(qint64(body.size()) * fault.number / millionths));
+        answer.bytes = response(head, *arriving, QByteArray());
         break;
     case Fault::eStatus:
         answer = test::http(fault.number, body);
-        arriving.clear();
+        arriving->clear();
         break;
     case Fault::eHtml:
-        arriving = "<!DOCTYPE html><html><body><h1>Please sign in</h1></body></html>";
-        answer = test::http(200, arriving);
+        *arriving = "<!DOCTYPE html><html><body><h1>Please sign in</h1></body></html>";
+        answer = test::http(200, *arriving);
         break;
     case Fault::eEmpty:
-        arriving.clear();
+        arriving->clear();
         answer = test::http(200);
         break;
     case Fault::eNoHttp:
-        arriving.clear();
+        arriving->clear();
         answer.bytes = noise(m_plan, 9, 500);
         break;
     case Fault::eCompressed:
         answer = compressed(body, millionths);
         break;
     case Fault::eCompressedAndCut:
-        arriving.clear();
+        arriving->clear();
         answer = compressed(body, fault.number);
         break;
     case Fault::eElsewhere:
-        arriving.clear();
+        arriving->clear();
         answer = test::redirect(fault.status, elsewhere(m_server, fault.number));
         break;
-    case Fault::eRedirects:
-    case Fault::eLoop:
-        lead(path, fault, answer);
-        break;
     }
-    if (fault.kind != Fault::eRedirects && fault.kind != Fault::eLoop) {
-        m_server.answer(path, answer);
-    }
-    const bool isNothing = arriving.isEmpty() && fault.kind != Fault::eEmpty &&
-                           fault.kind != Fault::eNoLength && fault.kind != Fault::eWrongLength;
-    if (bodies && !isNothing) {
-        bodies->insert(arriving);
-    }
+    return answer;
 }
 
 void Peer::lead(const QByteArray& path, const Fault& fault, const Answer& last)

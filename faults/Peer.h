@@ -8,6 +8,8 @@
 #include <QMap>
 #include <QSet>
 
+#include <functional>
+
 namespace zk::faults {
 
 /** File contents by relative path. */
@@ -20,6 +22,14 @@ public:
     explicit Peer(const Plan& plan);
 
     [[nodiscard]] QUrl documentUrl() const { return m_server.url("/doc.xml"); }
+    [[nodiscard]] QUrl packageUrl() const { return m_server.url(packagePath()); }
+    /** What is served as the package, if nothing goes wrong. */
+    [[nodiscard]] QByteArray served() const { return m_served; }
+    /** What tells versions of the package apart. */
+    static QByteArray tag() { return "\"genuine\""; }
+    /** Called with each request for the package of a client that tries again, and whether it is the
+     * last one that fails. */
+    std::function<void(bool isLast)> asked = [](bool /*isLast*/) {};
     [[nodiscard]] QStringList keys() const;
     [[nodiscard]] bool isConnected() const { return m_server.connections() > 0; }
 
@@ -41,15 +51,22 @@ private:
     publisher::SecretKey m_other{QByteArray(32, 'x')};
     test::ScriptedServer m_server;
     QByteArray m_package;
+    QByteArray m_served;
+    int m_tries = 0;
     /** The possible results of the server's answers, in HTTP terms. */
     QSet<QByteArray> m_bodies;
     QList<Tree> m_trees;
 
+    [[nodiscard]] QByteArray packagePath() const;
     QByteArray makePackage(int variant);
     QByteArray makeArchive(int variant);
     [[nodiscard]] QByteArray makeSignature() const;
     void serve(const QByteArray& path, const QByteArray& body, const Fault& fault,
                QSet<QByteArray>* bodies);
+    void serveTries(const QByteArray& path);
+    [[nodiscard]] test::Answer answerTo(const QByteArray& head, const QByteArray& body,
+                                        const Fault& fault, QByteArray* arriving) const;
+    void keep(const QByteArray& arriving, const Fault& fault, QSet<QByteArray>* bodies) const;
     void lead(const QByteArray& path, const Fault& fault, const test::Answer& last);
 };
 

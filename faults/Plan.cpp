@@ -3,7 +3,9 @@
 #include <QRandomGenerator>
 #include <QStringList>
 
+#include <algorithm>
 #include <cmath>
+#include <iterator>
 #include <random>
 
 namespace zk::faults {
@@ -164,15 +166,41 @@ bool Fault::isHarmless() const
            (kind == eRedirects && number <= 50 && status != 308);
 }
 
+bool Fault::isTemporary() const
+{
+    static const int statuses[] = {408, 429, 500, 502, 503, 504};
+    return kind == eCutAndClosed || kind == eCutAndReset || kind == eCutAndSilent ||
+           kind == eHtml ||
+           (kind == eStatus &&
+            std::find(std::begin(statuses), std::end(statuses), number) != std::end(statuses));
+}
+
 QString Fault::text() const
 {
     return QStringLiteral("%1 %2 (%3)")
         .arg(QLatin1String(kinds[kind]), QString::number(number), QString::number(status));
 }
 
+bool Plan::isPackageHarmless() const
+{
+    if (retries == 0 || package.isHarmless()) {
+        return package.isHarmless();
+    }
+    const QList<Fault> all = QList<Fault>{package} + tries;
+    for (int i = 0; i < all.size(); ++i) {
+        if (all.at(i).isHarmless()) {
+            return true;
+        }
+        if (!all.at(i).isTemporary() || i >= retries) {
+            return false;
+        }
+    }
+    return true;
+}
+
 bool Plan::mustSucceed() const
 {
-    return document.isHarmless() && package.isHarmless() && signature.isHarmless() &&
+    return document.isHarmless() && isPackageHarmless() && signature.isHarmless() &&
            (content == eGenuine || (content == eChangedMeanwhile && !hasKeys)) &&
            forgery == eNoForgery && (surroundings == eFine || surroundings == eReadOnlySettings) &&
            act.kind == Act::eNothing && !isRejected;
@@ -193,6 +221,11 @@ QString Plan::text() const
     add(isRejected, QStringLiteral("rejected"));
     add(document.kind != Fault::eNone, QStringLiteral("document ") + document.text());
     add(package.kind != Fault::eNone, QStringLiteral("package ") + package.text());
+    add(retries > 0, QStringLiteral("%1 retries").arg(retries));
+    for (const Fault& fault : tries) {
+        list << QStringLiteral("then ") + fault.text();
+    }
+    add(leftBehind > 0, QStringLiteral("%1 left behind").arg(leftBehind));
     add(signature.kind != Fault::eNone, QStringLiteral("signature ") + signature.text());
     add(content != eGenuine, QLatin1String(contents[content]));
     add(forgery != eNoForgery, QLatin1String(forgeries[forgery]));
@@ -222,6 +255,13 @@ Plan drawPlan(quint32 seed, int number)
     const int troubles = dice.oneIn(12) ? 0 : dice.between(1, 3);
     for (int i = 0; i < troubles; ++i) {
         drawTrouble(dice, plan);
+    }
+    if (dice.oneIn(2)) {
+        plan.retries = dice.between(1, 4);
+        for (int i = dice.below(4); i > 0; --i) {
+            plan.tries << drawFault(dice);
+        }
+        plan.leftBehind = dice.oneIn(4) ? dice.below(millionths) : 0;
     }
     return plan;
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QByteArray>
+#include <QList>
 #include <QString>
 
 namespace zk::faults {
@@ -48,6 +49,8 @@ struct Fault
 
     /** The complete answer arrives eventually. */
     [[nodiscard]] bool isHarmless() const;
+    /** A later try may succeed, and a client that tries again does so. */
+    [[nodiscard]] bool isTemporary() const;
     /** The answer may never arrive. */
     [[nodiscard]] bool isSilent() const { return kind == eCutAndSilent || kind == eElsewhere; }
     [[nodiscard]] QString text() const;
@@ -97,8 +100,15 @@ struct Plan
     bool isRejected = false;
     int size = 0;
     Fault document;
+    /** Of the package: what happens to the first try. */
     Fault package;
     Fault signature;
+    /** How often the client tries again; 0: it does not. */
+    int retries = 0;
+    /** What happens to the tries after the first one; the rest are in order. */
+    QList<Fault> tries;
+    /** Millionths of the package that a host has left which died; 0: nothing. */
+    int leftBehind = 0;
     Content content = eGenuine;
     Forgery forgery = eNoForgery;
     Surroundings surroundings = eFine;
@@ -108,6 +118,8 @@ struct Plan
     /** How long the user waits for a silent server. */
     int patienceMs = 0;
 
+    /** Whether the package arrives in the end. */
+    [[nodiscard]] bool isPackageHarmless() const;
     /** Whether nothing in it prevents the installation. */
     [[nodiscard]] bool mustSucceed() const;
     /** Its faults as text. */

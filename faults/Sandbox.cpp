@@ -109,6 +109,7 @@ void Sandbox::prepare(const Plan& plan)
     QFile::remove(path("small/filler"));
     m_temporary = path(m_isOnSmallDisk ? "small/tmp" : "tmp");
     qputenv("TMPDIR", QFile::encodeName(m_temporary));
+    qputenv("XDG_CACHE_HOME", QFile::encodeName(cache()));
     removeTemporaryFolder();
     if (plan.surroundings != Plan::eNoTemporaryFolder) {
         QDir().mkpath(m_temporary);
@@ -147,6 +148,16 @@ void Sandbox::restore()
 void Sandbox::removeTemporaryFolder() const
 {
     QDir(m_temporary).removeRecursively();
+}
+
+QString Sandbox::cache() const
+{
+    return path(m_isOnSmallDisk ? "small/cache" : "cache");
+}
+
+void Sandbox::removeCache() const
+{
+    QDir(cache()).removeRecursively();
 }
 
 QMap<QString, Tree> Sandbox::leftovers() const

@@ -24,6 +24,7 @@ public:
     void restore();
 
     void removeTemporaryFolder() const;
+    void removeCache() const;
     [[nodiscard]] bool hasSmallDisk() const { return m_hasSmallDisk; }
     [[nodiscard]] QString settingsFile() const;
     /** The contents of the temporary folder: the name of each entry and the files below it. */
@@ -44,6 +45,7 @@ private:
     bool m_isOnSmallDisk = false;
 
     [[nodiscard]] QString path(const char* name) const;
+    [[nodiscard]] QString cache() const;
     void fillDisk(int room) const;
 };
 
