@@ -110,14 +110,12 @@ void DownloadCache::tidy(const QDateTime& now) const
     std::sort(newest.rbegin(), newest.rend());
     int kept = 0;
     for (const auto& [time, path] : newest) {
-        const auto lock = locked(path + lockSuffix);
-        const bool isWanted = time.isValid() && kept < mostKept && time.daysTo(now) <= daysKept;
-        if (!lock || isWanted) {
-            ++kept;
-            continue;
+        if (time.isValid() && kept < mostKept && time.daysTo(now) <= daysKept) {
+            ++kept; // and not locked, not even for a moment: a download may want it now
+        } else if (const auto lock = locked(path + lockSuffix)) {
+            QFile::remove(path + partSuffix);
+            QFile::remove(path + recordSuffix);
         }
-        QFile::remove(path + partSuffix);
-        QFile::remove(path + recordSuffix);
     }
 }
 

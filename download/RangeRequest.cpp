@@ -8,6 +8,7 @@
 #include "support/ContentDecoder.h"
 #include "support/DiskSpace.h"
 #include "support/LinkRule.h"
+#include "support/Log.h"
 #include "support/ManagerRetirement.h"
 #include "support/QtCompatibility.h"
 
@@ -171,6 +172,8 @@ std::optional<RangeRequest::End> RangeRequest::acceptRest()
     if (!complaint.isEmpty()) {
         return made(eFailed, QNetworkReply::UnknownContentError, complaint);
     }
+    SOFTWAREUPDATE_LOG(Log::eInfo, "zk::ResumableDownload", "the server continues after ",
+                       m_partial.size(), " bytes");
     m_partial.setTotal(range->total);
     m_isAccepted = true;
     return std::nullopt;

@@ -124,8 +124,11 @@ void Flow::examineCache()
 {
     static const QRegularExpression ours(QStringLiteral("^[0-9a-f]{64}\\.(part|json)$"));
     QDir cache(DownloadCache(QStringLiteral("Viewer")).folder());
-    const QStringList files =
+    QStringList files =
         cache.entryList(QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot);
+    if (m_plan.leftBehind > 0 && files.size() == 3) {
+        files = files.filter(ours); // nobody has asked for it since its host died
+    }
     const bool isDescribed =
         files.size() % 2 == 0 && files.size() <= 4 && files.filter(ours).size() == files.size();
     const bool isWanted = m_plan.retries > 0 && !m_plan.mustSucceed();

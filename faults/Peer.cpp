@@ -242,7 +242,9 @@ void Peer::serveTries(const QByteArray& path)
         const int first =
             range.mid(int(qstrlen("bytes="))).chopped(range.isEmpty() ? 0 : 1).toInt();
         QByteArray arriving;
-        if (range.isEmpty() || test::headerOf(request, "If-Range") != tag()) {
+        const bool isCompressed =
+            fault.kind == Fault::eCompressed || fault.kind == Fault::eCompressedAndCut;
+        if (range.isEmpty() || isCompressed || test::headerOf(request, "If-Range") != tag()) {
             return answerTo(whole + "ETag: " + tag() + "\r\n", m_served, fault, &arriving);
         }
         const QByteArray size = QByteArray::number(m_served.size());

@@ -78,6 +78,18 @@ Fault drawFault(Dice& dice)
     return fault;
 }
 
+/** One that a later try gets over. */
+Fault drawInterruption(Dice& dice)
+{
+    static const Fault::Kind kinds[] = {Fault::eCutAndClosed, Fault::eCutAndClosed,
+                                        Fault::eCutAndReset,  Fault::eCutAndSilent,
+                                        Fault::eStatus,       Fault::eHtml};
+    Fault fault;
+    fault.kind = dice.of(kinds);
+    fault.number = fault.kind == Fault::eStatus ? 503 : dice.below(millionths);
+    return fault;
+}
+
 Act drawAct(Dice& dice)
 {
     Act act;
@@ -258,8 +270,9 @@ Plan drawPlan(quint32 seed, int number)
     }
     if (dice.oneIn(2)) {
         plan.retries = dice.between(1, 4);
+        plan.package = dice.oneIn(3) ? plan.package : drawInterruption(dice);
         for (int i = dice.below(4); i > 0; --i) {
-            plan.tries << drawFault(dice);
+            plan.tries << (dice.oneIn(3) ? drawFault(dice) : drawInterruption(dice));
         }
         plan.leftBehind = dice.oneIn(4) ? dice.below(millionths) : 0;
     }

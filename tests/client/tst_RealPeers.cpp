@@ -4,6 +4,7 @@
 #include "ToolRun.h"
 
 #include "client/SystemProxy.h"
+#include "download/DownloadCache.h"
 
 #include <QSslConfiguration>
 #include <QStandardPaths>
@@ -29,13 +30,14 @@ public:
         server.listen(QHostAddress::LocalHost);
         m_port = server.serverPort(); // nobody listens on it any more
     }
-    ~RunningProgram()
+    ~RunningProgram() { stop(); }
+
+    bool isThere() const { return m_isThere; }
+    void stop()
     {
         m_process.kill();
         m_process.waitForFinished();
     }
-
-    bool isThere() const { return m_isThere; }
     quint16 port() const { return m_port; }
 
 protected:
@@ -80,6 +82,65 @@ public:
                                writeConfiguration("Port " + port +
                                                   "\nListen 127.0.0.1\nTimeout 5\nMaxClients 10\n"
                                                   "BasicAuth somebody secret\n")});
+    }
+};
+
+/** A server of files, whose first life is slow enough to be ended in the middle of a download. */
+class RunningFileServer : public RunningProgram
+{
+public:
+    RunningFileServer(const QString& program, const QByteArray& package)
+        : m_program(program)
+    {
+        QDir(m_folder.path()).mkpath(u"www"_s);
+        writeFile(m_folder.filePath(u"www/setup.exe"_s), package);
+        // Some serve as a user of their own.
+        const auto open = QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ExeOwner |
+                          QFileDevice::ReadOther | QFileDevice::ExeOther;
+        QFile::setPermissions(m_folder.path(), open);
+        QFile::setPermissions(m_folder.filePath(u"www"_s), open);
+        run(true);
+    }
+    void restart()
+    {
+        stop();
+        run(false);
+    }
+    QUrl url() const { return QUrl(u"http://127.0.0.1:%1/setup.exe"_s.arg(port())); }
+
+private:
+    QString m_program;
+
+    void run(bool isSlow)
+    {
+        const QByteArray port = QByteArray::number(this->port());
+        const QByteArray root = m_folder.path().toUtf8();
+        if (m_program == u"nginx"_s) {
+            start(m_program, {u"-p"_s, m_folder.path(), u"-e"_s, u"error.log"_s, u"-c"_s,
+                              writeConfiguration("daemon off; master_process off; pid nginx.pid;"
+                                                 "events {}\nhttp { access_log off; server {"
+                                                 "listen 127.0.0.1:" +
+                                                 port + "; root www;" +
+                                                 (isSlow ? "limit_rate 1m;" : "") + "} }\n")});
+        } else if (m_program == u"lighttpd"_s) {
+            start(m_program,
+                  {u"-D"_s, u"-f"_s,
+                   writeConfiguration(
+                       "server.document-root = \"" + root +
+                       "/www\"\nserver.bind = \"127.0.0.1\"\n"
+                       "server.port = " +
+                       port + (isSlow ? "\nconnection.kbytes-per-second = 1000\n" : "\n"))});
+        } else {
+            QByteArray text = "ServerName localhost\nServerRoot " + root + "\nPidFile " + root +
+                              "/pid\nErrorLog " + root + "/errors\nListen 127.0.0.1:" + port +
+                              "\nDocumentRoot " + root + "/www\n";
+            for (const char* module : {"mpm_prefork", "authz_core", "ratelimit", "env"}) {
+                text += QByteArray("LoadModule ") + module +
+                        "_module /usr/lib/apache2/modules/mod_" + module + ".so\n";
+            }
+            text += isSlow ? "SetOutputFilter RATE_LIMIT\nSetEnv rate-limit 1000\n" : "";
+            start(m_program, {u"-X"_s, u"-f"_s, writeConfiguration(text)});
+        }
     }
 };
 
@@ -237,6 +298,44 @@ private slots:
             line += isProxied ? u" tinyproxy"_s : u" -"_s;
         }
         QTRY_COMPARE(server.requests(), expected);
+    }
+
+    void continuesWhenItsServerIsBack_data()
+    {
+        columns<QString, bool>("program", "isProxied");
+        row("nginx", "nginx", false);
+        row("nginx behind a proxy", "nginx", true);
+        row("lighttpd", "lighttpd", false);
+        row("Apache", "apache2", false);
+    }
+    void continuesWhenItsServerIsBack()
+    {
+        QFETCH(QString, program);
+        QFETCH(bool, isProxied);
+        const RunningProxy proxy;
+        if (programPath(program).isEmpty() || (isProxied && !proxy.isThere())) {
+            QSKIP("the server or the proxy is not installed");
+        }
+        // What follows a program does no harm.
+        RunningFileServer server(program, StandIn::bytes() + QByteArray(8'000'000, 'x'));
+        QVERIFY(server.isThere());
+        InstallFixture f;
+        const ScopedVariable variable("XDG_CACHE_HOME", f.temporary.path());
+        const QDir cache(DownloadCache(u"Viewer"_s).folder());
+        f.show(server.url());
+        if (isProxied) {
+            f.client->setNetworkProxy({QNetworkProxy::HttpProxy, u"127.0.0.1"_s, proxy.port(),
+                                       u"somebody"_s, u"secret"_s});
+        }
+        UpdateOptions options = UpdateOptions::recommended();
+        options.download.firstPause = std::chrono::milliseconds(500);
+        f.client->setOptions(options);
+        f.install();
+        QTRY_VERIFY(cache.entryInfoList({u"*.part"_s}).value(0).size() > 500'000);
+        server.restart();
+        QTRY_COMPARE_WITH_TIMEOUT(f.end(), u"started, setup.exe"_s, 15'000);
+        QVERIFY(!f.log.lines(Log::eInfo).filter(u"the server continues after"_s).isEmpty());
+        QVERIFY(f.log.lines(Log::eWarning).filter(u"begins anew"_s).isEmpty());
     }
 
     void followsToTlsButNotBack()

@@ -28,13 +28,13 @@ start() { # PORT
 for port in 18{1..9}{3,7}5; do start "$port" && break; done
 [ -e "$root/pid" ] || { cat "$root/start" >&2; exit 1; }
 
-ask() { # PATH: the answer's header
+ask() { # PATH [HEADER]: the answer's header
     exec 3<>"/dev/tcp/127.0.0.1/$port"
-    printf 'GET %s HTTP/1.1\r\nHost: h\r\nAccept-Encoding: gzip, deflate\r\nConnection: close\r\n\r\n' "$1" >&3
+    printf 'GET %s HTTP/1.1\r\nHost: h\r\nAccept-Encoding: gzip, deflate\r\nConnection: close\r\n%s\r\n' "$1" "${2:+$2$'\r\n'}" >&3
     tr -d '\0' <&3 | sed '/^\r$/q'
 }
-expect() { # PATH LINE
-    ask "$1" | grep -aqi "^$2" || {
+expect() { # PATH LINE [HEADER]
+    ask "$1" "${3:-}" | grep -aqi "^$2" || {
         echo "FAILED: no '$2' in the answer for $1" >&2
         exit 1
     }
@@ -44,5 +44,12 @@ expect /updates.xml "Content-Type: application/xml"
 expect /updates.xml "Cache-Control: public, max-age=300"
 expect /package.exe "Content-Length: 100000"
 expect /package.exe "Cache-Control: public, max-age=31536000, immutable"
+# What a client needs that continues a download.
+tag=$(ask /package.exe | tr -d '\r' | sed -n 's/^ETag: \("[^"]*"\)$/\1/p')
+[ -n "$tag" ] || { echo "FAILED: no strong ETag" >&2; exit 1; }
+rest="Range: bytes=60000-"$'\r\n'"If-Range: $tag"
+expect /package.exe "HTTP/1.1 206" "$rest"
+expect /package.exe "Content-Range: bytes 60000-99999/100000" "$rest"
+expect /package.exe "HTTP/1.1 200" "${rest%\"}x\""
 expect /nowhere.exe "HTTP/1.1 404"
 "$publish" lint "http://127.0.0.1:$port/updates.xml"
