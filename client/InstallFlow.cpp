@@ -83,6 +83,7 @@ void SoftwareUpdateClientPrivate::startDownload(const PackageInfo& package)
         std::make_unique<PackageDownload>(*downloader, package, url, downloadPath, publicKeys);
     PackageDownload* const running = download.get();
     if (options.download.retries > 0) {
+        tidyDownloads();
         running->setPolicy(options.download, downloadCache(),
                            [this] { return q->networkProxy(store.read().serverUrl); });
     }

@@ -150,6 +150,7 @@ void startClient(const Options& options, const QString& url, AppSettings& settin
     }
     SoftwareUpdateClient::instance()->setCurrentCameraVersions(versions);
     SoftwareUpdateClient::instance()->setPackagePublicKeys(options.publicKeys);
+    SoftwareUpdateClient::instance()->setOptions(zk::UpdateOptions::recommended());
 }
 
 QString picturePrefix(const Options& options, const QWidget& window)

@@ -28,6 +28,7 @@ int main(int argc, char* argv[])
                              product);
     SoftwareUpdateClient::init(product, zk::VersionNumber(L"1.0.0"), server, &settings);
     SoftwareUpdateClient& client = *SoftwareUpdateClient::instance();
+    client.setOptions(zk::UpdateOptions::recommended());
 
     QMainWindow window;
     window.setWindowTitle(product);
