@@ -45,22 +45,6 @@ void SoftwareUpdateClient::installPackage(int itemIndex)
     d->startDownload(package);
 }
 
-DownloadCache SoftwareUpdateClientPrivate::downloadCache() const
-{
-    return DownloadCache(store.read().productName);
-}
-
-void SoftwareUpdateClientPrivate::tidyDownloads()
-{
-    if (options.download.retries > 0) {
-        tidying = std::make_unique<BackgroundTask>(
-            [cache = downloadCache()](const std::atomic<bool>& /*isCancelled*/) {
-                cache.tidy(QDateTime::currentDateTime());
-                return QString();
-            });
-    }
-}
-
 void SoftwareUpdateClientPrivate::startDownload(const PackageInfo& package)
 {
     const QUrl url = resolved(package.url);
@@ -83,28 +67,21 @@ void SoftwareUpdateClientPrivate::startDownload(const PackageInfo& package)
         std::make_unique<PackageDownload>(*downloader, package, url, downloadPath, publicKeys);
     PackageDownload* const running = download.get();
     if (options.download.retries > 0) {
-        tidyDownloads();
-        running->setPolicy(options.download, downloadCache(),
-                           [this] { return q->networkProxy(store.read().serverUrl); });
+        const DownloadCache cache(store.read().productName);
+        tidying = cache.tidyInBackground();
+        running->setRetries(
+            {options.download, cache, [this] { return q->networkProxy(store.read().serverUrl); }});
     }
     QObject::connect(running, &PackageDownload::progressed, q,
                      &SoftwareUpdateClient::downloadProgress);
-    QObject::connect(running, &PackageDownload::waiting, q, [this](qint64 milliseconds) {
-        if (windows.progress()) {
-            windows.progress()->showPause(milliseconds);
-        }
-    });
-    QObject::connect(running, &PackageDownload::verifying, q, [this] {
-        if (windows.progress()) {
-            windows.progress()->showBusy();
-        }
-    });
     QObject::connect(running, &PackageDownload::ready, q, &SoftwareUpdateClient::downloadFinished);
     QObject::connect(running, &PackageDownload::failed, q, &SoftwareUpdateClient::downloadError);
     QObject::connect(running, &PackageDownload::refused, q,
                      [this](const QString& reason) { refusePackage(reason); });
-    QObject::connect(windows.makeProgress(QFileInfo(downloadPath).fileName()),
-                     &TransferDialog::canceled, q, &SoftwareUpdateClient::abortDownload);
+    TransferDialog* const dialog = windows.makeProgress(QFileInfo(downloadPath).fileName());
+    QObject::connect(running, &PackageDownload::waiting, dialog, &TransferDialog::showPause);
+    QObject::connect(running, &PackageDownload::verifying, dialog, &TransferDialog::showBusy);
+    QObject::connect(dialog, &TransferDialog::canceled, q, &SoftwareUpdateClient::abortDownload);
     running->start();
 }
 

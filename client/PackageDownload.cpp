@@ -52,14 +52,6 @@ PackageDownload::~PackageDownload()
     }
 }
 
-void PackageDownload::setPolicy(const DownloadPolicy& policy, const DownloadCache& cache,
-                                ResumableDownload::ProxyChoice proxy)
-{
-    m_policy = policy;
-    m_cache = cache;
-    m_proxy = std::move(proxy);
-}
-
 // A legacy signature is one of the file itself.
 bool PackageDownload::isHashed() const
 {
@@ -89,7 +81,7 @@ void PackageDownload::downloadPackage()
 // Ranges are a matter of HTTP.
 void PackageDownload::fetch(const QUrl& url, const QString& path)
 {
-    if (m_policy.retries > 0 && url.scheme().startsWith(QLatin1String("http"))) {
+    if (m_retries && url.scheme().startsWith(QLatin1String("http"))) {
         fetchResumable(url, path);
         return;
     }
@@ -104,7 +96,7 @@ void PackageDownload::fetch(const QUrl& url, const QString& path)
 
 void PackageDownload::fetchResumable(const QUrl& url, const QString& path)
 {
-    auto partial = m_step == ePackage ? m_cache->open(url, m_publicKeys) : nullptr;
+    auto partial = m_step == ePackage ? m_retries->cache.open(url, m_publicKeys) : nullptr;
     partial = partial ? std::move(partial) : PartialFile::beside(path);
     if (!partial) {
         SOFTWAREUPDATE_LOG(Log::eError, "zk::SoftwareUpdateClient::installPackage",
@@ -112,8 +104,8 @@ void PackageDownload::fetchResumable(const QUrl& url, const QString& path)
         fail(QNetworkReply::UnknownContentError);
         return;
     }
-    m_resumable =
-        std::make_unique<ResumableDownload>(url, path, std::move(partial), m_policy, m_proxy);
+    m_resumable = std::make_unique<ResumableDownload>(url, path, std::move(partial),
+                                                      m_retries->policy, m_retries->proxy);
     connect(m_resumable.get(), &ResumableDownload::progressed, this, &PackageDownload::report);
     connect(m_resumable.get(), &ResumableDownload::waiting, this, &PackageDownload::waiting);
     connect(m_resumable.get(), &ResumableDownload::ended, this,

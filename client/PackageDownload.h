@@ -31,6 +31,15 @@ class PackageDownload final : public QObject
     Q_OBJECT
 
 public:
+    struct Retries
+    {
+        DownloadPolicy policy;
+        /** For the partial file of the package. */
+        DownloadCache cache;
+        /** Asked before each try. */
+        ResumableDownload::ProxyChoice proxy;
+    };
+
     /**
      * Downloads @p package from @p url to the file @p path, in a folder of its own. With
      * @p publicKeys, it must be signed by one of them. @p downloader must outlive the object.
@@ -39,12 +48,8 @@ public:
                     QStringList publicKeys);
     ~PackageDownload() override;
 
-    /**
-     * Has it go on after failures as @p policy says, with the partial file in @p cache; to be
-     * called before start(). @p proxy is asked before each try.
-     */
-    void setPolicy(const DownloadPolicy& policy, const DownloadCache& cache,
-                   ResumableDownload::ProxyChoice proxy);
+    /** Has it go on after failures; to be called before start(). */
+    void setRetries(const Retries& retries) { m_retries = retries; }
     void start();
 
     [[nodiscard]] const PackageInfo& package() const { return m_package; }
@@ -80,9 +85,7 @@ private:
     const QStringList m_publicKeys;
     Step m_step = eSignature;
     std::optional<PackageSignature> m_signature;
-    DownloadPolicy m_policy;
-    std::optional<DownloadCache> m_cache;
-    ResumableDownload::ProxyChoice m_proxy;
+    std::optional<Retries> m_retries;
     /** What is downloaded now, with a policy; else the downloader does it. */
     std::unique_ptr<ResumableDownload> m_resumable;
     std::shared_ptr<BodyHash> m_hash;

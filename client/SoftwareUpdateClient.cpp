@@ -1,12 +1,12 @@
 #include "client/SoftwareUpdateClient.h"
 
 #include "client/SoftwareUpdateClientPrivate.h"
-#include "client/SystemProxy.h"
 
 #include "catalogue/PackageSelection.h"
 #include "support/DialogFlags.h"
 #include "support/Log.h"
 #include "support/Minisign.h"
+#include "support/SystemProxy.h"
 #include "ui/SoftwareUpdateAvailableDialog.h"
 
 #include <utility>
@@ -122,7 +122,9 @@ void SoftwareUpdateClient::setPackagePublicKeys(const QStringList& keys)
 void SoftwareUpdateClient::setOptions(const UpdateOptions& options)
 {
     d->options = options;
-    d->tidyDownloads();
+    if (options.download.retries > 0) {
+        d->tidying = DownloadCache(d->store.read().productName).tidyInBackground();
+    }
 }
 
 void SoftwareUpdateClient::setParent(QWidget* parent)

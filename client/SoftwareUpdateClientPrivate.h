@@ -66,8 +66,6 @@ struct SoftwareUpdateClientPrivate
     [[nodiscard]] QUrl resolved(const QUrl& url) const;
     void openLink(const QUrl& url) const;
 
-    [[nodiscard]] DownloadCache downloadCache() const;
-    void tidyDownloads();
     void startDownload(const PackageInfo& package);
     void refusePackage(const QString& reason) const;
     void dispatch();

@@ -2,6 +2,7 @@
 
 #include "download/DownloadFileName.h"
 #include "download/PartialFile.h"
+#include "support/BackgroundTask.h"
 #include "support/Minisign.h"
 
 #include <QCryptographicHash>
@@ -86,6 +87,15 @@ std::unique_ptr<PartialFile> DownloadCache::open(const QUrl& url,
     PartialFile::Place place{path + partSuffix, path + recordSuffix,
                              name + ' ' + keyIds(publicKeys), locked(path + lockSuffix)};
     return place.lock ? PartialFile::in(std::move(place)) : nullptr;
+}
+
+std::unique_ptr<BackgroundTask> DownloadCache::tidyInBackground() const
+{
+    return std::make_unique<BackgroundTask>(
+        [cache = *this](const std::atomic<bool>& /*isCancelled*/) {
+            cache.tidy(QDateTime::currentDateTime());
+            return QString();
+        });
 }
 
 void DownloadCache::tidy(const QDateTime& now) const

@@ -9,6 +9,7 @@ class QUrl;
 
 namespace zk {
 
+class BackgroundTask;
 class PartialFile;
 
 /**
@@ -36,6 +37,8 @@ public:
     /** Removes what is older than a week or not one of the two newest, unless it is in use.
      * Callable from any thread. */
     void tidy(const QDateTime& now) const;
+    /** The same, now, on a thread that ends with the result. */
+    [[nodiscard]] std::unique_ptr<BackgroundTask> tidyInBackground() const;
 
 private:
     QString m_folder;

@@ -3,8 +3,8 @@
 #include "Rows.h"
 #include "ToolRun.h"
 
-#include "client/SystemProxy.h"
 #include "download/DownloadCache.h"
+#include "support/SystemProxy.h"
 
 #include <QSslConfiguration>
 #include <QStandardPaths>

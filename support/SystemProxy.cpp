@@ -1,4 +1,4 @@
-#include "client/SystemProxy.h"
+#include "support/SystemProxy.h"
 
 #include "support/Log.h"
 
