@@ -47,6 +47,11 @@ int firstOffset(const QString& text, int begin, int end)
     return begin;
 }
 
+bool isKnown(const QByteArray& encoding)
+{
+    return encoding.isEmpty() || QTextCodec::codecForName(encoding);
+}
+
 void collect(const SourceElement& set, std::vector<const SourceElement*>& packages)
 {
     for (const SourceElement* child : set.children) {
@@ -117,7 +122,14 @@ void SourceDocument::read()
     while (!reader.atEnd() && !m_error) {
         const auto token = reader.readNext();
         const int tokenEnd = int(reader.characterOffset());
-        if (token == QXmlStreamReader::StartElement) {
+        if (token == QXmlStreamReader::StartDocument &&
+            !isKnown(reader.documentEncoding().toLatin1())) {
+            // Qt 5 reports this itself. Qt 6 ignores the declaration of decoded text, and would
+            // refuse encodings of undecoded text that clients read.
+            m_error = SyntaxError{
+                tokenEnd,
+                QStringLiteral("Encoding %1 is unsupported").arg(reader.documentEncoding())};
+        } else if (token == QXmlStreamReader::StartElement) {
             openElement(reader, open);
         } else if (token == QXmlStreamReader::EndElement) {
             SourceElement& element = *open.back();
