@@ -1,14 +1,21 @@
 #!/usr/bin/env bash
-# build-sysroot.sh FOLDER [STAGE...]: builds what the cross build for Windows needs, from the distribution's own source
-# packages, into FOLDER. Made for an empty Debian 12 machine; it is not part of CI. Stages: packages zlib libdeflate libzip
-# libsodium httplib qt runtime (default: all, in this order). Sources and objects stay in FOLDER.build.
+# [QT=6] build-sysroot.sh FOLDER [STAGE...]: builds what the cross build for Windows needs, from the distribution's own
+# source packages, into FOLDER: with Qt 5.15, or with QT=6 in the environment Qt 6. Made for an empty Debian 12 machine; it is
+# not part of CI. Stages: packages zlib libdeflate libzip libsodium httplib qt runtime; with Qt 6, compat after qt (default:
+# all, in this order). Sources and objects stay in FOLDER.build.
 set -euo pipefail
-[ $# -gt 0 ] || { sed -n '2,4s/^# //p' "$0" >&2; exit 2; }
+[ $# -gt 0 ] || { sed -n '2,5s/^# //p' "$0" >&2; exit 2; }
 mkdir -p "$1" "$1.build/bin"
 target=$(realpath "$1") work=$(realpath "$1.build")
 shift
-stages=("${@:-}")
-[ -n "${stages[0]}" ] || stages=(packages zlib libdeflate libzip libsodium httplib qt runtime)
+qt=${QT:-5}
+[[ $qt = [56] ]] || { echo "QT is '$qt'; it may be 5 or 6" >&2; exit 2; }
+stages=("$@")
+if [ $# -eq 0 ]; then
+    stages=(packages zlib libdeflate libzip libsodium httplib qt)
+    [ "$qt" = 5 ] || stages+=(compat)
+    stages+=(runtime)
+fi
 jobs=${CMAKE_BUILD_PARALLEL_LEVEL:-$(nproc)}
 triplet=x86_64-w64-mingw32
 
@@ -37,7 +44,8 @@ with_cmake() {
     local source
     source=$(source_of "$1")
     cmake -S "$source" -B "$work/build-$1" -G Ninja -DCMAKE_BUILD_TYPE=Release -DCMAKE_SYSTEM_NAME=Windows \
-        -DCMAKE_SYSTEM_PROCESSOR=x86_64 -DCMAKE_C_COMPILER=$triplet-gcc -DCMAKE_RC_COMPILER=$triplet-windres \
+        -DCMAKE_SYSTEM_PROCESSOR=x86_64 -DCMAKE_C_COMPILER=$triplet-gcc -DCMAKE_CXX_COMPILER=$triplet-g++ \
+        -DCMAKE_RC_COMPILER=$triplet-windres \
         -DCMAKE_FIND_ROOT_PATH="$target" -DCMAKE_FIND_ROOT_PATH_MODE_PROGRAM=NEVER \
         -DCMAKE_FIND_ROOT_PATH_MODE_LIBRARY=ONLY -DCMAKE_FIND_ROOT_PATH_MODE_INCLUDE=ONLY \
         -DCMAKE_FIND_ROOT_PATH_MODE_PACKAGE=ONLY -DCMAKE_INSTALL_PREFIX="$target" -DBUILD_SHARED_LIBS=OFF "${@:2}"
@@ -50,8 +58,10 @@ license() { install -D -m 644 "$1" "$target/licenses/$2"; }
 stage_packages() {
     sed -i 's/^Types: deb$/Types: deb deb-src/' /etc/apt/sources.list.d/*.sources 2>/dev/null || true
     apt-get update -qq
+    local host_tools=()
+    [ "$qt" = 5 ] || host_tools=(qt6-base-dev qt6-base-dev-tools)
     DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends autoconf automake build-essential cmake dpkg-dev \
-        g++-mingw-w64-x86-64-posix libtool ninja-build perl pkg-config python3 >/dev/null
+        g++-mingw-w64-x86-64-posix libtool ninja-build perl pkg-config python3 "${host_tools[@]}" >/dev/null
 }
 
 stage_zlib() {
@@ -111,7 +121,9 @@ stage_httplib() {
     license "$source/LICENSE" cpp-httplib.txt
 }
 
-stage_qt() {
+stage_qt() { "build_qt$qt"; }
+
+build_qt5() {
     local source
     source=$(source_of qtbase-opensource-src)
     # The case of the names of Windows' import libraries matters on this file system.
@@ -129,6 +141,28 @@ stage_qt() {
     )
     license "$source/LICENSE.LGPL3" Qt-LGPL3.txt
 }
+
+# with_host_qt6 PACKAGE [ARGUMENTS]: with_cmake for parts of Qt 6, whose tools (moc, rcc, uic) are those of the host's Qt of
+# the same version.
+with_host_qt6() {
+    local multiarch
+    multiarch=$(dpkg-architecture -qDEB_BUILD_MULTIARCH)
+    with_cmake "$1" -DCMAKE_FIND_ROOT_PATH="$target;/usr/$triplet" -DCMAKE_PREFIX_PATH="$target" -DBUILD_SHARED_LIBS=ON \
+        -DQT_HOST_PATH=/usr -DQT_HOST_PATH_CMAKE_DIR="/usr/lib/$multiarch/cmake" -DQT_BUILD_EXAMPLES=OFF \
+        -DQT_BUILD_TESTS=OFF "${@:2}"
+}
+
+build_qt6() {
+    # tabletevent: the header of Wintab is not free, so the source package lacks it. directwrite*: the platform
+    # plugin does not link with them but without direct2d.
+    with_host_qt6 qt6-base -DQT_QMAKE_TARGET_MKSPEC=win32-g++ -DINPUT_opengl=desktop -DINPUT_openssl=no -DFEATURE_schannel=ON \
+        -DFEATURE_{vulkan,sql,printsupport,dbus,concurrent,direct2d,directwrite,directwrite3,tabletevent,icu,zstd,pkg_config}=OFF \
+        -DFEATURE_system_{zlib,pcre2,png,jpeg,freetype,harfbuzz,doubleconversion,libb2,textmarkdownreader}=OFF
+    license "$(source_of qt6-base)/LICENSES/LGPL-3.0-only.txt" Qt-LGPL3.txt
+}
+
+# Qt 6's module with QRegExp, QTextCodec and the SAX reader.
+stage_compat() { with_host_qt6 qt6-5compat; }
 
 # The runtime DLLs of this compiler.
 stage_runtime() {
