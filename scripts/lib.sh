@@ -40,20 +40,23 @@ configure() {
     cmake --preset "$preset" "${launcher[@]}"
 }
 
-# Names the folder with Qt for Windows in SOFTWAREUPDATE_WINDOWS_SYSROOT; unpacks the archive beside the project
-# if the variable is not set. Fails if there is neither.
+# find_windows_sysroot [-qt6]: names the folder with Qt for Windows in SOFTWAREUPDATE_WINDOWS_SYSROOT. It is what
+# SOFTWAREUPDATE_WINDOWS_SYSROOT, with Qt 6 SOFTWAREUPDATE_WINDOWS_SYSROOT_QT6, names already; if not set, the archive
+# beside the project is unpacked. Fails if there is neither.
 find_windows_sysroot() {
-    local archive=../shared/windows-sysroot.tar.xz
-    if [ -z "${SOFTWAREUPDATE_WINDOWS_SYSROOT:-}" ]; then
+    local suffix=${1:-} variable=SOFTWAREUPDATE_WINDOWS_SYSROOT
+    [ "$suffix" != -qt6 ] || variable=SOFTWAREUPDATE_WINDOWS_SYSROOT_QT6
+    local sysroot=${!variable:-} archive=../shared/windows-sysroot$suffix.tar.xz
+    if [ -z "$sysroot" ]; then
         [ -f "$archive" ] || return 1
-        if [ ! -d build/sysroot/win64/include ]; then
+        sysroot=$PWD/build/sysroot/win64$suffix
+        if [ ! -d "$sysroot/include" ]; then
             say "unpacking $archive"
             mkdir -p build/sysroot
             tar -C build/sysroot -xJf "$archive"
         fi
-        SOFTWAREUPDATE_WINDOWS_SYSROOT=$PWD/build/sysroot/win64
     fi
-    export SOFTWAREUPDATE_WINDOWS_SYSROOT
+    export SOFTWAREUPDATE_WINDOWS_SYSROOT=$sysroot
 }
 
 # A private Wine prefix, isolated from the user's; only its own server is ended.

@@ -16,7 +16,8 @@ export WINEQT_FORCE_STDERR_LOGGING=1
 export WINEQT_HASH_SEED=${QT_HASH_SEED:-0}
 export WINEQT_SCALE_FACTOR=${QT_SCALE_FACTOR:-1}
 WINEPATH="$(windows_path "$sysroot/bin");$(windows_path "$runtime");$(windows_path /usr/x86_64-w64-mingw32/lib)"
-WINEPATH+=";$(windows_path "$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)/build/windows")"
+build=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)/build
+WINEPATH+=";$(windows_path "$build/windows");$(windows_path "$build/windows-qt6")"
 export WINEPATH
 # Through a file: Wine's services inherit the output, and the reader of a pipe would wait for them.
 output=$(mktemp)
