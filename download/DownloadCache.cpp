@@ -10,7 +10,6 @@
 #include <QDir>
 #include <QFileInfo>
 #include <QLockFile>
-#include <QRegularExpression>
 #include <QStandardPaths>
 #include <QUrl>
 
@@ -29,6 +28,21 @@ constexpr qint64 daysKept = 7;
 const auto partSuffix = QLatin1String(".part");
 const auto recordSuffix = QLatin1String(".json");
 const auto lockSuffix = QLatin1String(".lock");
+constexpr int hashLength = 64;
+
+// Not a regular expression: tidy() runs in a thread, and with MinGW those of Qt 6 crash a thread
+// that ends.
+bool isOurs(const QString& file)
+{
+    const QStringView hash = QStringView(file).left(hashLength);
+    const QStringView suffix = QStringView(file).mid(hash.size());
+    return hash.size() == hashLength &&
+           (suffix == partSuffix || suffix == recordSuffix || suffix == lockSuffix) &&
+           std::all_of(hash.cbegin(), hash.cend(), [](QChar c) {
+               return (c >= QLatin1Char('0') && c <= QLatin1Char('9')) ||
+                      (c >= QLatin1Char('a') && c <= QLatin1Char('f'));
+           });
+}
 
 // Bytes that were fetched for other keys may come from somebody who is no longer trusted.
 QByteArray keyIds(const QStringList& publicKeys)
@@ -104,12 +118,11 @@ void DownloadCache::tidy(const QDateTime& now) const
     if (!folder.isDir() || folder.isSymLink()) {
         return;
     }
-    static const QRegularExpression ours(QStringLiteral("^[0-9a-f]{64}(\\.part|\\.json|\\.lock)$"));
     const QStringList files = QDir(m_folder).entryList(QDir::Files | QDir::Hidden | QDir::System);
     std::map<QString, QDateTime> parts; // each once, with the time of its last byte
     for (const QString& file : files) {
-        if (ours.match(file).hasMatch()) {
-            const QString path = m_folder + QLatin1Char('/') + QFileInfo(file).completeBaseName();
+        if (isOurs(file)) {
+            const QString path = m_folder + QLatin1Char('/') + file.left(hashLength);
             parts[path] = QFileInfo(path + partSuffix).lastModified();
         }
     }
