@@ -6,8 +6,7 @@
 
 #include "Figures.h"
 
-#include "catalogue/DocumentParser.h"
-#include "catalogue/PackageSelection.h"
+#include "install/DownloadManager.h"
 
 #include <QBuffer>
 #include <QDomDocument>
@@ -58,7 +57,7 @@ PackageInfoList parse(const QByteArray& document)
     QBuffer buffer;
     buffer.setData(document);
     buffer.open(QIODevice::ReadOnly);
-    return UpdateDocument::parse(&buffer);
+    return DownloadManager::parseXML(&buffer);
 }
 
 // Peak resident memory of this process since the last call, in MiB; 0 if the system does not report
@@ -202,14 +201,14 @@ void besideCopying(benchmark::State& state, const char* what,
 void findPackageCandidates(benchmark::State& state)
 {
     besideCopying(state, "findPackageCandidates", [](PackageInfoList& packages) {
-        benchmark::DoNotOptimize(PackageSelection::findCandidates(
+        benchmark::DoNotOptimize(DownloadManager::findPackageCandidates(
             packages, product(), QStringLiteral("Application"), {QStringLiteral("exe")}));
     });
 }
 
 void eliminateDuplicatePackages(benchmark::State& state)
 {
-    besideCopying(state, "eliminateDuplicatePackages", PackageSelection::eliminateDuplicates);
+    besideCopying(state, "eliminateDuplicatePackages", DownloadManager::eliminateDuplicatePackages);
 }
 
 void beside(benchmark::internal::Benchmark* benchmark)
