@@ -274,13 +274,15 @@ std::variant<DocumentRecord, ParseError> readDocument(QIODevice& device,
     reader.setErrorHandler(&handler);
     reader.setDeclHandler(&handler);
     reader.setDTDHandler(&handler);
-    if (reader.parse(source)) {
-        return std::move(handler.record);
+    const bool isAccepted = reader.parse(source);
+    if (source.isTooLarge()) { // maybe by no more than blanks behind the root
+        const Position end = source.position();
+        return ParseError{QStringLiteral("the document is too large"), end.line, end.column};
     }
-    if (source.isTooLarge()) {
-        handler.error.message = QStringLiteral("the document is too large");
+    if (!isAccepted) {
+        return handler.error;
     }
-    return handler.error;
+    return std::move(handler.record);
 }
 
 QT_WARNING_POP

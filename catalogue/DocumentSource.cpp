@@ -9,8 +9,34 @@ namespace zk::UpdateDocument {
 DocumentSource::DocumentSource(QIODevice& device, const DocumentLimits& limits)
     : m_device(device)
     , m_limits(limits)
-    , m_bytes(32 * 1024, Qt::Uninitialized)
+    , m_bytes(16 * 1024, Qt::Uninitialized)
 {
+}
+
+QChar DocumentSource::nextAtStop()
+{
+    if (m_at == m_end && !goOn()) {
+        ++m_endsPassed;
+        return QChar(EndOfDocument);
+    }
+    const QChar c = *m_at++;
+    m_stop = findStop();
+    return isEnd(c) ? QChar(EndOfDocument) : c;
+}
+
+// Each character of the prolog is looked at; further on, those that would end the document.
+const QChar* DocumentSource::findStop() const
+{
+    const auto length = inProlog ? 0 : QStringView(m_at, m_end).indexOf(QChar(EndOfData));
+    return length < 0 ? m_end : m_at + length;
+}
+
+bool DocumentSource::isEnd(QChar c)
+{
+    if (inProlog) {
+        m_parentheses += c == QLatin1Char('(') ? 1 : (c == QLatin1Char(')') ? -1 : 0);
+    }
+    return c == QChar(EndOfData) || m_parentheses > m_limits.depth;
 }
 
 bool DocumentSource::goOn()
@@ -21,8 +47,8 @@ bool DocumentSource::goOn()
         } else if (!fetchPiece()) {
             return false;
         }
-        m_stop = m_nextSkipped < m_skipped.size() ? m_skipped[m_nextSkipped].begin : m_piece.cend();
-    } while (m_at == m_stop);
+        m_end = m_nextSkipped < m_skipped.size() ? m_skipped[m_nextSkipped].begin : m_piece.cend();
+    } while (m_at == m_end);
     return true;
 }
 

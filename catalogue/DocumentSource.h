@@ -28,12 +28,8 @@ public:
     void fetchData() override {}
     QChar next() override
     {
-        if (m_at == m_stop && !goOn()) {
-            ++m_endsPassed;
-            return QChar(EndOfDocument);
-        }
-        const QChar c = *m_at++;
-        return c == QChar(EndOfData) || (inProlog && isTooDeep(c)) ? QChar(EndOfDocument) : c;
+        // Called for each character: whatever takes more than this has a stop of its own.
+        return m_at != m_stop ? *m_at++ : nextAtStop();
     }
 
     /** To be called for each tag; tells whether the text that follows is a value. */
@@ -53,11 +49,9 @@ public:
     bool inProlog = true;
 
 private:
-    bool isTooDeep(QChar c)
-    {
-        m_parentheses += c == QLatin1Char('(') ? 1 : (c == QLatin1Char(')') ? -1 : 0);
-        return m_parentheses > m_limits.depth;
-    }
+    QChar nextAtStop();
+    [[nodiscard]] bool isEnd(QChar c);
+    [[nodiscard]] const QChar* findStop() const;
     bool goOn();
     bool fetchPiece();
     bool followPiece();
@@ -67,7 +61,9 @@ private:
     QByteArray m_bytes;
     QString m_piece;
     const QChar* m_at = m_piece.cbegin();
-    /** Where what follows is not handed on any more: the next range to skip, or the end. */
+    /** Where the next range to skip begins, or the end. */
+    const QChar* m_end = m_at;
+    /** Where the next character is not simply handed on. */
     const QChar* m_stop = m_at;
     /** Where the reader was when it told of a tag last; null when that was not in this piece. */
     const QChar* m_tag = nullptr;

@@ -65,6 +65,9 @@ QString takeLastSection(const QString& text, int& end)
 quint32 parseFileSize(const QString& text)
 {
     const auto number = [&text] { return QStringView(text).chopped(2).toDouble(); };
+    if (!text.isEmpty() && text.back().isDigit()) {
+        return text.toUInt(nullptr, 10);
+    }
     if (text.endsWith(QLatin1String("MB"), Qt::CaseInsensitive)) {
         return lowBits(number() * 1024.0 * 1024.0);
     }

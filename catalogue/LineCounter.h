@@ -38,12 +38,12 @@ public:
         }
         add(*begin);
         // Most texts have no "\r": then every "\n" with something behind it is the end of a line.
-        if (std::find(begin, end, QLatin1Char('\r')) != end) {
+        if (count(begin, end, u'\r') > 0) {
             std::for_each(begin + 1, end, [this](QChar c) { add(c); });
             return;
         }
         const QChar* const last = end - 1;
-        const auto lines = int(std::count(begin, last, QLatin1Char('\n')));
+        const int lines = count(begin, last, u'\n');
         m_line += lines;
         m_column += int(last - begin);
         if (lines > 0) {
@@ -58,6 +58,16 @@ public:
     [[nodiscard]] Position position() const { return {m_line + 1, m_column + 1}; }
 
 private:
+    // A loop that compilers vectorise, other than std::count() and std::find() with QChar.
+    static int count(const QChar* begin, const QChar* end, char16_t wanted)
+    {
+        int found = 0;
+        for (const QChar* at = begin; at != end; ++at) {
+            found += at->unicode() == wanted ? 1 : 0;
+        }
+        return found;
+    }
+
     int m_line = 0;
     int m_column = -1;
     QChar m_last;

@@ -3,6 +3,7 @@
 #include <QString>
 #include <QStringView>
 
+#include <algorithm>
 #include <cstddef>
 
 /**
@@ -93,8 +94,11 @@ constexpr bool isKindOf(int key, Kind kind)
 /** The key that is written @p word, KeyCount for any other. */
 inline Key keyOf(QStringView word)
 {
+    // QLatin1String compares as well, but by a call: every name in a document is looked up here.
+    const auto isEqual = [](QChar c, char letter) { return c.unicode() == ushort(letter); };
     for (const KeyEntry& entry : keys) {
-        if (entry.length == word.size() && word == QLatin1String(entry.name, entry.length)) {
+        if (entry.length == word.size() &&
+            std::equal(word.begin(), word.end(), entry.name, isEqual)) {
             return entry.key;
         }
     }
@@ -104,7 +108,8 @@ inline Key keyOf(QStringView word)
 /** @p tag without its prefix. */
 inline QStringView localName(QStringView tag)
 {
-    return tag.mid(tag.indexOf(QLatin1Char(':')) + 1);
+    const auto colon = std::find(tag.begin(), tag.end(), QLatin1Char(':'));
+    return colon == tag.end() ? tag : tag.mid(colon + 1 - tag.begin());
 }
 
 /** The name of the root element. */
