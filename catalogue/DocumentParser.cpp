@@ -16,12 +16,12 @@ constexpr char parseFunction[] = "zk::DownloadManager::parseXML";
 void appendPackages(SetRecord& set, Scope scope, InheritanceBudget& budget,
                     PackageInfoList& packages)
 {
+    const PackageInfo blank;
     scope.enter(set.own);
     for (; !set.packages.empty() && !budget.isSpent(); set.packages.pop_front()) {
         Scope package = scope;
-        package.enter(set.packages.front().own);
-        package.enter(set.packages.front().file);
-        packages.append(PackageInfo());
+        package.enter(set.packages.front());
+        packages.append(blank);
         package.fill(packages.last());
     }
     for (; !set.sets.empty() && !budget.isSpent(); set.sets.pop_front()) {
@@ -37,11 +37,12 @@ std::optional<ParseError> load(QIODevice& device, const DocumentLimits& limits,
         return *error;
     }
     auto& document = std::get<DocumentRecord>(loaded);
-    DocumentState state;
+    DocumentState state{document.dates};
     constexpr qint64 costOfValue = 64;
     const qint64 memory = limits.memory - document.memory;
     state.budget = {qMin(limits.inheritedValues, memory / costOfValue),
                     document.addressCharacters + memory / qint64(sizeof(QChar))};
+    packages.reserve(document.packages);
     Scope scope(state);
     scope.enter(document.top);
     appendPackages(document.root, scope, state.budget, packages);

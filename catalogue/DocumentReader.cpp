@@ -1,6 +1,7 @@
 #include "catalogue/DocumentReader.h"
 
 #include "catalogue/DocumentSource.h"
+#include "catalogue/DocumentValues.h"
 #include "catalogue/OpenLevel.h"
 #include "catalogue/RecentTexts.h"
 
@@ -76,10 +77,12 @@ private:
     bool refuseEntity() { return refuse(QStringLiteral("entity declarations are not allowed")); }
     [[nodiscard]] bool isWithinLimits(int attributes);
     [[nodiscard]] bool isAffordable();
-    const QString& keep(Key key, const QString& text);
+    quint32 numberOf(Key key, const QString& text);
+    TextRecord keep(Key key, const QString& text);
     void open(Key key, const QXmlAttributes& attributes);
     void openLevel(Key key, const QXmlAttributes& attributes);
     void closeLevel();
+    void closeLevel(OpenLevel& level, OpenLevel& parent);
     void closeRoot(OpenLevel& root);
     void tellSource() { m_source.tagPassed(m_isTextKept || m_isRootTextKept || m_depth == 0); }
 
@@ -146,8 +149,18 @@ bool Handler::isAffordable()
            refuse(QStringLiteral("the packages take too much memory"));
 }
 
-const QString& Handler::keep(Key key, const QString& text)
+quint32 Handler::numberOf(Key key, const QString& text)
 {
+    return key == Vocabulary::releaseDateKey ? record.dates.numberOf(text)
+           : key == Vocabulary::fileSizeKey  ? parseFileSize(text)
+                                             : 0;
+}
+
+TextRecord Handler::keep(Key key, const QString& text)
+{
+    if (key == Vocabulary::releaseDateKey || key == Vocabulary::fileSizeKey) {
+        return {key, numberOf(key, text), QString()};
+    }
     constexpr qint64 costOfUrl = 200;
     if (key == Vocabulary::urlKey || key == Vocabulary::baseUrlKey ||
         Vocabulary::isKindOf(key, Kind::Links)) {
@@ -155,7 +168,7 @@ const QString& Handler::keep(Key key, const QString& text)
         record.addressCharacters += text.size();
         m_longestAddress = qMax(m_longestAddress, int(text.size()));
     }
-    return m_recent.share(text);
+    return {key, 0, m_recent.share(text)};
 }
 
 void Handler::open(Key key, const QXmlAttributes& attributes)
@@ -191,20 +204,22 @@ void Handler::openLevel(Key key, const QXmlAttributes& attributes)
     OpenLevel::Texts& texts = m_levels.back().attributes;
     for (int i = 0; i < attributes.count(); ++i) {
         const QString name = attributes.qName(i);
-        const Key attribute = Vocabulary::keyOf(Vocabulary::localName(name));
+        const QStringView localName = Vocabulary::localName(name);
+        const Key attribute = Vocabulary::keyOf(localName);
         if (attribute == Vocabulary::KeyCount || Vocabulary::kindOf(attribute) == Kind::Structure ||
-            name.startsWith(QLatin1String("xmlns:"))) {
+            (localName.size() < name.size() && name.startsWith(QLatin1String("xmlns:")))) {
             continue;
         }
         // Of several that differ only in their prefix the last one counts.
         auto same = std::find_if(texts.begin(), texts.end(), [attribute](const TextRecord& text) {
             return text.key == attribute;
         });
+        TextRecord text = keep(attribute, attributes.value(i));
         if (same == texts.end()) {
-            texts.append({attribute, QString()});
-            same = texts.end() - 1;
+            texts.append(std::move(text));
+        } else {
+            *same = std::move(text);
         }
-        same->text = keep(attribute, attributes.value(i));
     }
 }
 
@@ -215,7 +230,7 @@ bool Handler::endElement(const QString& /*uri*/, const QString& /*localName*/,
     if (m_depthBelowLevel == 0) {
         closeLevel();
     } else if (--m_depthBelowLevel == 0 && m_isTextKept) {
-        m_levels.back().elements.append({m_valueKey, keep(m_valueKey, m_text)});
+        m_levels.back().elements.append(keep(m_valueKey, m_text));
         m_text = QString();
         m_isTextKept = false;
     }
@@ -225,23 +240,26 @@ bool Handler::endElement(const QString& /*uri*/, const QString& /*localName*/,
 
 void Handler::closeLevel()
 {
-    OpenLevel level = std::move(m_levels.back());
-    m_levels.pop_back();
-    if (m_levels.empty()) {
+    OpenLevel& level = m_levels.back();
+    if (m_levels.size() == 1) {
         closeRoot(level);
-        return;
+    } else {
+        closeLevel(level, m_levels[m_levels.size() - 2]);
     }
-    OpenLevel& parent = m_levels.back();
-    LevelRecord own = level.take();
+    m_levels.pop_back();
+}
+
+void Handler::closeLevel(OpenLevel& level, OpenLevel& parent)
+{
     if (level.key == Vocabulary::packageKey) {
-        parent.set.packages.push_back({std::move(own), std::move(level.file)});
+        parent.set.packages.push_back(level.take());
+        ++record.packages;
     } else if (level.key == Vocabulary::fileKey) {
-        parent.file = std::move(own);
+        parent.file = level.take();
     } else if (!level.isSet()) {
-        parent.links.push_back({level.key, firstText(level.file, own, Vocabulary::urlKey),
-                                firstText(level.file, own, Vocabulary::languageKey)});
+        parent.links.append(level.link(level.key));
     } else if (!level.set.packages.empty() || !level.set.sets.empty()) {
-        level.set.own = std::move(own);
+        level.set.own = level.take();
         parent.set.sets.push_back(std::move(level.set));
     }
 }
@@ -249,15 +267,13 @@ void Handler::closeLevel()
 // The document itself is a level as well, whose only element is the root.
 void Handler::closeRoot(OpenLevel& root)
 {
+    if (m_isRootTextKept) {
+        record.top.texts.push_back({m_rootKey, numberOf(m_rootKey, m_rootText), m_rootText});
+    } else if (Vocabulary::isKindOf(m_rootKey, Kind::Links)) {
+        record.top.links.push_back(root.link(m_rootKey));
+    }
     record.root = std::move(root.set);
     record.root.own = root.take();
-    if (m_isRootTextKept) {
-        record.top.texts.push_back({m_rootKey, m_rootText});
-    } else if (Vocabulary::isKindOf(m_rootKey, Kind::Links)) {
-        record.top.links.push_back(
-            {m_rootKey, firstText(root.file, record.root.own, Vocabulary::urlKey),
-             firstText(root.file, record.root.own, Vocabulary::languageKey)});
-    }
 }
 
 } // namespace

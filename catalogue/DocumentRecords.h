@@ -1,11 +1,11 @@
 #pragma once
 
+#include "catalogue/DateTable.h"
 #include "catalogue/Vocabulary.h"
 
 #include <QString>
 
 #include <list>
-#include <optional>
 #include <vector>
 
 namespace zk::UpdateDocument {
@@ -13,26 +13,29 @@ namespace zk::UpdateDocument {
 using Vocabulary::Key;
 using Vocabulary::Kind;
 
-/** One text value of a key. */
+/** One value of a key. */
 struct TextRecord
 {
     Key key = Vocabulary::KeyCount;
+    /** The bytes of a file size, or the number of a release date; these have no text. */
+    quint32 number = 0;
     QString text;
 };
 
-/** One link of a key; missing parts are inherited. */
+/** One link of a key; a part that is null is that of the levels above its level. */
 struct LinkRecord
 {
     Key key = Vocabulary::KeyCount;
-    std::optional<QString> address;
-    std::optional<QString> language;
+    /** Whether the address is written in the link, and not that of its level. */
+    bool hasOwnAddress = false;
+    QString address;
+    QString language;
 };
 
 /**
- * What one level of the document says.
+ * What a set says, or a package with its file element.
  *
- * Holds one text for a key with a single value and all texts for a list; the first text of a key is
- * its value.
+ * Holds all texts of a list; of a key with a single value the first text counts.
  */
 struct LevelRecord
 {
@@ -40,19 +43,12 @@ struct LevelRecord
     std::vector<LinkRecord> links;
 };
 
-/** A package and its file element; without one `file` is empty. */
-struct PackageRecord
-{
-    LevelRecord own;
-    LevelRecord file;
-};
-
 /** A set with its packages and the sets in it that hold any, each in document order. */
 struct SetRecord
 {
     LevelRecord own;
     // Lists: they neither double while they grow nor take memory while they are empty.
-    std::list<PackageRecord> packages;
+    std::list<LevelRecord> packages;
     std::list<SetRecord> sets;
 };
 
@@ -61,6 +57,8 @@ struct DocumentRecord
 {
     LevelRecord top;
     SetRecord root;
+    DateTable dates;
+    int packages = 0;
     /** Estimated bytes of the records and of the packages made of them. */
     qint64 memory = 0;
     /** Characters of all addresses, as they are written. */

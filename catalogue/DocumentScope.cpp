@@ -16,11 +16,12 @@ Scope::Scope(DocumentState& document)
 
 void Scope::enter(const LevelRecord& level)
 {
-    takeTexts(level);
     takeWords(m_platforms, level, Vocabulary::platformKey);
     takeWords(m_languages, level, Vocabulary::languageKey);
+    // Before the texts: what a link has not is inherited from the levels above.
     takeLinks(m_releaseNotes, level, Vocabulary::releaseNotesKey);
     takeLinks(m_readme, level, Vocabulary::readmeKey);
+    takeTexts(level);
 }
 
 void Scope::takeTexts(const LevelRecord& level)
@@ -29,27 +30,11 @@ void Scope::takeTexts(const LevelRecord& level)
     for (auto value = level.texts.rbegin(); value != level.texts.rend(); ++value) {
         m_texts[value->key] = &value->text;
         if (value->key == Vocabulary::releaseDateKey) {
-            m_releaseDate = dateOf(value->text);
+            m_releaseDate = m_document->dates.at(value->number);
         } else if (value->key == Vocabulary::fileSizeKey) {
-            m_fileSize = parseFileSize(value->text);
+            m_fileSize = value->number;
         }
     }
-}
-
-QDateTime Scope::dateOf(const QString& text)
-{
-    constexpr int longestDate = 19;
-    constexpr int mostKept = 256;
-    QHash<QString, QDateTime>& dates = m_document->dates;
-    const auto known = dates.constFind(text);
-    if (known != dates.constEnd()) {
-        return *known;
-    }
-    QDateTime date = parseReleaseDate(text);
-    if (text.size() <= longestDate && dates.size() < mostKept) {
-        dates.insert(text, date);
-    }
-    return date;
 }
 
 void Scope::takeWords(Words& words, const LevelRecord& level, Key key)
@@ -80,16 +65,17 @@ void Scope::takeLinks(QMultiMap<QString, QUrl>& links, const LevelRecord& level,
         }
     }
     own.unite(links); // lookups find the last one first, which are those of the levels above
-    links = own;
+    links = std::move(own);
 }
 
 void Scope::addTo(QMultiMap<QString, QUrl>& links, const LinkRecord& link) const
 {
     static const QString defaultLanguage = QLatin1String(Vocabulary::defaultLanguage);
-    const QString& language = link.language ? *link.language : text(Vocabulary::languageKey);
+    const QString& language =
+        link.language.isNull() ? text(Vocabulary::languageKey) : link.language;
+    const QString& address = link.address.isNull() ? text(Vocabulary::urlKey) : link.address;
     links.insert(language.isEmpty() ? defaultLanguage : language,
-                 link.address ? QUrl(*link.address, QUrl::TolerantMode)
-                              : inheritedUrl(text(Vocabulary::urlKey)));
+                 link.hasOwnAddress ? QUrl(address, QUrl::TolerantMode) : inheritedUrl(address));
 }
 
 QUrl Scope::inheritedUrl(const QString& address) const
@@ -108,13 +94,29 @@ void Scope::fill(PackageInfo& info) const
     info.publicRelease = text(Vocabulary::releaseVersionPublicKey);
     info.status = text(Vocabulary::releaseStatusKey);
     info.releaseDate = m_releaseDate;
-    info.url = inheritedUrl(text(Vocabulary::baseUrlKey) + text(Vocabulary::urlKey));
     info.languages = m_languages.set;
     info.releaseNotes = m_releaseNotes;
     info.readme = m_readme;
     info.fileSize = m_fileSize;
-    info.suffix = parsePackageSuffix(info.url.toString());
     info.comment = text(Vocabulary::commentKey);
+    fillAddress(info);
+}
+
+void Scope::fillAddress(PackageInfo& info) const
+{
+    const QString& base = text(Vocabulary::baseUrlKey);
+    const QString& rest = text(Vocabulary::urlKey);
+    m_document->budget.urlCharacters -= base.size() + rest.size();
+    if (m_document->budget.isSpent()) {
+        return;
+    }
+    const PackageAddress address = m_document->addresses.read(base, rest);
+    const QString suffix = parsePackageSuffix(address.text);
+    if (suffix != m_document->suffix) {
+        m_document->suffix = suffix;
+    }
+    info.url = address.url;
+    info.suffix = m_document->suffix;
 }
 
 } // namespace zk::UpdateDocument

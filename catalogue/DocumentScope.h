@@ -1,5 +1,6 @@
 #pragma once
 
+#include "catalogue/AddressReader.h"
 #include "catalogue/DocumentRecords.h"
 #include "catalogue/PackageInfo.h"
 #include "catalogue/WordLists.h"
@@ -11,10 +12,12 @@ namespace zk::UpdateDocument {
 /** What the scopes of one document have in common. */
 struct DocumentState
 {
-    InheritanceBudget budget;
-    WordLists wordLists;
-    /** By their text: reading one asks the system for the time zone, and packages share them. */
-    QHash<QString, QDateTime> dates;
+    const DateTable& dates;
+    InheritanceBudget budget = {};
+    WordLists wordLists = {};
+    AddressReader addresses = {};
+    /** That of the last package: few documents have more than one or two. */
+    QString suffix = {};
 };
 
 /**
@@ -37,12 +40,12 @@ public:
 
 private:
     void takeTexts(const LevelRecord& level);
-    [[nodiscard]] QDateTime dateOf(const QString& text);
     void takeWords(Words& words, const LevelRecord& level, Key key);
     void takeLinks(QMultiMap<QString, QUrl>& links, const LevelRecord& level, Key key);
     void addTo(QMultiMap<QString, QUrl>& links, const LinkRecord& link) const;
     [[nodiscard]] const QString& text(Key key) const { return *m_texts[key]; }
     [[nodiscard]] QUrl inheritedUrl(const QString& address) const;
+    void fillAddress(PackageInfo& info) const;
 
     DocumentState* m_document;
     std::array<const QString*, Vocabulary::KeyCount> m_texts;

@@ -5,18 +5,35 @@
 
 namespace zk::UpdateDocument {
 
-std::optional<QString> firstText(const LevelRecord& level, Key key)
+namespace {
+
+// Not null: that is a part that is missing.
+QString present(const QString& text)
 {
-    const auto found = std::find_if(level.texts.begin(), level.texts.end(),
-                                    [key](const TextRecord& text) { return text.key == key; });
-    return found == level.texts.end() ? std::nullopt : std::make_optional(found->text);
+    return text.isNull() ? QString(QLatin1String("")) : text;
 }
 
-std::optional<QString> firstText(const LevelRecord& nearest, const LevelRecord& next, Key key)
+// The first text of key, null without one.
+template <typename Texts>
+QString firstText(const Texts& texts, Key key)
 {
-    std::optional<QString> text = firstText(nearest, key);
-    return text ? text : firstText(next, key);
+    const auto found = std::find_if(texts.begin(), texts.end(),
+                                    [key](const TextRecord& text) { return text.key == key; });
+    return found == texts.end() ? QString() : present(found->text);
 }
+
+// All of first and then all of second, in as much memory as they need.
+template <typename Record, typename Second>
+std::vector<Record> joined(std::vector<Record>& first, Second& second)
+{
+    std::vector<Record> all;
+    all.reserve(first.size() + std::size_t(second.size()));
+    std::move(first.begin(), first.end(), std::back_inserter(all));
+    std::move(second.begin(), second.end(), std::back_inserter(all));
+    return all;
+}
+
+} // namespace
 
 bool OpenLevel::wants(Key value)
 {
@@ -31,22 +48,60 @@ bool OpenLevel::wants(Key value)
     return isFirst || (Vocabulary::kindOf(value) != Kind::Text && value != Vocabulary::fileKey);
 }
 
+LinkRecord OpenLevel::link(Key linkKey) const
+{
+    LinkRecord result{linkKey, true, nearestText(Vocabulary::urlKey),
+                      nearestText(Vocabulary::languageKey)};
+    result.hasOwnAddress = !result.address.isNull();
+    return result;
+}
+
+// The search for the parts of a link begins in its file element if there is one.
+QString OpenLevel::nearestText(Key textKey) const
+{
+    QString text = firstText(file.texts, textKey);
+    if (text.isNull()) {
+        text = firstText(elements, textKey);
+    }
+    return text.isNull() ? firstText(attributes, textKey) : text;
+}
+
 LevelRecord OpenLevel::take()
 {
-    LevelRecord result;
-    result.links = std::move(links);
+    takeAttributes();
+    for (LinkRecord& link : links) {
+        complete(link);
+    }
+    if (key != Vocabulary::packageKey) {
+        file = LevelRecord();
+    }
+    for (LinkRecord& link : file.links) {
+        complete(link);
+    }
+    return {joined(file.texts, elements), joined(file.links, links)};
+}
+
+void OpenLevel::takeAttributes()
+{
     for (const TextRecord& attribute : attributes) {
         if (Vocabulary::kindOf(attribute.key) == Kind::Links) {
-            // The search for its language begins in the file element if there is one.
-            result.links.push_back(
-                {attribute.key, attribute.text, firstText(file, Vocabulary::languageKey)});
+            links.append({attribute.key, true, present(attribute.text),
+                          firstText(file.texts, Vocabulary::languageKey)});
         } else if (wants(attribute.key)) {
             elements.append(attribute);
         }
     }
-    result.texts.assign(std::make_move_iterator(elements.begin()),
-                        std::make_move_iterator(elements.end()));
-    return result;
+}
+
+// What the link does not say is what its level says, but for the level's file.
+void OpenLevel::complete(LinkRecord& link) const
+{
+    if (link.address.isNull()) {
+        link.address = firstText(elements, Vocabulary::urlKey);
+    }
+    if (link.language.isNull()) {
+        link.language = firstText(elements, Vocabulary::languageKey);
+    }
 }
 
 } // namespace zk::UpdateDocument

@@ -19,7 +19,9 @@ struct OpenLevel
     [[nodiscard]] bool isSet() const { return key == Vocabulary::packageSetKey; }
     /** Whether a value of @p value counts: elements come before attributes, of a text the first. */
     [[nodiscard]] bool wants(Key value);
-    /** Moves out what the level says; it is closed then. */
+    /** What the level says as a link of @p linkKey. */
+    [[nodiscard]] LinkRecord link(Key linkKey) const;
+    /** Moves out what the level says, of a package with its file; it is closed then. */
     [[nodiscard]] LevelRecord take();
 
     static_assert(Vocabulary::KeyCount <= 32);
@@ -27,16 +29,14 @@ struct OpenLevel
     quint32 taken = 0;
     Texts elements;
     Texts attributes;
-    std::vector<LinkRecord> links;
+    QVarLengthArray<LinkRecord, 4> links;
     LevelRecord file;
     SetRecord set;
+
+private:
+    [[nodiscard]] QString nearestText(Key textKey) const;
+    void takeAttributes();
+    void complete(LinkRecord& link) const;
 };
-
-/** The text of @p key that @p level holds first. */
-[[nodiscard]] std::optional<QString> firstText(const LevelRecord& level, Key key);
-
-/** The text of @p key that @p nearest holds first, otherwise that of @p next. */
-[[nodiscard]] std::optional<QString> firstText(const LevelRecord& nearest, const LevelRecord& next,
-                                               Key key);
 
 } // namespace zk::UpdateDocument

@@ -10,27 +10,40 @@ namespace zk::UpdateDocument {
 class RecentTexts
 {
 public:
-    [[nodiscard]] const QString& share(const QString& text)
+    [[nodiscard]] QString share(const QString& text)
     {
         constexpr int longestKept = 40;
-        QString* const known =
-            text.size() > longestKept ? nullptr : &m_texts[qHash(text) % m_texts.size()];
-        if (known && *known == text) {
-            return *known;
+        if (text.size() > longestKept) {
+            m_bytes += bytesOf(text);
+            return text;
         }
-        constexpr qint64 overhead = 40; // header, allocation and the place of the string
-        m_bytes += overhead + qint64(sizeof(QChar)) * text.size();
-        if (known) {
-            *known = text;
+        const auto hash = qHash(text);
+        Known& known = m_known[hash % m_known.size()];
+        // The hash is compared first, because the other text is rarely in the processor's cache.
+        if (known.hash != hash || known.text != text) {
+            m_bytes += bytesOf(text);
+            known = {hash, text};
         }
-        return text;
+        return known.text;
     }
 
     /** Estimated bytes of the texts so far. */
     [[nodiscard]] qint64 bytes() const { return m_bytes; }
 
 private:
-    std::array<QString, 509> m_texts;
+    struct Known
+    {
+        decltype(qHash(QString())) hash = 0;
+        QString text;
+    };
+
+    static qint64 bytesOf(const QString& text)
+    {
+        constexpr qint64 overhead = 40; // header, allocation and the place of the string
+        return overhead + qint64(sizeof(QChar)) * text.size();
+    }
+
+    std::array<Known, 509> m_known;
     qint64 m_bytes = 0;
 };
 
