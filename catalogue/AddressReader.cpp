@@ -18,16 +18,32 @@ bool isPlainPath(QStringView text)
 
 } // namespace
 
-PackageAddress AddressReader::read(const QString& base, const QString& rest)
+const PackageAddress& AddressReader::read(const QString& base, const QString& rest)
 {
     if (base != m_base) {
         takeBase(base);
+    } else if (rest == m_rest) {
+        m_last.cost = 0;
+        return m_last;
+    }
+    m_rest = rest;
+    m_last = parse(base, rest);
+    return m_last;
+}
+
+PackageAddress AddressReader::parse(const QString& base, const QString& rest) const
+{
+    constexpr qint64 costOfUrl = 100;
+    constexpr qint64 costOfSchemeAndHost = 100;
+    if (base.isEmpty() && rest.isEmpty()) {
+        return {};
     }
     if (m_path.isEmpty() || !isPlainPath(rest)) {
         const QUrl url(base + rest, QUrl::TolerantMode);
-        return {url, url.toString()};
+        return {url, url.toString(), costOfUrl + (url.isRelative() ? 0 : costOfSchemeAndHost)};
     }
-    PackageAddress address = m_parsed;
+    PackageAddress address = m_parsedBase;
+    address.cost = costOfUrl;
     address.url.setPath(m_path + rest, QUrl::TolerantMode);
     address.text += rest;
     return address;
@@ -36,9 +52,9 @@ PackageAddress AddressReader::read(const QString& base, const QString& rest)
 void AddressReader::takeBase(const QString& base)
 {
     m_base = base;
-    m_parsed.url = QUrl(base, QUrl::TolerantMode);
-    m_parsed.text = m_parsed.url.toString();
-    const QUrl& url = m_parsed.url;
+    m_parsedBase.url = QUrl(base, QUrl::TolerantMode);
+    m_parsedBase.text = m_parsedBase.url.toString();
+    const QUrl& url = m_parsedBase.url;
     const QString path = url.path();
     const bool endsInPath = url.isValid() && !url.host().isEmpty() && !url.hasQuery() &&
                             !url.hasFragment() && isPlainPath(path);

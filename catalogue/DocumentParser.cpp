@@ -13,8 +13,7 @@ namespace {
 constexpr char parseFunction[] = "zk::DownloadManager::parseXML";
 
 // Takes the records out of the set: their memory serves the packages made of the next ones.
-void appendPackages(SetRecord& set, Scope scope, InheritanceBudget& budget,
-                    PackageInfoList& packages)
+void appendPackages(SetRecord& set, Scope scope, MemoryBudget& budget, PackageInfoList& packages)
 {
     const PackageInfo blank;
     scope.enter(set.own);
@@ -37,11 +36,9 @@ std::optional<ParseError> load(QIODevice& device, const DocumentLimits& limits,
         return *error;
     }
     auto& document = std::get<DocumentRecord>(loaded);
-    DocumentState state{document.dates};
-    constexpr qint64 costOfValue = 64;
     const qint64 memory = limits.memory - document.memory;
-    state.budget = {qMin(limits.inheritedValues, memory / costOfValue),
-                    document.addressCharacters + memory / qint64(sizeof(QChar))};
+    const qint64 addresses = document.addressCharacters * qint64(sizeof(QChar));
+    DocumentState state{document.dates, MemoryBudget(memory + addresses, limits.inheritedValues)};
     packages.reserve(document.packages);
     Scope scope(state);
     scope.enter(document.top);

@@ -1,6 +1,7 @@
 #include "catalogue/DocumentScope.h"
 
 #include "catalogue/DocumentValues.h"
+#include "catalogue/RecentTexts.h"
 #include "catalogue/Vocabulary.h"
 
 #include <algorithm>
@@ -54,7 +55,7 @@ void Scope::takeLinks(QMultiMap<QString, QUrl>& links, const LevelRecord& level,
     if (std::none_of(level.links.begin(), level.links.end(), isOfKey)) {
         return;
     }
-    m_document->budget.values -= links.size();
+    m_document->budget.spendValues(links.size());
     if (m_document->budget.isSpent()) {
         return;
     }
@@ -80,7 +81,9 @@ void Scope::addTo(QMultiMap<QString, QUrl>& links, const LinkRecord& link) const
 
 QUrl Scope::inheritedUrl(const QString& address) const
 {
-    m_document->budget.urlCharacters -= address.size();
+    constexpr qint64 costOfSchemeAndHost = 100;
+    m_document->budget.spendAddress(address.size());
+    m_document->budget.spendBytes(costOfSchemeAndHost);
     return m_document->budget.isSpent() ? QUrl() : QUrl(address, QUrl::TolerantMode);
 }
 
@@ -106,14 +109,17 @@ void Scope::fillAddress(PackageInfo& info) const
 {
     const QString& base = text(Vocabulary::baseUrlKey);
     const QString& rest = text(Vocabulary::urlKey);
-    m_document->budget.urlCharacters -= base.size() + rest.size();
+    m_document->budget.spendAddress(base.size() + rest.size());
     if (m_document->budget.isSpent()) {
         return;
     }
-    const PackageAddress address = m_document->addresses.read(base, rest);
+    const PackageAddress& address = m_document->addresses.read(base, rest);
+    m_document->budget.spendBytes(address.cost);
     const QString suffix = parsePackageSuffix(address.text);
     if (suffix != m_document->suffix) {
         m_document->suffix = suffix;
+        m_document->suffix.squeeze();
+        m_document->budget.spendBytes(RecentTexts::bytesOf(suffix));
     }
     info.url = address.url;
     info.suffix = m_document->suffix;

@@ -13,7 +13,7 @@ namespace zk::UpdateDocument {
 struct DocumentState
 {
     const DateTable& dates;
-    InheritanceBudget budget = {};
+    MemoryBudget budget;
     WordLists wordLists = {};
     AddressReader addresses = {};
     /** That of the last package: few documents have more than one or two. */

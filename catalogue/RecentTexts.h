@@ -14,17 +14,22 @@ public:
     {
         constexpr int longestKept = 40;
         if (text.size() > longestKept) {
-            m_bytes += bytesOf(text);
-            return text;
+            return keep(text);
         }
         const auto hash = qHash(text);
         Known& known = m_known[hash % m_known.size()];
         // The hash is compared first, because the other text is rarely in the processor's cache.
         if (known.hash != hash || known.text != text) {
-            m_bytes += bytesOf(text);
-            known = {hash, text};
+            known = {hash, keep(text)};
         }
         return known.text;
+    }
+
+    /** Estimated bytes of a text. */
+    [[nodiscard]] static qint64 bytesOf(const QString& text)
+    {
+        constexpr qint64 overhead = 42; // header, terminator and allocation
+        return overhead + qint64(sizeof(QChar)) * text.size();
     }
 
     /** Estimated bytes of the texts so far. */
@@ -37,10 +42,11 @@ private:
         QString text;
     };
 
-    static qint64 bytesOf(const QString& text)
+    // A copy, because Qt's reader leaves room for as many characters behind its texts.
+    QString keep(const QString& text)
     {
-        constexpr qint64 overhead = 40; // header, allocation and the place of the string
-        return overhead + qint64(sizeof(QChar)) * text.size();
+        m_bytes += bytesOf(text);
+        return text.isEmpty() ? text : QString(text.constData(), text.size());
     }
 
     std::array<Known, 509> m_known;

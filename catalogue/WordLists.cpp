@@ -4,10 +4,12 @@
 
 namespace zk::UpdateDocument {
 
-void WordLists::add(Words& words, const QString& text, bool isInherited, InheritanceBudget& budget)
+void WordLists::add(Words& words, const QString& text, bool isInherited, MemoryBudget& budget)
 {
     constexpr int longestKept = 64;
     constexpr int mostKept = 256;
+    constexpr qint64 costOfSet = 224;
+    constexpr qint64 costOfWord = 96;
     const QPair<int, QString> origin(words.id, text);
     const auto known = m_known.constFind(origin);
     if (known != m_known.constEnd()) {
@@ -15,12 +17,14 @@ void WordLists::add(Words& words, const QString& text, bool isInherited, Inherit
         return;
     }
     // Each word of a long text takes more memory than its characters.
-    budget.values -= isInherited ? words.set.size() : 0;
-    budget.values -= text.size() > longestKept ? text.size() / 4 : 0;
+    const int inherited = isInherited ? int(words.set.size()) : 0;
+    budget.spendValues(inherited + (text.size() > longestKept ? text.size() / 4 : 0));
     if (budget.isSpent()) {
         return;
     }
+    const auto before = words.set.size();
     addWords(words.set, text);
+    budget.spendBytes(costOfSet + costOfWord * (words.set.size() - before));
     words.id = ++m_lastId;
     if (text.size() <= longestKept && m_known.size() < mostKept) {
         m_known.insert(origin, words);

@@ -1,26 +1,13 @@
 #pragma once
 
+#include "catalogue/MemoryBudget.h"
+
 #include <QHash>
 #include <QPair>
 #include <QSet>
 #include <QString>
 
 namespace zk::UpdateDocument {
-
-/** What is left of the limits on what levels take over from those above. */
-struct InheritanceBudget
-{
-    qint64 values = 0;
-    qint64 urlCharacters = 0;
-
-    [[nodiscard]] bool isSpent() const { return values < 0 || urlCharacters < 0; }
-    /** What there was too much of. */
-    [[nodiscard]] QString excess() const
-    {
-        return values < 0 ? QStringLiteral("packages inherit too many words and links")
-                          : QStringLiteral("addresses that packages inherit are too long");
-    }
-};
 
 /** The words of a list, and a number that is the same for sets that are equal by origin. */
 struct Words
@@ -40,10 +27,10 @@ public:
     /**
      * Adds the words of @p text to @p words, unless @p budget gets spent by it.
      *
-     * A list that is not known yet is paid for: with the words it had if those are a copy of
-     * another level's (@p isInherited), and by its length before it is split.
+     * A list that is not known yet is paid for: by its length before it is split, by its words,
+     * and by those it had if they are a copy of another level's (@p isInherited).
      */
-    void add(Words& words, const QString& text, bool isInherited, InheritanceBudget& budget);
+    void add(Words& words, const QString& text, bool isInherited, MemoryBudget& budget);
 
 private:
     QHash<QPair<int, QString>, Words> m_known;
