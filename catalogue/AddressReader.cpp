@@ -1,5 +1,7 @@
 #include "catalogue/AddressReader.h"
 
+#include "catalogue/MemoryEstimate.h"
+
 #include <algorithm>
 
 namespace zk::UpdateDocument {
@@ -33,17 +35,16 @@ const PackageAddress& AddressReader::read(const QString& base, const QString& re
 
 PackageAddress AddressReader::parse(const QString& base, const QString& rest) const
 {
-    constexpr qint64 costOfUrl = 100;
-    constexpr qint64 costOfSchemeAndHost = 100;
     if (base.isEmpty() && rest.isEmpty()) {
         return {};
     }
     if (m_path.isEmpty() || !isPlainPath(rest)) {
         const QUrl url(base + rest, QUrl::TolerantMode);
-        return {url, url.toString(), costOfUrl + (url.isRelative() ? 0 : costOfSchemeAndHost)};
+        return {url, url.toString(),
+                MemoryEstimate::url + (url.isRelative() ? 0 : MemoryEstimate::schemeAndHost)};
     }
     PackageAddress address = m_parsedBase;
-    address.cost = costOfUrl;
+    address.cost = MemoryEstimate::url;
     address.url.setPath(m_path + rest, QUrl::TolerantMode);
     address.text += rest;
     return address;

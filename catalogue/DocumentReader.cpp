@@ -2,6 +2,7 @@
 
 #include "catalogue/DocumentSource.h"
 #include "catalogue/DocumentValues.h"
+#include "catalogue/MemoryEstimate.h"
 #include "catalogue/OpenLevel.h"
 #include "catalogue/RecentTexts.h"
 
@@ -80,7 +81,6 @@ private:
     quint32 numberOf(Key key, const QString& text);
     TextRecord keep(Key key, const QString& text);
     void open(Key key, const QXmlAttributes& attributes);
-    static qint64 costOf(Key level);
     void openLevel(Key key, const QXmlAttributes& attributes);
     void closeLevel();
     void closeLevel(OpenLevel& level, OpenLevel& parent);
@@ -163,11 +163,10 @@ TextRecord Handler::keep(Key key, const QString& text)
     if (key == Vocabulary::releaseDateKey || key == Vocabulary::fileSizeKey) {
         return {key, numberOf(key, text), QString()};
     }
-    constexpr qint64 costOfSchemeAndHost = 100;
     if (key == Vocabulary::urlKey || key == Vocabulary::baseUrlKey ||
         Vocabulary::isKindOf(key, Kind::Links)) {
-        m_memory += text.contains(QLatin1Char(':')) ? costOfSchemeAndHost : 0;
-        m_memory += Vocabulary::isKindOf(key, Kind::Links) ? costOf(key) : 0;
+        m_memory += text.contains(QLatin1Char(':')) ? MemoryEstimate::schemeAndHost : 0;
+        m_memory += Vocabulary::isKindOf(key, Kind::Links) ? MemoryEstimate::link : 0;
         record.addressCharacters += text.size();
         m_longestAddress = qMax(m_longestAddress, int(text.size()));
     }
@@ -198,22 +197,9 @@ void Handler::open(Key key, const QXmlAttributes& attributes)
     m_valueKey = key;
 }
 
-// The estimated bytes of a level of its own.
-qint64 Handler::costOf(Key level)
-{
-    constexpr qint64 costOfPackage = 290;
-    constexpr qint64 costOfSet = 100;
-    constexpr qint64 costOfLink = 220;
-    constexpr qint64 costOfFile = 0; // that of the package
-    return level == Vocabulary::packageKey      ? costOfPackage
-           : level == Vocabulary::packageSetKey ? costOfSet
-           : level == Vocabulary::fileKey       ? costOfFile
-                                                : costOfLink;
-}
-
 void Handler::openLevel(Key key, const QXmlAttributes& attributes)
 {
-    m_memory += costOf(key);
+    m_memory += MemoryEstimate::ofLevel(key);
     m_levels.emplace_back(key);
     OpenLevel::Texts& texts = m_levels.back().attributes;
     for (int i = 0; i < attributes.count(); ++i) {

@@ -1,7 +1,7 @@
 #include "catalogue/DocumentScope.h"
 
 #include "catalogue/DocumentValues.h"
-#include "catalogue/RecentTexts.h"
+#include "catalogue/MemoryEstimate.h"
 #include "catalogue/Vocabulary.h"
 
 #include <algorithm>
@@ -81,9 +81,8 @@ void Scope::addTo(QMultiMap<QString, QUrl>& links, const LinkRecord& link) const
 
 QUrl Scope::inheritedUrl(const QString& address) const
 {
-    constexpr qint64 costOfSchemeAndHost = 100;
     m_document->budget.spendAddress(address.size());
-    m_document->budget.spendBytes(costOfSchemeAndHost);
+    m_document->budget.spendBytes(MemoryEstimate::schemeAndHost);
     return m_document->budget.isSpent() ? QUrl() : QUrl(address, QUrl::TolerantMode);
 }
 
@@ -119,7 +118,7 @@ void Scope::fillAddress(PackageInfo& info) const
     if (suffix != m_document->suffix) {
         m_document->suffix = suffix;
         m_document->suffix.squeeze();
-        m_document->budget.spendBytes(RecentTexts::bytesOf(suffix));
+        m_document->budget.spendBytes(MemoryEstimate::ofText(suffix));
     }
     info.url = address.url;
     info.suffix = m_document->suffix;

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "catalogue/MemoryEstimate.h"
+
 #include <QString>
 
 namespace zk::UpdateDocument {
@@ -18,9 +20,8 @@ public:
     /** For words and links, each of which is stored once more. */
     void spendValues(qint64 values)
     {
-        constexpr qint64 costOfValue = 64;
         m_values -= values;
-        spend(values * costOfValue, "packages inherit too many words and links");
+        spend(values * MemoryEstimate::inheritedValue, "packages inherit too many words and links");
     }
     /** For an address, which is stored once more. */
     void spendAddress(qint64 characters)

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "catalogue/MemoryEstimate.h"
+
 #include <QString>
 
 #include <array>
@@ -25,13 +27,6 @@ public:
         return known.text;
     }
 
-    /** Estimated bytes of a text. */
-    [[nodiscard]] static qint64 bytesOf(const QString& text)
-    {
-        constexpr qint64 overhead = 42; // header, terminator and allocation
-        return overhead + qint64(sizeof(QChar)) * text.size();
-    }
-
     /** Estimated bytes of the texts so far. */
     [[nodiscard]] qint64 bytes() const { return m_bytes; }
 
@@ -45,7 +40,7 @@ private:
     // A copy, because Qt's reader leaves room for as many characters behind its texts.
     QString keep(const QString& text)
     {
-        m_bytes += bytesOf(text);
+        m_bytes += MemoryEstimate::ofText(text);
         return text.isEmpty() ? text : QString(text.constData(), text.size());
     }
 

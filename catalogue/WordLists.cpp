@@ -1,6 +1,7 @@
 #include "catalogue/WordLists.h"
 
 #include "catalogue/DocumentValues.h"
+#include "catalogue/MemoryEstimate.h"
 
 namespace zk::UpdateDocument {
 
@@ -8,8 +9,6 @@ void WordLists::add(Words& words, const QString& text, bool isInherited, MemoryB
 {
     constexpr int longestKept = 64;
     constexpr int mostKept = 256;
-    constexpr qint64 costOfSet = 224;
-    constexpr qint64 costOfWord = 96;
     const QPair<int, QString> origin(words.id, text);
     const auto known = m_known.constFind(origin);
     if (known != m_known.constEnd()) {
@@ -24,7 +23,8 @@ void WordLists::add(Words& words, const QString& text, bool isInherited, MemoryB
     }
     const auto before = words.set.size();
     addWords(words.set, text);
-    budget.spendBytes(costOfSet + costOfWord * (words.set.size() - before));
+    budget.spendBytes(MemoryEstimate::wordList +
+                      MemoryEstimate::word * (words.set.size() - before));
     words.id = ++m_lastId;
     if (text.size() <= longestKept && m_known.size() < mostKept) {
         m_known.insert(origin, words);

@@ -15,6 +15,10 @@
 #include <QTextCodec>
 #include <QXmlSimpleReader>
 
+#ifdef __GLIBC__
+#include <malloc.h>
+#endif
+
 using namespace zk;
 
 namespace {
@@ -117,9 +121,28 @@ private:
     }
     QByteArray value()
     {
-        return one({"", " ", "a", "b", "a b,c", "de", "en fr", "2017-06-30", "2MB",
-                    "http://h/x.zip", "&lt;&#65;", "&unknown;x", "\r\n", "x\ry\n", "\xc3\xb8", "]]",
-                    "-", "?"});
+        return one({"",
+                    " ",
+                    "a",
+                    "b",
+                    "a b,c",
+                    "de",
+                    "en fr",
+                    "2017-06-30",
+                    "2MB",
+                    "http://h/x.zip",
+                    "http://h/d/",
+                    "http://h/%4",
+                    "http://H",
+                    "1.zip",
+                    "&lt;&#65;",
+                    "&unknown;x",
+                    "\r\n",
+                    "x\ry\n",
+                    "\xc3\xb8",
+                    "]]",
+                    "-",
+                    "?"});
     }
     QByteArray text()
     {
@@ -350,6 +373,38 @@ private slots:
             QVERIFY2(grown < (allowance > 5 ? 120 : 5), qPrintable(form + QString::number(grown)));
             QCOMPARE(log.lines(Log::eWarning), QStringList());
         }
+    }
+
+    void keepsSmallPackagesBelowTheLimit_data()
+    {
+        test::columns<QByteArray>("document");
+        test::row("two names each", expanded("<a>{660000*<package name='n%d' release='%d'/>}</a>"));
+        test::row("two platforms each",
+                  expanded("<a>{660000*<package platform='p%d' language='l%d'/>}</a>"));
+        test::row("a comment each", expanded("<a>{420000*<package><comment>" + QByteArray(60, 'x') +
+                                             "%d</comment></package>}</a>"));
+        test::row("two links each",
+                  expanded("<a>{500000*<package readme='%d' release-notes='%d'/>}</a>"));
+        test::row("an address in every second",
+                  expanded("<a url='http://host/%41x'>{330000*<package/><package url='%d'/>}</a>"));
+        test::row("sets with a name",
+                  expanded("<a>{600000*<package-set name='%d'><package/></package-set>}</a>"));
+    }
+    // More than the limit allows; what counts is what they take until they are refused.
+    void keepsSmallPackagesBelowTheLimit()
+    {
+        if (allowance > 10) {
+            QSKIP("sanitizers take memory of their own");
+        }
+        QFETCH(QByteArray, document);
+#ifdef __GLIBC__
+        malloc_trim(0); // what earlier tests have freed must not be used again
+#endif
+        takePeakMemory();
+        const int before = takePeakMemory();
+        (void)parse(document);
+        const int grown = takePeakMemory() - before;
+        QVERIFY2(grown < 150, qPrintable(u"%1 MiB"_s.arg(grown)));
     }
 
     void keepsLimitsExactly()
