@@ -299,6 +299,32 @@ private slots:
         QVERIFY2(packages > 1500, qPrintable(QString::number(packages)));
     }
 
+    // A base is parsed once, but what follows it may change what the base means.
+    void readsAddressesAsOneText()
+    {
+        const QStringList bases = test::lines(
+            "http://h/d/\nhttp://H:80/d/e\nhttp://h/%4\nhttp://h/d/?q=/\nhttp://h/d/#\nhttp://h\n"
+            "http://h:8\nhttp://u:p@h/\nhttps://h/d\u00f8/\nd/\n/d/\nfile:///d/\nhttp:\nmailto:d/");
+        const QStringList rests = test::lines(
+            "a.zip\n1\n/a.tar.gz\na?b.exe\na#b.c/d.exe\n%41.exe\n%\n0/a\n@x/a\n:0/a\na b.zip\n"
+            "\u00f8.zip\n//x/a.zip\n../a.zip\na[].exe");
+        for (const QString& base : bases) {
+            QString document = u"<s base-url='%1'><package/>"_s.arg(base);
+            for (const QString& rest : rests) {
+                document += u"<package url='%1'/><package url='%1'/>"_s.arg(rest);
+            }
+            const PackageInfoList packages = parse((document + u"</s>"_s).toUtf8());
+            QCOMPARE(packages.size(), 1 + 2 * rests.size());
+            for (int i = 0; i < packages.size(); ++i) {
+                const QString whole = base + (i == 0 ? QString() : rests[(i - 1) / 2]);
+                const QUrl url(whole, QUrl::TolerantMode);
+                QVERIFY2(packages[i].url == url, qPrintable(whole));
+                QCOMPARE(packages[i].url.toEncoded(), url.toEncoded());
+                QCOMPARE(packages[i].suffix, UpdateDocument::parsePackageSuffix(url.toString()));
+            }
+        }
+    }
+
     void readsEncodings()
     {
         const QString xml = u"<?xml version='1.0' encoding='%1'?><package-set>"
