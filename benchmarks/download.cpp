@@ -1,14 +1,20 @@
-// Downloads of FileDownloader compared with curl, each in its own process, from an nginx on this
-// machine, measured alternately: bench_download [MEGABYTES]
+// Downloads compared with curl, each in its own process, from an nginx on this machine, measured
+// alternately: as ever, hashed while they arrive, and as one that could be continued.
+// bench_download [MEGABYTES]
 
 #include "Figures.h"
 
+#include "download/BodyHash.h"
+#include "download/PartialFile.h"
+#include "download/ResumableDownload.h"
 #include "install/FileDownloader.h"
+#include "support/Minisign.h"
 
 #include <QCoreApplication>
 #include <QElapsedTimer>
 #include <QFile>
 #include <QFileInfo>
+#include <QNetworkAccessManager>
 #include <QNetworkProxy>
 #include <QProcess>
 #include <QRandomGenerator>
@@ -18,6 +24,7 @@
 #include <QTimer>
 
 #include <algorithm>
+#include <functional>
 #include <vector>
 
 #include <sys/resource.h>
@@ -34,19 +41,10 @@ long peakMemoryMiB()
     return usage.ru_maxrss / 1024;
 }
 
-/**
- * The measured program: prints the longest time in ms for which the event loop was blocked, and by
- * how many MiB its memory grew.
- */
-int download(const QUrl& url, const QString& target)
+/** Runs the event loop; prints the longest time in ms for which it was blocked, and by how many MiB
+ * the memory grew. */
+void runMeasured(const std::function<void()>& start)
 {
-    zk::FileDownloader downloader;
-    downloader.setProxy(QNetworkProxy::NoProxy);
-    bool isWhole = false;
-    downloader.setCompletionCallback([&](const zk::FileDownloader::Result& result) {
-        isWhole = result.isWholeFile();
-        QCoreApplication::quit();
-    });
     QTimer turns;
     QElapsedTimer turn;
     qint64 longest = 0;
@@ -55,10 +53,44 @@ int download(const QUrl& url, const QString& target)
     turns.start(10);
     turn.start();
     const long idle = peakMemoryMiB();
-    downloader.downloadFile(url, target);
+    start();
     QCoreApplication::exec();
     longest = std::max(longest, turn.elapsed());
     std::printf("%lld %ld", longest, peakMemoryMiB() - idle);
+}
+
+/** The measured program. */
+int download(const QString& way, const QUrl& url, const QString& target)
+{
+    bool isWhole = false;
+    // The first one of a process loads plugins; a client has checked for updates before.
+    const QNetworkAccessManager first;
+    if (way == QLatin1String("--resumable")) {
+        zk::ResumableDownload resumable(url, target, zk::PartialFile::beside(target),
+                                        zk::DownloadPolicy{1},
+                                        [] { return QNetworkProxy(QNetworkProxy::NoProxy); });
+        QObject::connect(
+            &resumable, &zk::ResumableDownload::ended, [&](QNetworkReply::NetworkError code) {
+                isWhole = code == QNetworkReply::NoError && resumable.hash().size() == 64;
+                QCoreApplication::quit();
+            });
+        resumable.enableHash();
+        runMeasured([&] { resumable.start(); });
+        return isWhole ? 0 : 1;
+    }
+    zk::FileDownloader downloader;
+    zk::BodyHash hash;
+    const bool isHashed = way == QLatin1String("--hashed");
+    downloader.setProxy(QNetworkProxy::NoProxy);
+    if (isHashed) {
+        downloader.setBodyCallback(
+            [&hash](const char* data, qint64 size) { hash.add(data, size); });
+    }
+    downloader.setCompletionCallback([&](const zk::FileDownloader::Result& result) {
+        isWhole = result.isWholeFile() && (!isHashed || hash.result().size() == 64);
+        QCoreApplication::quit();
+    });
+    runMeasured([&] { downloader.downloadFile(url, target); });
     return isWhole ? 0 : 1;
 }
 
@@ -150,6 +182,25 @@ Run measured(const QStringList& command)
     return run;
 }
 
+/** One way to download, and what it took. */
+struct Way
+{
+    const char* option;
+    const char* name;
+    std::vector<double> times;
+    std::vector<double> ratios;
+    double longestTurn;
+    long grownMiB;
+
+    void add(const Run& run, double curl)
+    {
+        times.push_back(run.milliseconds);
+        ratios.push_back(run.milliseconds / curl);
+        longestTurn = std::max(longestTurn, run.longestTurn);
+        grownMiB = std::max(grownMiB, run.grownMiB);
+    }
+};
+
 int compare(int megabytes)
 {
     const QTemporaryDir place;
@@ -169,28 +220,40 @@ int compare(int megabytes)
     }
     const QString url = server.url("package.exe");
     const QString target = place.filePath(QStringLiteral("target"));
-    std::vector<double> ours;
     std::vector<double> curls;
-    std::vector<double> ratios;
-    double longestTurn = 0;
-    long grown = 0;
+    std::vector<double> hashing;
+    Way ways[] = {{"--download", "to the whole file", {}, {}, 0, 0},
+                  {"--hashed", "... hashed on its way", {}, {}, 0, 0},
+                  {"--resumable", "... as one that can be continued, hashed", {}, {}, 0, 0}};
     for (int round = 0; round < rounds; ++round) {
         QFile::remove(target);
-        const Run curl = measured({QStringLiteral("curl"), QStringLiteral("-so"), target, url});
-        QFile::remove(target);
-        const Run own = measured(
-            {QCoreApplication::applicationFilePath(), QStringLiteral("--download"), url, target});
-        ours.push_back(own.milliseconds);
-        curls.push_back(curl.milliseconds);
-        longestTurn = std::max(longestTurn, own.longestTurn);
-        grown = std::max(grown, own.grownMiB);
-        ratios.push_back(own.milliseconds / curl.milliseconds);
+        curls.push_back(
+            measured({QStringLiteral("curl"), QStringLiteral("-so"), target, url}).milliseconds);
+        QElapsedTimer clock;
+        clock.start();
+        (void)file.open(QIODevice::ReadOnly);
+        (void)zk::Minisign::hashOf(file);
+        file.close();
+        hashing.push_back(double(clock.elapsed()));
+        for (Way& way : ways) {
+            QFile::remove(target);
+            way.add(measured({QCoreApplication::applicationFilePath(), QLatin1String(way.option),
+                              url, target}),
+                    curls.back());
+        }
     }
-    printFigure(QStringLiteral("download of %1 MB, to the whole file").arg(megabytes),
-                milliseconds(median(ours)), QStringLiteral("curl ") + milliseconds(median(curls)),
-                QStringLiteral("%1 of curl's").arg(median(ratios), 0, 'f', 2));
-    printFigure(QStringLiteral("... longest turn of the event loop"), milliseconds(longestTurn));
-    printFigure(QStringLiteral("... memory above idle"), QStringLiteral("%1 MiB").arg(grown));
+    for (const Way& way : ways) {
+        printFigure(QStringLiteral("download of %1 MB, %2")
+                        .arg(QString::number(megabytes), QLatin1String(way.name)),
+                    milliseconds(median(way.times)),
+                    QStringLiteral("curl ") + milliseconds(median(curls)),
+                    QStringLiteral("%1 of curl's").arg(median(way.ratios), 0, 'f', 2));
+        printFigure(QStringLiteral("... longest turn of the event loop"),
+                    milliseconds(way.longestTurn));
+        printFigure(QStringLiteral("... memory above idle"),
+                    QStringLiteral("%1 MiB").arg(way.grownMiB));
+    }
+    printFigure(QStringLiteral("hashing of the same bytes alone"), milliseconds(median(hashing)));
     return 0;
 }
 
@@ -200,8 +263,8 @@ int main(int argc, char* argv[])
 {
     const QCoreApplication application(argc, argv);
     const QStringList arguments = QCoreApplication::arguments();
-    if (arguments.value(1) == QLatin1String("--download")) {
-        return download(QUrl(arguments.value(2)), arguments.value(3));
+    if (arguments.value(1).startsWith(QLatin1String("--"))) {
+        return download(arguments.value(1), QUrl(arguments.value(2)), arguments.value(3));
     }
     return compare(arguments.value(1, QStringLiteral("500")).toInt());
 }

@@ -1,12 +1,13 @@
 #include "download/BodyHash.h"
 
+#include <cstring>
 #include <system_error>
 
 namespace zk {
 
 namespace {
 
-constexpr qint64 mostWaiting = 4LL * 1024 * 1024;
+constexpr qint64 mostWaiting = 2LL * 1024 * 1024;
 
 } // namespace
 
@@ -34,9 +35,17 @@ void BodyHash::add(const char* data, qint64 size)
         m_hash.add(data, size);
         return;
     }
-    QByteArray piece(data, int(size));
     std::unique_lock<std::mutex> lock(m_mutex);
     m_changed.wait(lock, [this] { return m_waiting < mostWaiting; });
+    QByteArray piece;
+    if (!m_spare.empty()) {
+        piece = std::move(m_spare.front());
+        m_spare.pop_front();
+    }
+    lock.unlock();
+    piece.resize(int(size));
+    std::memcpy(piece.data(), data, std::size_t(size));
+    lock.lock();
     m_pieces.push_back(std::move(piece));
     m_waiting += size;
     m_changed.notify_all();
@@ -50,12 +59,13 @@ void BodyHash::run()
         if (m_pieces.empty()) {
             return;
         }
-        const QByteArray piece = std::move(m_pieces.front());
+        QByteArray piece = std::move(m_pieces.front());
         m_pieces.pop_front();
         lock.unlock();
         m_hash.add(piece.constData(), piece.size());
         lock.lock();
         m_waiting -= piece.size();
+        m_spare.push_back(std::move(piece));
         m_changed.notify_all();
     }
 }

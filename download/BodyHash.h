@@ -33,6 +33,8 @@ private:
     std::mutex m_mutex;
     std::condition_variable m_changed;
     std::deque<QByteArray> m_pieces;
+    /** To be filled again: new ones would cost as much as the hash. */
+    std::deque<QByteArray> m_spare;
     /** Bytes in m_pieces. */
     qint64 m_waiting = 0;
     bool m_isEnding = false;

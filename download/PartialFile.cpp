@@ -151,7 +151,8 @@ bool PartialFile::begin(const Content& content)
     if (m_hash) {
         enableHash();
     }
-    if (!m_file.resize(0) || !m_file.seek(0)) {
+    // Not if it is empty already: ext4 writes out a file that was truncated when it is closed.
+    if ((m_file.size() > 0 && !m_file.resize(0)) || !m_file.seek(0)) {
         return fail(m_file.errorString());
     }
     // Without a validator there is nothing to continue, and none remains to be mistaken.

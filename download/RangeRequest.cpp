@@ -20,7 +20,6 @@ namespace zk {
 namespace {
 
 constexpr int pieceSize = 256 * 1024;
-constexpr qint64 bytesInTurn = 8LL * 1024 * 1024;
 // Error pages and bodies of redirects are shorter.
 constexpr qint64 mostDrained = 4LL * 1024 * 1024;
 
@@ -89,8 +88,9 @@ void RangeRequest::receive()
         drain();
     }
     for (qint64 done = 0; m_isAccepted && m_reply->bytesAvailable() > 0; done += pieceSize) {
-        if (done >= bytesInTurn) {
-            QMetaObject::invokeMethod(this, &RangeRequest::receive, Qt::QueuedConnection);
+        if (done >= BodyWriter::readBufferSize) {
+            // Not a queued call, which would let no timer of the host through.
+            QTimer::singleShot(0, this, &RangeRequest::receive);
             return;
         }
         if (!writePiece()) {

@@ -171,7 +171,7 @@ void ResumableDownload::tick()
 void ResumableDownload::place()
 {
     if (m_partial->place(m_path)) {
-        QMetaObject::invokeMethod(this, &ResumableDownload::place, Qt::QueuedConnection);
+        QTimer::singleShot(0, this, &ResumableDownload::place);
         return;
     }
     if (!m_partial->isPlaced()) {

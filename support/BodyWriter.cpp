@@ -12,7 +12,6 @@ namespace zk {
 
 namespace {
 
-constexpr qint64 bytesInTurn = 8LL * 1024 * 1024; // less than a second on a slow stick
 // A small encoded body may fill every disk.
 constexpr qint64 maximumDecodedSize = std::numeric_limits<int>::max();
 
@@ -78,7 +77,7 @@ bool BodyWriter::receive(const QString& path)
     if (!m_decoder) {
         m_decoder.emplace(*m_reply);
     }
-    const qint64 end = m_written + bytesInTurn;
+    const qint64 end = m_written + readBufferSize;
     while (m_isFine && m_written < end && hasMore()) {
         const bool isFine = open(path) && writePiece();
         m_isFine = m_isFine && isFine;
