@@ -47,7 +47,7 @@ std::optional<ContentRange> parseContentRange(const QByteArray& header)
 
 QByteArray validatorOf(const QNetworkReply& reply)
 {
-    const QByteArray tag = reply.rawHeader("ETag").trimmed();
+    QByteArray tag = reply.rawHeader("ETag").trimmed();
     if (isStrongTag(tag)) {
         return tag;
     }

@@ -64,7 +64,7 @@ struct Download
         (void)QTest::qWaitFor([this] { return !codes.isEmpty(); }, 20'000);
         return codes.size() == 1 ? codes[0] : -1;
     }
-    bool isRight(const QByteArray& body)
+    bool isRight(const QByteArray& body) const
     {
         QBuffer buffer;
         buffer.setData(body);
