@@ -46,6 +46,11 @@ void ResumableDownload::start()
     if (m_partial->size() > 0) {
         SOFTWAREUPDATE_LOG(Log::eInfo, logName, "continuing ", logText(m_url), " after ",
                            m_partial->size(), " bytes");
+        // Queued: a slot may destroy this object.
+        const auto report = [this] {
+            emit progressed(m_partial->size(), m_partial->content().total);
+        };
+        QMetaObject::invokeMethod(this, report, Qt::QueuedConnection);
     }
     if (m_isHashed && m_partial->size() > 0) {
         rehash();

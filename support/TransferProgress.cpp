@@ -24,8 +24,10 @@ TransferProgress::TransferProgress(const QLocale& locale)
 void TransferProgress::update(qint64 received, qint64 total, qint64 ms)
 {
     constexpr qint64 sampleMs = 500;
-    if (received < m_received) {
-        // The next hop of a redirect, or the next file.
+    if (received < m_received || !m_hasBegun) {
+        // The next hop of a redirect, or the next file; one that is continued does not begin with
+        // 0.
+        m_hasBegun = true;
         m_sampledBytes = received;
         m_sampledMs = ms;
         m_speed = 0;

@@ -25,6 +25,7 @@ public:
 
 private:
     QLocale m_locale;
+    bool m_hasBegun = false;
     qint64 m_received = 0;
     qint64 m_total = 0;
     qint64 m_sampledBytes = 0;

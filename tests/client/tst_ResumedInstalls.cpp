@@ -3,7 +3,6 @@
 
 #include "download/DownloadCache.h"
 
-#include <QElapsedTimer>
 #include <QProgressBar>
 
 using namespace zk;
@@ -20,6 +19,7 @@ struct ResumedFixture : InstallFixture
 
     explicit ResumedFixture(std::chrono::milliseconds pause = std::chrono::milliseconds(1))
     {
+        cache.removeRecursively(); // which tests share where no variable moves it
         QByteArray whole = program;
         whole.resize(qMax(program.size(), 200'000)); // what follows a program does no harm
         origin.body = whole;
@@ -70,11 +70,9 @@ private slots:
         f.install();
         QTRY_VERIFY2(f.barText().contains(u"\u2026 0:"_s), qPrintable(f.barText()));
         QVERIFY2(f.barText().contains(u"kB"_s), qPrintable(f.barText()));
-        QElapsedTimer clock;
-        clock.start();
         QMetaObject::invokeMethod(f.progress(), "canceled");
-        QTRY_COMPARE(f.end(), u"window"_s);
-        QVERIFY(clock.elapsed() < 200);
+        QTest::qWait(0); // not for the pause, but for the dialog's deletion
+        QCOMPARE(f.end(), u"window"_s);
         QCOMPARE(f.cached().size(), 2); // the bytes, and whose they are
 
         f.client->setOptions(UpdateOptions::recommended());

@@ -281,7 +281,8 @@ private slots:
     void beginsAnewWhereTheRestIsNotTrusted_data()
     {
         columns<QString>("doubt");
-        for (const char* doubt : {"other keys", "no record", "half a record", "longer", "none"}) {
+        for (const char* doubt :
+             {"other keys", "no record", "half a record", "longer", "complete", "none"}) {
             row(doubt, doubt);
         }
     }
@@ -297,14 +298,18 @@ private slots:
             QVERIFY(QFile::remove(record));
         } else if (doubt == u"half a record"_s) {
             writeFile(record, readFile(record).left(90));
+        } else if (doubt == u"complete"_s) {
+            writeFile(cachedFile(u".part"_s), origin.body); // the host died before it was moved
         } else if (doubt == u"longer"_s) {
             writeFile(cachedFile(u".part"_s), QByteArray(200'001, 'x'));
         }
+        const qint64 continued = QFileInfo(cachedFile(u".part"_s)).size();
         Download d(server.url("/a.exe"), newTarget(), 1,
                    doubt == u"other keys"_s ? QStringList() : QStringList{key});
         QCOMPARE(d.end(), 0);
         QVERIFY(d.isRight(origin.body));
-        QCOMPARE(origin.asked.constLast(), doubt == u"none"_s ? u"90000"_s : u"-"_s);
+        const auto isTrusted = doubt == u"none"_s || doubt == u"complete"_s;
+        QCOMPARE(origin.asked.constLast(), isTrusted ? QString::number(continued) : u"-"_s);
     }
 
     void keepsWhatIsWholeOnAFullDisk()

@@ -167,6 +167,11 @@ private slots:
         progress.update(0, 50000 * mb, 61000);
         progress.update(2 * mb, 50000 * mb, 62000);
         QCOMPARE(progress.text(), u"2.0 MB / 48.8 GB, 2.0 MB/s, 6:56:39"_s);
+        TransferProgress continued{QLocale(QLocale::English, QLocale::UnitedStates)};
+        continued.update(40 * mb, 50 * mb, 900);
+        continued.update(41 * mb, 50 * mb, 1900);
+        QCOMPARE(continued.text(), u"41.0 MB / 50.0 MB, 1.0 MB/s, 0:09"_s);
+        QCOMPARE(continued.textInPause(61'001), u"41.0 MB / 50.0 MB \u2026 1:02"_s);
         TransferProgress french{QLocale(QLocale::French, QLocale::France)};
         french.update(3 * mb / 2, 50 * mb, 0);
         QCOMPARE(french.text(), u"1,5 Mo / 50,0 Mo"_s);
