@@ -127,6 +127,7 @@ void DownloadCache::tidy(const QDateTime& now) const
         }
     }
     std::vector<std::pair<QDateTime, QString>> newest;
+    newest.reserve(parts.size());
     for (const auto& [path, time] : parts) {
         newest.emplace_back(time, path);
     }

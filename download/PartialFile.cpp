@@ -105,7 +105,7 @@ std::optional<PartialFile::Content> PartialFile::readRecord() const
     return isOurs && !content.validator.isEmpty() ? std::optional(content) : std::nullopt;
 }
 
-bool PartialFile::writeRecord()
+bool PartialFile::writeRecord() const
 {
     const QJsonObject record{
         {QStringLiteral("owner"), QString::fromLatin1(m_place.owner)},

@@ -92,7 +92,7 @@ private:
     [[nodiscard]] bool isKept() const { return !m_place.record.isEmpty(); }
     [[nodiscard]] bool open(QIODevice::OpenMode mode);
     [[nodiscard]] std::optional<Content> readRecord() const;
-    [[nodiscard]] bool writeRecord();
+    [[nodiscard]] bool writeRecord() const;
     [[nodiscard]] bool fail(const QString& reason);
 };
 
