@@ -118,35 +118,30 @@ private:
 
     void run(bool isSlow)
     {
-        const QByteArray port = QByteArray::number(this->port());
-        const QByteArray root = m_folder.path().toUtf8();
-        if (m_program == u"nginx"_s) {
-            start(m_program, {u"-p"_s, m_folder.path(), u"-e"_s, u"error.log"_s, u"-c"_s,
-                              writeConfiguration("daemon off; master_process off; pid nginx.pid;"
-                                                 "events {}\nhttp { access_log off; server {"
-                                                 "listen 127.0.0.1:" +
-                                                 port + "; root www;" +
-                                                 (isSlow ? "limit_rate 1m;" : "") + "} }\n")});
-        } else if (m_program == u"lighttpd"_s) {
-            start(m_program,
-                  {u"-D"_s, u"-f"_s,
-                   writeConfiguration(
-                       "server.document-root = \"" + root +
-                       "/www\"\nmimetype.assign = (\"\" => \"application/octet-stream\")\n"
-                       "server.bind = \"127.0.0.1\"\n"
-                       "server.port = " +
-                       port + (isSlow ? "\nconnection.kbytes-per-second = 1000\n" : "\n"))});
-        } else {
-            QByteArray text = "ServerName localhost\nServerRoot " + root + "\nPidFile " + root +
-                              "/pid\nErrorLog " + root + "/errors\nListen 127.0.0.1:" + port +
-                              "\nDocumentRoot " + root + "/www\n";
+        const QByteArray modules("LoadModule X_module /usr/lib/apache2/modules/mod_X.so\n");
+        QByteArray text =
+            "daemon off; master_process off; pid nginx.pid; events {}\n"
+            "http { access_log off; server { listen 127.0.0.1:PORT; root www; SLOW } }\n";
+        QByteArray slow("limit_rate 1m;");
+        QStringList arguments{u"-p"_s, m_folder.path(), u"-e"_s, u"error.log"_s, u"-c"_s};
+        if (m_program == u"lighttpd"_s) {
+            text = "server.document-root = \"ROOT/www\"\nserver.bind = \"127.0.0.1\"\n"
+                   "mimetype.assign = (\"\" => \"application/octet-stream\")\nserver.port = "
+                   "PORT\nSLOW\n";
+            slow = "connection.kbytes-per-second = 1000";
+            arguments = QStringList{u"-D"_s, u"-f"_s};
+        } else if (m_program == u"apache2"_s) {
+            text = "ServerName localhost\nServerRoot ROOT\nPidFile ROOT/pid\nErrorLog ROOT/errors\n"
+                   "Listen 127.0.0.1:PORT\nDocumentRoot ROOT/www\n";
             for (const char* module : {"mpm_prefork", "authz_core", "ratelimit", "env"}) {
-                text += QByteArray("LoadModule ") + module +
-                        "_module /usr/lib/apache2/modules/mod_" + module + ".so\n";
+                text += QByteArray(modules).replace('X', module);
             }
-            text += isSlow ? "SetOutputFilter RATE_LIMIT\nSetEnv rate-limit 1000\n" : "";
-            start(m_program, {u"-X"_s, u"-f"_s, writeConfiguration(text)});
+            text += "SLOW\n";
+            slow = "SetOutputFilter RATE_LIMIT\nSetEnv rate-limit 1000";
+            arguments = QStringList{u"-X"_s, u"-f"_s};
         }
+        text.replace("ROOT", m_folder.path().toUtf8()).replace("PORT", QByteArray::number(port()));
+        start(m_program, arguments << writeConfiguration(text.replace("SLOW", isSlow ? slow : "")));
     }
 };
 

@@ -81,21 +81,6 @@ private slots:
         QCOMPARE(f.origin.asked, (QStringList{u"-"_s, u"50000"_s}));
         QCOMPARE(f.cached(), QStringList());
     }
-
-    void tellsWhatFailedAtLast()
-    {
-        ResumedFixture f;
-        f.origin.script = QStringList{u"status 503"_s};
-        f.install();
-        QTRY_COMPARE(f.end(), u"window, Download Error: Error code %1"_s.arg(
-                                  QNetworkReply::ServiceUnavailableError));
-        QCOMPARE(f.origin.asked.size(), 6);
-        // Without the policy there is one try, as ever.
-        f.client->setOptions(UpdateOptions());
-        f.install();
-        QTRY_COMPARE(f.errorBoxes().size(), 2);
-        QCOMPARE(f.origin.asked.size(), 7);
-    }
 };
 
 QTEST_MAIN(tst_ResumedInstalls)

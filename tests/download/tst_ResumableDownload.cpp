@@ -111,13 +111,78 @@ class tst_ResumableDownload : public QObject
         QTRY_COMPARE(QFileInfo(cachedFile(u".part"_s)).size(), qint64(90'000));
     }
 
+    void downloadsByItself(const QString& obstacle)
+    {
+        ScriptedServer server;
+        RangeOrigin origin;
+        leavePart(server, origin);
+        const QString part = cachedFile(u".part"_s);
+        std::unique_ptr<PartialFile> other;
+        const QString elsewhere = m_place.filePath(u"elsewhere"_s);
+        writeFile(elsewhere, "mine");
+        if (obstacle == u"another host"_s) {
+            other = DownloadCache(product).open(server.url("/a.exe"), {});
+            QVERIFY(other);
+        } else if (obstacle == u"link"_s) {
+            QVERIFY(QFile::remove(part));
+#ifdef Q_OS_WIN
+            QVERIFY(QDir().mkdir(part)); // links need rights of their own
+#else
+            QVERIFY(QFile::link(elsewhere, part));
+#endif
+        } else if (obstacle == u"folder"_s) {
+            QVERIFY(QFile::remove(part) && QDir().mkdir(part));
+        } else {
+            QVERIFY(QDir(m_cache).removeRecursively());
+            writeFile(m_cache, "a file");
+        }
+        origin.asked.clear();
+        origin.script = QStringList{u"cut 100000"_s, u"ok"_s};
+        Download d(server.url("/a.exe"), newTarget(), 2);
+        QCOMPARE(d.end(), 0);
+        QVERIFY(d.isRight(origin.body));
+        QCOMPARE(origin.asked, lines("-\n100000"));
+        QCOMPARE(readFile(elsewhere), QByteArray("mine"));
+        d.download.reset();
+        QCOMPARE(QDir(m_place.path()).entryList({u"*.part"_s}), QStringList());
+        QFile::remove(m_cache);
+    }
+
+    void beginsAnew(const QString& doubt)
+    {
+        const QString key = u"RWQf6LRCGA9i53mlYecO4IzT51TGPpvWucNSCh1CBM0QTaLn73Y7GFO3"_s;
+        ScriptedServer server;
+        RangeOrigin origin;
+        leavePart(server, origin, {key});
+        const QString record = cachedFile(u".json"_s);
+        if (doubt == u"no record"_s) {
+            QVERIFY(QFile::remove(record));
+        } else if (doubt == u"half a record"_s) {
+            writeFile(record, readFile(record).left(90));
+        } else if (doubt == u"complete"_s) {
+            writeFile(cachedFile(u".part"_s), origin.body); // the host died before it was moved
+        } else if (doubt == u"longer"_s) {
+            writeFile(cachedFile(u".part"_s), QByteArray(200'001, 'x'));
+        }
+        const qint64 continued = QFileInfo(cachedFile(u".part"_s)).size();
+        Download d(server.url("/a.exe"), newTarget(), 1,
+                   doubt == u"other keys"_s ? QStringList() : QStringList{key});
+        QCOMPARE(d.end(), 0);
+        QVERIFY(d.isRight(origin.body));
+        const auto isTrusted = doubt == u"none"_s || doubt == u"complete"_s;
+        QCOMPARE(origin.asked.constLast(), isTrusted ? QString::number(continued) : u"-"_s);
+    }
+
 private slots:
     void cleanup()
     {
         QDir(m_cache).removeRecursively();
         waitForRetiredManagers();
     }
-    void cleanupTestCase() { QDir(m_cache + u"/.."_s).removeRecursively(); }
+    void cleanupTestCase()
+    {
+        QDir(m_cache + u"/.."_s).removeRecursively();
+    }
 
     void endsWithTheRightBytes_data()
     {
@@ -141,7 +206,7 @@ private slots:
         row("one of another size", "cut 70000,range bytes 70000-199999/200001,ok", tag,
             "-,70000,-");
         row("one without a size", "cut 70000,range bytes 70000-199999/*,ok", tag, "-,70000,-");
-        row("one with nonsense", "cut 70000,range bytes 70000-9223372036854775808/x,ok", tag,
+        row("one with nonsense", "cut 70000,range bytes 70000-9223372036854775808/*,ok", tag,
             "-,70000,-");
         row("one that is compressed", "cut 70000,gzip,ok", tag, "-,70000,-");
         row("a range that is refused", "cut 70000,status 416,ok", tag, "-,70000,-");
@@ -192,10 +257,7 @@ private slots:
         row("a byte a try", "cut 1,cut 2,cut 3,cut 4", 2, 3);
         row("ranges that never fit", "cut 70000,range bytes 0-1/2,cut 60000,range bytes 0-1/2", 299,
             4);
-        row("a file that changes all the time", "cut 5000,change,cut 5000,change,cut 5000,change",
-            0, 2);
         row("a log-in page", "page", 299, 3);
-        row("a range of 2^63", "range bytes 9223372036854775808-9223372036854775809/*", 0, 1);
     }
     void givesUp()
     {
@@ -234,82 +296,20 @@ private slots:
         QCOMPARE(origin.asked, lines("-\n100000\n120000"));
     }
 
-    void downloadsByItselfWhereTheCacheIsOfNoUse_data()
-    {
-        columns<QString>("obstacle");
-        for (const char* obstacle : {"another host", "link", "folder", "no cache"}) {
-            row(obstacle, obstacle);
-        }
-    }
     void downloadsByItselfWhereTheCacheIsOfNoUse()
     {
-        QFETCH(QString, obstacle);
-        ScriptedServer server;
-        RangeOrigin origin;
-        leavePart(server, origin);
-        const QString part = cachedFile(u".part"_s);
-        std::unique_ptr<PartialFile> other;
-        const QString elsewhere = m_place.filePath(u"elsewhere"_s);
-        writeFile(elsewhere, "mine");
-        if (obstacle == u"another host"_s) {
-            other = DownloadCache(product).open(server.url("/a.exe"), {});
-            QVERIFY(other);
-        } else if (obstacle == u"link"_s) {
-            QVERIFY(QFile::remove(part));
-#ifdef Q_OS_WIN
-            QSKIP("links need rights of their own");
-#endif
-            QVERIFY(QFile::link(elsewhere, part));
-        } else if (obstacle == u"folder"_s) {
-            QVERIFY(QFile::remove(part) && QDir().mkdir(part));
-        } else {
-            QVERIFY(QDir(m_cache).removeRecursively());
-            writeFile(m_cache, "a file");
-        }
-        origin.asked.clear();
-        origin.script = QStringList{u"cut 100000"_s, u"ok"_s};
-        Download d(server.url("/a.exe"), newTarget(), 2);
-        QCOMPARE(d.end(), 0);
-        QVERIFY(d.isRight(origin.body));
-        QCOMPARE(origin.asked, lines("-\n100000"));
-        QCOMPARE(readFile(elsewhere), QByteArray("mine"));
-        d.download.reset();
-        QCOMPARE(QDir(m_place.path()).entryList({u"*.part"_s}), QStringList());
-        QFile::remove(m_cache);
-    }
-
-    void beginsAnewWhereTheRestIsNotTrusted_data()
-    {
-        columns<QString>("doubt");
-        for (const char* doubt :
-             {"other keys", "no record", "half a record", "longer", "complete", "none"}) {
-            row(doubt, doubt);
+        for (const auto& obstacle : {u"another host"_s, u"link"_s, u"folder"_s, u"no cache"_s}) {
+            downloadsByItself(obstacle);
+            cleanup();
         }
     }
     void beginsAnewWhereTheRestIsNotTrusted()
     {
-        QFETCH(QString, doubt);
-        const QString key = u"RWQf6LRCGA9i53mlYecO4IzT51TGPpvWucNSCh1CBM0QTaLn73Y7GFO3"_s;
-        ScriptedServer server;
-        RangeOrigin origin;
-        leavePart(server, origin, {key});
-        const QString record = cachedFile(u".json"_s);
-        if (doubt == u"no record"_s) {
-            QVERIFY(QFile::remove(record));
-        } else if (doubt == u"half a record"_s) {
-            writeFile(record, readFile(record).left(90));
-        } else if (doubt == u"complete"_s) {
-            writeFile(cachedFile(u".part"_s), origin.body); // the host died before it was moved
-        } else if (doubt == u"longer"_s) {
-            writeFile(cachedFile(u".part"_s), QByteArray(200'001, 'x'));
+        for (const auto& doubt : {u"other keys"_s, u"no record"_s, u"half a record"_s, u"longer"_s,
+                                  u"complete"_s, u"none"_s}) {
+            beginsAnew(doubt);
+            cleanup();
         }
-        const qint64 continued = QFileInfo(cachedFile(u".part"_s)).size();
-        Download d(server.url("/a.exe"), newTarget(), 1,
-                   doubt == u"other keys"_s ? QStringList() : QStringList{key});
-        QCOMPARE(d.end(), 0);
-        QVERIFY(d.isRight(origin.body));
-        const auto isTrusted = doubt == u"none"_s || doubt == u"complete"_s;
-        QCOMPARE(origin.asked.constLast(), isTrusted ? QString::number(continued) : u"-"_s);
     }
 
     void keepsWhatIsWholeOnAFullDisk()

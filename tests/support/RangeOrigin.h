@@ -3,7 +3,6 @@
 #include "ScriptedServer.h"
 
 #include <QList>
-#include <QRandomGenerator>
 #include <QStringList>
 
 namespace zk::test {
@@ -44,13 +43,11 @@ public:
     QStringList asked;
 
     explicit RangeOrigin(int size = 200'000)
-        : body(size, Qt::Uninitialized)
     {
-        QRandomGenerator draw(7);
-        for (char& byte : body) {
-            byte = char(draw.bounded(256));
+        while (body.size() < size) {
+            body += QByteArray::number(body.size()) + ' ';
         }
-        body[0] = 'x';
+        body.truncate(size);
     }
     void serveAt(ScriptedServer& server, const QByteArray& path)
     {
