@@ -388,7 +388,6 @@ private slots:
     void keepsSmallPackagesBelowTheLimit_data()
     {
         test::columns<QByteArray>("document");
-        test::row("two names each", expanded("<a>{660000*<package name='n%d' release='%d'/>}</a>"));
         test::row("a comment each", expanded("<a>{420000*<package><comment>" + QByteArray(60, 'x') +
                                              "%d</comment></package>}</a>"));
         test::row("sets with a name",

@@ -15,14 +15,12 @@ struct ResumedFixture : InstallFixture
 {
     ScopedVariable cacheVariable{"XDG_CACHE_HOME", temporary.path()};
     QDir cache{DownloadCache(u"Viewer"_s).folder()};
-    RangeOrigin origin{200'000};
+    RangeOrigin origin;
 
     explicit ResumedFixture(std::chrono::milliseconds pause = std::chrono::milliseconds(1))
     {
         cache.removeRecursively(); // which tests share where no variable moves it
-        QByteArray whole = program;
-        whole.resize(qMax(program.size(), 200'000)); // what follows a program does no harm
-        origin.body = whole;
+        origin.body = program + QByteArray(200'000, 'x'); // what follows a program does no harm
         origin.serveAt(server, "/setup.exe");
         UpdateOptions options = UpdateOptions::recommended();
         options.download.firstPause = pause;

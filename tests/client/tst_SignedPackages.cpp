@@ -67,10 +67,8 @@ class tst_SignedPackages : public QObject
         }
         const auto& good = std::get<PackageSignature>(accepted);
         BodyHash hash;
-        const QByteArray bytes = readFile(file);
-        for (int i = 0; i < bytes.size(); ++i) {
-            hash.add(bytes.constData() + i, 1);
-        }
+        hash.add(readFile(file).left(3).constData(), 3);
+        hash.add(readFile(file).mid(3).constData(), readFile(file).size() - 3);
         return good.isLegacy() ? good.complaintAboutFile(file)
                                : good.complaintAboutHash(hash.result());
     }

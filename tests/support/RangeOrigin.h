@@ -28,19 +28,15 @@ inline QByteArray headerOf(const Request& request, const QByteArray& name)
  *     page        the log-in page of a network
  *     change      another file of the same size from now on; grow: a longer one
  *     range V     the rest, with this Content-Range
- *     gzip        the rest, said to be compressed
- *     only N      the next N bytes, as a range of their own
+ *     gzip        the rest, said to be compressed; only N: the next N bytes
  */
 class RangeOrigin
 {
 public:
     QByteArray body;
-    /** Header lines that tell one version of the file from another. */
-    QByteArray validators = "ETag: \"1\"\r\n";
-    /** What happens to each request; the last one again and again. */
-    QStringList script{u"ok"_s};
-    /** The first byte that each request asked for, "-" for the whole file. */
-    QStringList asked;
+    QByteArray validators = "ETag: \"1\"\r\n"; //!< header lines
+    QStringList script{u"ok"_s};               //!< the last one again and again
+    QStringList asked; //!< the first byte of each request, "-" for the whole file
 
     explicit RangeOrigin(int size = 200'000)
     {
