@@ -57,7 +57,7 @@ QByteArray response(const QByteArray& head, const QByteArray& body, const QByteA
            (length.isEmpty() ? length : "Content-Length: " + length + "\r\n") + "\r\n" + body;
 }
 
-const QByteArray whole("HTTP/1.1 200 OK\r\n");
+constexpr char whole[] = "HTTP/1.1 200 OK\r\n";
 
 /** The first @p part millionths of @p body in compressed form. */
 Answer compressed(const QByteArray& body, int part)
@@ -245,7 +245,7 @@ void Peer::serveTries(const QByteArray& path)
         const bool isCompressed =
             fault.kind == Fault::eCompressed || fault.kind == Fault::eCompressedAndCut;
         if (range.isEmpty() || isCompressed || test::headerOf(request, "If-Range") != tag()) {
-            return answerTo(whole + "ETag: " + tag() + "\r\n", m_served, fault, &arriving);
+            return answerTo(QByteArray(whole) + "ETag: " + tag() + "\r\n", m_served, fault, &arriving);
         }
         const QByteArray size = QByteArray::number(m_served.size());
         if (first >= m_served.size()) {

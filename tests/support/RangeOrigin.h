@@ -10,7 +10,8 @@ namespace zk::test {
 /** The header @p name of a request, empty if it has none. */
 inline QByteArray headerOf(const Request& request, const QByteArray& name)
 {
-    for (const QByteArray& line : request.head.split('\n')) {
+    const QList<QByteArray> lines = request.head.split('\n');
+    for (const QByteArray& line : lines) {
         if (line.toLower().startsWith(name.toLower() + ':')) {
             return line.mid(name.size() + 1).trimmed();
         }
