@@ -245,7 +245,8 @@ void Peer::serveTries(const QByteArray& path)
         const bool isCompressed =
             fault.kind == Fault::eCompressed || fault.kind == Fault::eCompressedAndCut;
         if (range.isEmpty() || isCompressed || test::headerOf(request, "If-Range") != tag()) {
-            return answerTo(QByteArray(whole) + "ETag: " + tag() + "\r\n", m_served, fault, &arriving);
+            return answerTo(QByteArray(whole) + "ETag: " + tag() + "\r\n", m_served, fault,
+                            &arriving);
         }
         const QByteArray size = QByteArray::number(m_served.size());
         if (first >= m_served.size()) {
