@@ -225,9 +225,11 @@ void Peer::serve(const QByteArray& path, const QByteArray& body, const Fault& fa
 void Peer::serveTries(const QByteArray& path)
 {
     const QList<Fault> faults = QList<Fault>{m_plan.package} + m_plan.tries + QList<Fault>{Fault()};
+    QList<Answer> answers; // of the whole file, made before the flow begins: compressing takes time
     for (const Fault& fault : faults) {
         QByteArray arriving = m_served;
-        (void)answerTo(whole, m_served, fault, &arriving);
+        answers << answerTo(QByteArray(whole) + "ETag: " + tag() + "\r\n", m_served, fault,
+                            &arriving);
         keep(arriving, fault, &m_bodies);
     }
     const QByteArray elsewhere = "/moved" + path;
@@ -241,17 +243,16 @@ void Peer::serveTries(const QByteArray& path)
         const QByteArray range = test::headerOf(request, "Range");
         const int first =
             range.mid(int(qstrlen("bytes="))).chopped(range.isEmpty() ? 0 : 1).toInt();
-        QByteArray arriving;
         const bool isCompressed =
             fault.kind == Fault::eCompressed || fault.kind == Fault::eCompressedAndCut;
         if (range.isEmpty() || isCompressed || test::headerOf(request, "If-Range") != tag()) {
-            return answerTo(QByteArray(whole) + "ETag: " + tag() + "\r\n", m_served, fault,
-                            &arriving);
+            return answers.value(number, answers.constLast());
         }
         const QByteArray size = QByteArray::number(m_served.size());
         if (first >= m_served.size()) {
             return test::http(416, {}, "Content-Range: bytes */" + size + "\r\n");
         }
+        QByteArray arriving;
         const QByteArray last = QByteArray::number(m_served.size() - 1);
         return answerTo("HTTP/1.1 206 Partial Content\r\nETag: " + tag() +
                             "\r\nContent-Range: bytes " + QByteArray::number(first) + '-' + last +

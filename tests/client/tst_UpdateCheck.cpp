@@ -147,8 +147,8 @@ private slots:
     {
         QFETCH(QByteArray, beginning);
         QFETCH(QByteArray, repeated);
-        const EndlessServer server(beginning, repeated);
         ClientFixture f;
+        const EndlessServer server(beginning, repeated);
         f.client->performUpdateCheck(server.url());
         QTRY_VERIFY(server.sent > 1'000'000 || !f.isChecking());
         if (f.isChecking()) {
