@@ -24,7 +24,7 @@ endfunction()
 function(softwareupdate_set_test_environment name)
     set_tests_properties(${name} PROPERTIES
         FAIL_REGULAR_EXPRESSION "QWARN  :"
-        ENVIRONMENT "QT_QPA_PLATFORM=offscreen;LC_ALL=C.UTF-8;QT_HASH_SEED=0;QTEST_FUNCTION_TIMEOUT=900000;XDG_RUNTIME_DIR=${CMAKE_BINARY_DIR}/runtime;http_proxy=;https_proxy=;all_proxy=;no_proxy=")
+        ENVIRONMENT "QT_QPA_PLATFORM=offscreen;LC_ALL=C.UTF-8;QT_HASH_SEED=0;QTEST_FUNCTION_TIMEOUT=900000;XDG_RUNTIME_DIR=${CMAKE_BINARY_DIR}/runtime;XDG_CACHE_HOME=${CMAKE_BINARY_DIR}/cache;http_proxy=;https_proxy=;all_proxy=;no_proxy=")
 endfunction()
 
 file(MAKE_DIRECTORY "${CMAKE_BINARY_DIR}/runtime")

@@ -15,11 +15,11 @@ namespace {
 constexpr int bufferSize = 1024 * 1024;
 constexpr qint64 largestRecord = 8LL * 1024;
 
-// Neither a link, which leads elsewhere, nor a folder or device.
-bool isPlainFile(const QString& path)
+// A link, which leads elsewhere, or a folder or device.
+bool isForeign(const QString& path)
 {
     const QFileInfo info(path);
-    return info.isFile() && !info.isSymLink();
+    return info.isSymLink() || (info.exists() && !info.isFile());
 }
 
 } // namespace
@@ -33,12 +33,8 @@ std::unique_ptr<PartialFile> PartialFile::beside(const QString& target)
 
 std::unique_ptr<PartialFile> PartialFile::in(Place place)
 {
-    const QFileInfo file(place.file);
-    const QFileInfo record(place.record);
-    const bool isThere = file.exists() || file.isSymLink();
-    const bool hasRecord = record.exists() || record.isSymLink();
-    if ((isThere && !isPlainFile(place.file)) || (hasRecord && !isPlainFile(place.record))) {
-        return nullptr; // somebody else's
+    if (isForeign(place.file) || isForeign(place.record)) {
+        return nullptr;
     }
     const QString path = place.file;
     std::unique_ptr<PartialFile> partial(new PartialFile(path, std::move(place)));
@@ -98,8 +94,11 @@ std::optional<PartialFile::Content> PartialFile::readRecord() const
         return std::nullopt;
     }
     const QJsonObject record = QJsonDocument::fromJson(file.read(largestRecord)).object();
+    // A text: JSON's numbers are too small for some sizes.
+    bool isNumber = false;
+    const qint64 total = record[QLatin1String("total")].toString().toLongLong(&isNumber);
     const Content content{record[QLatin1String("validator")].toString().toLatin1(),
-                          qint64(record[QLatin1String("total")].toDouble(-1))};
+                          isNumber ? total : -1};
     const bool isOurs =
         record[QLatin1String("owner")].toString() == QString::fromLatin1(m_place.owner);
     return isOurs && !content.validator.isEmpty() ? std::optional(content) : std::nullopt;
@@ -110,7 +109,7 @@ bool PartialFile::writeRecord() const
     const QJsonObject record{
         {QStringLiteral("owner"), QString::fromLatin1(m_place.owner)},
         {QStringLiteral("validator"), QString::fromLatin1(m_content.validator)},
-        {QStringLiteral("total"), double(m_content.total)}};
+        {QStringLiteral("total"), QString::number(m_content.total)}};
     const QByteArray text = QJsonDocument(record).toJson();
     QFile file(m_place.record);
     return file.open(QIODevice::WriteOnly) && writeAll(file, text.constData(), text.size()) &&
@@ -119,7 +118,7 @@ bool PartialFile::writeRecord() const
 
 void PartialFile::enableHash()
 {
-    m_hash = std::make_shared<BodyHash>();
+    m_hash = std::make_unique<BodyHash>();
 }
 
 bool PartialFile::rehash(const std::atomic<bool>& isCancelled)

@@ -58,6 +58,7 @@ public:
 
     /** Hashes everything appended from now on; what is there already by rehash(). */
     void enableHash();
+    [[nodiscard]] bool isHashed() const { return m_hash != nullptr; }
     /** Hashes what is there already; false if that failed or @p isCancelled became true. Callable
      * from another thread while this one waits for it. */
     [[nodiscard]] bool rehash(const std::atomic<bool>& isCancelled);
@@ -83,7 +84,7 @@ private:
     Place m_place;
     Content m_content;
     qint64 m_size = 0;
-    std::shared_ptr<BodyHash> m_hash;
+    std::unique_ptr<BodyHash> m_hash;
     std::optional<FilePlacement> m_placement;
     QString m_systemError;
     bool m_isPlaced = false;

@@ -79,7 +79,7 @@ void RangeRequest::get(const QUrl& url)
 
 void RangeRequest::receive()
 {
-    if (m_reply->isFinished()) {
+    if (m_hasEnded || m_reply->isFinished()) {
         return; // the rest is read by finish()
     }
     m_stall.start();

@@ -38,7 +38,6 @@ ResumableDownload::~ResumableDownload() = default;
 void ResumableDownload::enableHash()
 {
     m_partial->enableHash();
-    m_isHashed = true;
 }
 
 void ResumableDownload::start()
@@ -52,7 +51,7 @@ void ResumableDownload::start()
         };
         QMetaObject::invokeMethod(this, report, Qt::QueuedConnection);
     }
-    if (m_isHashed && m_partial->size() > 0) {
+    if (m_partial->isHashed() && m_partial->size() > 0) {
         rehash();
     } else {
         tryNow();
@@ -66,8 +65,11 @@ void ResumableDownload::rehash()
         return m_partial->rehash(isCancelled) ? QString() : QStringLiteral("it cannot be read");
     });
     connect(m_rehash.get(), &BackgroundTask::done, this, [this](const QString& complaint) {
+        const bool isCancelled = m_rehash->isCancelled();
         m_rehash.release()->deleteLater();
-        if (complaint.isEmpty() || m_partial->begin({})) {
+        if (isCancelled) {
+            finish(QNetworkReply::OperationCanceledError); // the host ends: the bytes are kept
+        } else if (complaint.isEmpty() || m_partial->begin({})) {
             tryNow();
         } else {
             finish(QNetworkReply::UnknownContentError);
@@ -159,7 +161,6 @@ void ResumableDownload::retry(const RangeRequest::End& end)
     tick();
 }
 
-// A machine that slept meanwhile tries at once.
 void ResumableDownload::tick()
 {
     constexpr qint64 second = 1000;

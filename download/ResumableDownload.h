@@ -68,7 +68,6 @@ private:
     /** Tries in a row without progress. */
     int m_retries = 0;
     bool m_hasBegunAnew = false;
-    bool m_isHashed = false;
 
     void rehash();
     void tryNow();

@@ -74,10 +74,7 @@ milliseconds retryAfter(const QByteArray& header, const QDateTime& now)
 bool isWebPage(const QByteArray& contentType, const QByteArray& firstBytes)
 {
     // Whatever the server calls it, this is a program, an archive or a script.
-    for (const char* const program : {"MZ", "PK",
-                                      "\x7f"
-                                      "ELF",
-                                      "#!"}) {
+    for (const char* const program : {"MZ", "PK", "\177ELF", "#!"}) {
         if (firstBytes.startsWith(program)) {
             return false;
         }
