@@ -4,7 +4,7 @@ set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 source scripts/lib.sh
 
-code_folders=(types support download catalogue ui install client updateinstaller publisher demo examples tests benchmarks fuzz faults)
+code_folders=(types trust support download catalogue ui install client updateinstaller publisher demo examples tests benchmarks fuzz faults)
 
 sources() { # PATTERN...
     local folder
@@ -25,15 +25,16 @@ step_includes() {
     say "include directions"
     local failed=0 folder allowed found
     declare -A may=(
+        [trust]="trust"
         [support]="support"
         [types]="types support"
         [catalogue]="catalogue types support"
         [ui]="ui types support"
-        [download]="download support"
-        [install]="install catalogue ui download types support"
-        [client]="client install catalogue ui download types support"
-        [updateinstaller]="updateinstaller"
-        [publisher]="publisher install catalogue ui download types support"
+        [download]="download trust support"
+        [install]="install catalogue ui download trust types support"
+        [client]="client install catalogue ui download trust types support"
+        [updateinstaller]="updateinstaller trust"
+        [publisher]="publisher install catalogue ui download trust types support"
     )
     for folder in "${!may[@]}"; do
         [ -d "$folder" ] || continue
@@ -46,8 +47,8 @@ step_includes() {
             failed=1
         fi
     done
-    found=$(grep -rnE '#include [<"]Q' updateinstaller --include='*.cpp' --include='*.h' 2>/dev/null || true)
-    [ -z "$found" ] || { echo "updateinstaller/ uses no Qt:"; echo "$found"; failed=1; }
+    found=$(grep -rnE '#include [<"]Q' updateinstaller trust --include='*.cpp' --include='*.h' 2>/dev/null || true)
+    [ -z "$found" ] || { echo "updateinstaller/ and trust/ use no Qt:"; echo "$found"; failed=1; }
     return $failed
 }
 
@@ -97,11 +98,11 @@ run_tidy() {
 }
 
 run_clazy() {
-    [[ $1 != "$PWD"/updateinstaller/* ]] || return 0
+    [[ $1 != "$PWD"/updateinstaller/* && $1 != "$PWD"/trust/* ]] || return 0
     local found
     # Its exit code is always 0: any output is a finding.
     found=$(clazy-standalone -p build/clang --checks=level0,level1 \
-        --header-filter="$PWD/(types|support|catalogue|ui|install|client|publisher|demo|examples|tests)/.*" \
+        --header-filter="$PWD/(types|trust|support|download|catalogue|ui|install|client|publisher|demo|examples|tests)/.*" \
         --ignore-dirs='.*(_autogen|/usr/|/build/).*' "$1" 2>&1 |
         grep -E 'warning:|error:' | sort -u || true)
     [ -z "$found" ] || { echo "$found"; return 1; }
