@@ -5,10 +5,10 @@
 #include "Figures.h"
 
 #include "download/BodyHash.h"
+#include "download/FileHash.h"
 #include "download/PartialFile.h"
 #include "download/ResumableDownload.h"
 #include "install/FileDownloader.h"
-#include "support/Minisign.h"
 
 #include <QCoreApplication>
 #include <QElapsedTimer>
@@ -232,7 +232,7 @@ int compare(int megabytes)
         QElapsedTimer clock;
         clock.start();
         (void)file.open(QIODevice::ReadOnly);
-        (void)zk::Minisign::hashOf(file);
+        (void)zk::hashOf<trust::Blake2b512>(file);
         file.close();
         hashing.push_back(double(clock.elapsed()));
         for (Way& way : ways) {

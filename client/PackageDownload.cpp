@@ -126,7 +126,7 @@ void PackageDownload::fetchResumable(const QUrl& url, const QString& path)
 
 void PackageDownload::report(qint64 received, qint64 total)
 {
-    if (m_step == eSignature && qMax(received, total) > Minisign::maximumSignatureSize) {
+    if (m_step == eSignature && qMax(received, total) > qint64(trust::maximumSignatureSize)) {
         fail(QNetworkReply::UnknownContentError);
     } else if (m_step == ePackage) {
         emit progressed(received, total);

@@ -5,8 +5,8 @@
 #include "catalogue/PackageSelection.h"
 #include "support/DialogFlags.h"
 #include "support/Log.h"
-#include "support/Minisign.h"
 #include "support/SystemProxy.h"
+#include "trust/Minisign.h"
 #include "ui/SoftwareUpdateAvailableDialog.h"
 
 #include <utility>
@@ -112,7 +112,7 @@ void SoftwareUpdateClient::setPackagePublicKeys(const QStringList& keys)
 {
     d->publicKeys = keys;
     for (const QString& key : keys) {
-        if (!Minisign::parsePublicKey(key)) {
+        if (!trust::parsePublicKey(key.toStdString())) {
             SOFTWAREUPDATE_LOG(Log::eError, "zk::SoftwareUpdateClient::setPackagePublicKeys",
                                "this is not a public key, nothing is accepted for it: ", key);
         }

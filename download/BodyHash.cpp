@@ -1,5 +1,7 @@
 #include "download/BodyHash.h"
 
+#include "download/FileHash.h"
+
 #include <cstring>
 #include <system_error>
 
@@ -32,7 +34,7 @@ BodyHash::~BodyHash()
 void BodyHash::add(const char* data, qint64 size)
 {
     if (!m_thread.valid()) {
-        m_hash.add(data, size);
+        m_hash.add({data, std::size_t(size)});
         return;
     }
     std::unique_lock<std::mutex> lock(m_mutex);
@@ -62,7 +64,7 @@ void BodyHash::run()
         QByteArray piece = std::move(m_pieces.front());
         m_pieces.pop_front();
         lock.unlock();
-        m_hash.add(piece.constData(), piece.size());
+        m_hash.add(viewOf(piece));
         lock.lock();
         m_waiting -= piece.size();
         m_spare.push_back(std::move(piece));
@@ -85,7 +87,7 @@ void BodyHash::end()
 QByteArray BodyHash::result()
 {
     end();
-    return m_hash.result();
+    return bytesOf(m_hash.result());
 }
 
 } // namespace zk

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "support/Minisign.h"
+#include "trust/Blake2b.h"
 
 #include <QByteArray>
 
@@ -38,7 +38,7 @@ private:
     /** Bytes in m_pieces. */
     qint64 m_waiting = 0;
     bool m_isEnding = false;
-    Minisign::Hash m_hash;
+    trust::Blake2b512 m_hash;
     // Last: the thread uses the others. Without one the caller does the work.
     std::future<void> m_thread;
 

@@ -1,9 +1,10 @@
 #include "download/DownloadCache.h"
 
 #include "download/DownloadFileName.h"
+#include "download/FileHash.h"
+#include "download/PackageSignature.h"
 #include "download/PartialFile.h"
 #include "support/BackgroundTask.h"
-#include "support/Minisign.h"
 
 #include <QCryptographicHash>
 #include <QDateTime>
@@ -48,11 +49,8 @@ bool isOurs(const QString& file)
 QByteArray keyIds(const QStringList& publicKeys)
 {
     QList<QByteArray> ids;
-    for (const QString& text : publicKeys) {
-        if (const auto key = Minisign::parsePublicKey(text)) {
-            ids << QByteArray(reinterpret_cast<const char*>(key->id.data()), int(key->id.size()))
-                       .toHex();
-        }
+    for (const trust::PublicKey& key : publicKeysIn(publicKeys)) {
+        ids << bytesOf(key.id).toHex();
     }
     std::sort(ids.begin(), ids.end());
     return ids.join(',');

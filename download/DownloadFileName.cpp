@@ -1,6 +1,6 @@
 #include "download/DownloadFileName.h"
 
-#include "support/DeviceNames.h"
+#include "trust/EntryName.h"
 
 namespace zk {
 
@@ -20,7 +20,7 @@ QString safeFileName(QString name)
         name = name.trimmed();
         name.chop(name.endsWith(QLatin1Char('.')) ? 1 : 0);
     }
-    return isDeviceName(name) ? QString() : name;
+    return trust::isDeviceName(name.toStdString()) ? QString() : name;
 }
 
 QString downloadFileName(const QUrl& url, const QString& suffix)

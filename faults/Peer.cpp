@@ -3,7 +3,7 @@
 #include "RangeOrigin.h"
 #include "ZipBuilder.h"
 
-#include "support/Minisign.h"
+#include "download/FileHash.h"
 
 #include <QBuffer>
 #include <QRandomGenerator>
@@ -71,10 +71,7 @@ Answer compressed(const QByteArray& body, int part)
 QByteArray signatureOf(const QByteArray& file, const publisher::SecretKey& key,
                        const QByteArray& comment)
 {
-    QBuffer buffer;
-    buffer.setData(file);
-    buffer.open(QIODevice::ReadOnly);
-    return key.sign(*Minisign::hashOf(buffer), comment);
+    return key.sign(bytesOf(trust::Blake2b512::of(viewOf(file))), comment);
 }
 
 } // namespace

@@ -4,7 +4,7 @@
 #include "publisher/KeyAccess.h"
 #include "publisher/PackageSource.h"
 
-#include "support/Minisign.h"
+#include "download/FileHash.h"
 
 #include <QDateTime>
 #include <QFile>
@@ -48,9 +48,9 @@ std::optional<QHash<QString, QString>> releasesOf(const QStringList& files, cons
 bool signFile(const QString& path, const QString& release, const SecretKey& key, Console& console)
 {
     QFile file(path);
-    std::optional<QByteArray> hash;
+    std::optional<trust::Blake2b512::Digest> hash;
     if (file.open(QIODevice::ReadOnly)) {
-        hash = zk::Minisign::hashOf(file, [&](qint64 done) {
+        hash = zk::hashOf<trust::Blake2b512>(file, [&](qint64 done) {
             console.progress(QFileInfo(path).fileName(), done, file.size());
             return true;
         });
@@ -69,7 +69,8 @@ bool signFile(const QString& path, const QString& release, const SecretKey& key,
     }
     comment += QStringLiteral("\thashed");
     const QString signature = path + QStringLiteral(".minisig");
-    const bool isWritten = writeFile(signature, key.sign(*hash, comment.toUtf8()), console);
+    const bool isWritten =
+        writeFile(signature, key.sign(zk::bytesOf(*hash), comment.toUtf8()), console);
     if (isWritten) {
         console.print(QStringLiteral("written: ") + signature);
     }

@@ -26,7 +26,7 @@ step_includes() {
     local failed=0 folder allowed found
     declare -A may=(
         [trust]="trust"
-        [support]="support"
+        [support]="trust support"
         [types]="types support"
         [catalogue]="catalogue types support"
         [ui]="ui types support"
@@ -67,7 +67,7 @@ step_docs() {
 # the checks. Two checkouts of the same state have the same keys.
 source_keys() {
     local root=$PWD config file sums
-    config=$(cat .clang-tidy scripts/lint.sh <(clang-tidy --version) | sha256sum)
+    config=$({ cat .clang-tidy tests/.clang-tidy; declare -f run_tidy run_clazy; clang-tidy --version; } | sha256sum)
     {
         find . -path ./build -prune -o -type f \( -name '*.cpp' -o -name '*.h' \) -exec sha256sum {} + |
             sed "s|  \./|  $root/|"

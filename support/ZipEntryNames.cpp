@@ -1,6 +1,6 @@
 #include "support/ZipEntryNames.h"
 
-#include "support/DeviceNames.h"
+#include "trust/EntryName.h"
 
 #include <QStringView>
 
@@ -10,48 +10,9 @@ namespace zk {
 
 namespace {
 
-constexpr int MaxNameLength = 1024;
-constexpr int MaxDepth = 100;
-
 bool isControl(QChar c)
 {
     return c.unicode() < 0x20 || (c.unicode() >= 0x7f && c.unicode() < 0xa0);
-}
-
-QString characterComplaint(const QString& name)
-{
-    for (const QChar c : name) {
-        if (isControl(c)) {
-            return QStringLiteral("has a control character in its name");
-        }
-        if (c == QLatin1Char('\\')) {
-            return QStringLiteral("has a backslash in its name");
-        }
-        if (c == QLatin1Char(':')) {
-            return QStringLiteral("names a drive or a stream");
-        }
-        if (QLatin1String("<>\"|?*").contains(c)) {
-            return QStringLiteral("has a character in its name that is not allowed in file names");
-        }
-    }
-    return QString();
-}
-
-QString componentComplaint(QStringView component)
-{
-    if (component.isEmpty()) {
-        return QStringLiteral("has an empty folder name in its path");
-    }
-    if (component == QLatin1String("..")) {
-        return QStringLiteral("leads out of the folder");
-    }
-    if (component.endsWith(QLatin1Char('.')) || component.endsWith(QLatin1Char(' '))) {
-        return QStringLiteral("has a name that ends with a dot or a blank");
-    }
-    if (isDeviceName(component.toString())) {
-        return QStringLiteral("has the name of a device");
-    }
-    return QString();
 }
 
 QList<QStringView> components(const QString& name)
@@ -82,30 +43,8 @@ QString withoutDotPrefix(const QString& name)
 
 QString entryNameComplaint(const QString& name)
 {
-    if (name.isEmpty()) {
-        return QStringLiteral("has no name");
-    }
-    if (name.size() > MaxNameLength) {
-        return QStringLiteral("has a name that is too long");
-    }
-    if (name.startsWith(QLatin1Char('/'))) {
-        return QStringLiteral("has an absolute path");
-    }
-    QString complaint = characterComplaint(name);
-    if (!complaint.isEmpty()) {
-        return complaint;
-    }
-    const QList<QStringView> parts = components(name);
-    if (parts.size() > MaxDepth) {
-        return QStringLiteral("is nested too deeply");
-    }
-    for (const QStringView part : parts) {
-        QString partComplaint = componentComplaint(part);
-        if (!partComplaint.isEmpty()) {
-            return partComplaint;
-        }
-    }
-    return QString();
+    const std::string_view complaint = trust::entryNameComplaint(name.toStdString());
+    return QString::fromLatin1(complaint.data(), int(complaint.size()));
 }
 
 QString displayName(const QString& name)

@@ -5,11 +5,11 @@
 #include "Rows.h"
 
 #include "download/DownloadCache.h"
+#include "download/FileHash.h"
 #include "download/HttpRange.h"
 #include "download/PartialFile.h"
 #include "download/ResumableDownload.h"
 #include "download/RetryRule.h"
-#include "support/Minisign.h"
 
 #include <QBuffer>
 #include <QDateTime>
@@ -65,10 +65,8 @@ struct Download
     }
     bool isRight(const QByteArray& body) const
     {
-        QBuffer buffer;
-        buffer.setData(body);
-        buffer.open(QIODevice::ReadOnly);
-        return readFile(target) == body && download->hash() == *Minisign::hashOf(buffer);
+        return readFile(target) == body &&
+               download->hash() == bytesOf(trust::Blake2b512::of(viewOf(body)));
     }
 };
 

@@ -2,7 +2,7 @@
 
 #include "publisher/SecretKey.h"
 
-#include "support/Minisign.h"
+#include "download/FileHash.h"
 
 #include <QBuffer>
 #include <QProcess>
@@ -77,9 +77,8 @@ private:
     void write(const char* name, const QByteArray& bytes) const { writeFile(path(name), bytes); }
     QByteArray sign(const SecretKey& key, const QByteArray& comment) const
     {
-        QFile file(path("package.exe"));
-        return file.open(QIODevice::ReadOnly) ? key.sign(*zk::Minisign::hashOf(file), comment)
-                                              : QByteArray();
+        const QByteArray file = readFile(path("package.exe"));
+        return key.sign(zk::bytesOf(trust::Blake2b512::of(zk::viewOf(file))), comment);
     }
     /** Whether minisign ends well. */
     bool minisign(const char* arguments) const

@@ -2,10 +2,10 @@
 #include "Files.h"
 #include "LogCapture.h"
 
-#include "support/DeviceNames.h"
 #include "support/DiskSpace.h"
 #include "support/FileUtils.h"
 #include "support/StringUtils.h"
+#include "trust/EntryName.h"
 
 #include <QTest>
 
@@ -20,11 +20,11 @@ private slots:
     {
         for (const char* name : {"con", "NUL.txt", "Prn .tar.gz", "aux ", "clock$", "conin$.a",
                                  "CONOUT$", "com0", "LPT9.zip", "com\u00b2", "lpt\u00b9.exe"}) {
-            QVERIFY2(isDeviceName(QString::fromUtf8(name)), name);
+            QVERIFY2(trust::isDeviceName(name), name);
         }
         for (const char* name : {"", ".con", "a.con", "console", "com", "com10", "coma", "lpt.txt",
                                  "conin", "co m1"}) {
-            QVERIFY2(!isDeviceName(QString::fromUtf8(name)), name);
+            QVERIFY2(!trust::isDeviceName(name), name);
         }
     }
 
