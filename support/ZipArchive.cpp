@@ -89,6 +89,11 @@ QString sizeComplaint(const ZipEntry& entry, quint64 fileSize)
 
 } // namespace
 
+bool ZipEntry::isDeflated() const
+{
+    return method == ZIP_CM_DEFLATE;
+}
+
 void ZipEntry::checkCrc(quint32 found) const
 {
     if (found != crc) {
@@ -163,6 +168,7 @@ void ZipArchive::open()
         throw refusal(*mayRead == 0 ? QStringLiteral("its directory is too large")
                                     : textOf(&error.value));
     }
+    m_source = source;
     *mayRead = std::numeric_limits<quint64>::max();
     zip_stat_t stat;
     zip_stat_init(&stat);
@@ -272,6 +278,23 @@ ZipArchive::Stream ZipArchive::stream(std::size_t index, Form form) const
             QStringLiteral("cannot be read: %1").arg(textOf(zip_get_error(m_zip.get()))));
     }
     return Stream(file);
+}
+
+quint64 ZipArchive::dataOffset(std::size_t index) const
+{
+    if (m_entries[index].compressedSize == 0) {
+        return 0;
+    }
+    // libzip does not tell the offset, but it reads the first byte from there.
+    Stream packed = stream(index, Form::Raw);
+    char first = 0;
+    packed.readFully(&first, 1);
+    const zip_int64_t end = zip_source_tell(m_source);
+    if (end <= 0) {
+        throw IOException(
+            QStringLiteral("cannot be read: %1").arg(textOf(zip_source_error(m_source))));
+    }
+    return quint64(end - 1);
 }
 
 IOException ZipArchive::refusal(const QString& reason) const

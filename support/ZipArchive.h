@@ -10,6 +10,7 @@
 
 struct zip;
 struct zip_file;
+struct zip_source;
 
 namespace zk {
 
@@ -27,6 +28,8 @@ struct ZipEntry
     qint64 modified = -1;
 
     [[nodiscard]] bool isFolder() const { return name.endsWith(QLatin1Char('/')); }
+    /** Packed by deflate; otherwise stored. */
+    [[nodiscard]] bool isDeflated() const;
     /** Throws IOException with the reason alone if the contents have another checksum. */
     void checkCrc(quint32 found) const;
     /** What to throw if the contents have another size. */
@@ -77,6 +80,12 @@ public:
     /** Opens entry number @p index; throws IOException with the reason alone. */
     [[nodiscard]] Stream stream(std::size_t index, Form form) const;
 
+    /**
+     * Where in the file the packed bytes of entry number @p index begin; 0 if there are none.
+     * Throws IOException with the reason alone.
+     */
+    [[nodiscard]] quint64 dataOffset(std::size_t index) const;
+
     /** The exception that refuses this archive because of @p reason. */
     [[nodiscard]] IOException refusal(const QString& reason) const;
     /** The exception that refuses this archive because of one entry: "... entry 'name'
@@ -97,6 +106,8 @@ private:
     QString m_path;
     quint64 m_fileSize = 0;
     std::unique_ptr<zip, Closer> m_zip;
+    /** The archive's file, which belongs to m_zip. */
+    zip_source* m_source = nullptr;
     std::vector<ZipEntry> m_entries;
 };
 
