@@ -9,6 +9,7 @@
 #include "support/ProcessStart.h"
 #include "ui/TransferDialog.h"
 
+#include <QCoreApplication>
 #include <QDesktopServices>
 #include <QDir>
 #include <QFileInfo>
@@ -66,11 +67,20 @@ void SoftwareUpdateClientPrivate::startDownload(const PackageInfo& package)
     download =
         std::make_unique<PackageDownload>(*downloader, package, url, downloadPath, publicKeys);
     PackageDownload* const running = download.get();
-    if (options.download.retries > 0) {
+    if (options.usesCache()) {
         const DownloadCache cache(store.read().productName);
         tidying = cache.tidyInBackground();
-        running->setRetries(
-            {options.download, cache, [this] { return q->networkProxy(store.read().serverUrl); }});
+        if (options.download.retries > 0) {
+            running->setRetries({options.download, cache,
+                                 [this] { return q->networkProxy(store.read().serverUrl); }});
+        }
+    }
+    if (options.differentialUpdates && !publicKeys.isEmpty() &&
+        DifferentialUpdate::isFor(package, url)) {
+        if (zipUpdate && zipUpdate->isStaged()) {
+            zipUpdate.reset(); // there is one staging folder
+        }
+        running->setDifferential(differentialSource(package, url));
     }
     QObject::connect(running, &PackageDownload::progressed, q,
                      &SoftwareUpdateClient::downloadProgress);
@@ -83,6 +93,21 @@ void SoftwareUpdateClientPrivate::startDownload(const PackageInfo& package)
     QObject::connect(running, &PackageDownload::verifying, dialog, &TransferDialog::showBusy);
     QObject::connect(dialog, &TransferDialog::canceled, q, &SoftwareUpdateClient::abortDownload);
     running->start();
+}
+
+DifferentialUpdate::Source
+SoftwareUpdateClientPrivate::differentialSource(const PackageInfo& package, const QUrl& url) const
+{
+    const SoftwareUpdate::SoftwareUpdateSettings settings = store.read();
+    return {package,
+            url,
+            publicKeys,
+            settings.productName,
+            settings.platforms,
+            QCoreApplication::applicationDirPath(),
+            options.download,
+            DownloadCache(settings.productName),
+            [this] { return q->networkProxy(store.read().serverUrl); }};
 }
 
 void SoftwareUpdateClient::downloadProgress(qint64 value, qint64 total)
@@ -158,6 +183,12 @@ void SoftwareUpdateClientPrivate::dispatch()
     };
     windows.closeProgress();
     windows.closeList();
+    if (download->tree()) {
+        zipUpdate = std::make_unique<ZipUpdate>(download->tree());
+        download.reset(); // with the folder, in which there is no file
+        offerRestart();
+        return;
+    }
     for (const Installer& installer : installers) {
         if (download->package().suffix == installer.suffix) {
             download->handOver();
@@ -226,11 +257,16 @@ void SoftwareUpdateClient::installZIPPackage()
         d->windows.showInstallationFailed();
         return;
     }
+    d->offerRestart();
+}
+
+void SoftwareUpdateClientPrivate::offerRestart() const
+{
     // Gone as soon as another package takes its place.
-    const QPointer<ZipUpdate> update = d->zipUpdate.get();
-    if (d->windows.confirmRestart() && update &&
-        update->waitUntilUnpacked(d->windows.parent(), d->windows.flags())) {
-        startZipInstall();
+    const QPointer<ZipUpdate> update = zipUpdate.get();
+    if (windows.confirmRestart() && update &&
+        update->waitUntilUnpacked(windows.parent(), windows.flags())) {
+        q->startZipInstall();
     }
 }
 

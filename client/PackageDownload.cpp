@@ -35,6 +35,7 @@ PackageDownload::~PackageDownload()
     m_downloader.disconnect(this);
     m_downloader.setBodyCallback({});
     m_resumable.reset();
+    m_differential.reset();
     if (m_step == eHandedOver) {
         m_downloader.setCompletionCallback({});
         return;
@@ -63,8 +64,39 @@ QString PackageDownload::signaturePath() const
     return m_path + QLatin1String(".minisig");
 }
 
+void PackageDownload::setDifferential(DifferentialUpdate::Source source)
+{
+    m_differential = std::make_unique<DifferentialUpdate>(std::move(source));
+    DifferentialUpdate* const update = m_differential.get();
+    connect(update, &DifferentialUpdate::progressed, this, &PackageDownload::progressed);
+    connect(update, &DifferentialUpdate::waiting, this, &PackageDownload::waiting);
+    connect(update, &DifferentialUpdate::busy, this, &PackageDownload::verifying);
+    connect(update, &DifferentialUpdate::failed, this, &PackageDownload::fail);
+    connect(update, &DifferentialUpdate::ready, this, [this] { judge(QString()); });
+    connect(update, &DifferentialUpdate::unusable, this, [this] {
+        m_differential.release()->deleteLater(); // it is the sender
+        startWhole();
+    });
+}
+
+std::shared_ptr<StagingTree> PackageDownload::tree() const
+{
+    return m_differential ? m_differential->tree() : nullptr;
+}
+
 void PackageDownload::start()
 {
+    if (m_differential) {
+        m_step = eDifferential;
+        m_differential->start();
+    } else {
+        startWhole();
+    }
+}
+
+void PackageDownload::startWhole()
+{
+    m_step = eSignature;
     if (m_publicKeys.isEmpty()) {
         downloadPackage();
     } else {

@@ -4,6 +4,7 @@
 #include "download/DownloadCache.h"
 #include "download/PackageSignature.h"
 #include "download/ResumableDownload.h"
+#include "install/DifferentialUpdate.h"
 #include "install/FileDownloader.h"
 
 #include <QNetworkReply>
@@ -20,7 +21,8 @@ class BackgroundTask;
 class BodyHash;
 
 /**
- * One download: the signature, if one is required, then the package, checked while it arrives.
+ * One download: the signature, if one is required, then the package, checked while it arrives; or
+ * only what has changed of it.
  *
  * Exactly one of ready(), failed() and refused() follows start(), from the event loop, as the last
  * thing that the object does by itself. Destroying it before handOver() aborts and erases. GUI
@@ -50,6 +52,8 @@ public:
 
     /** Has it go on after failures; to be called before start(). */
     void setRetries(const Retries& retries) { m_retries = retries; }
+    /** Has it fetch only what changed, where that is possible; to be called before start(). */
+    void setDifferential(DifferentialUpdate::Source source);
     void start();
 
     [[nodiscard]] const PackageInfo& package() const { return m_package; }
@@ -57,6 +61,8 @@ public:
     [[nodiscard]] bool isReady() const { return m_step == eReady; }
     /** From now on the file belongs to the caller. */
     void handOver() { m_step = eHandedOver; }
+    /** After ready(): the new version of the application, in place of a file; else null. */
+    [[nodiscard]] std::shared_ptr<StagingTree> tree() const;
 
     /** Removes a downloaded file with its signature, and the folder if that is empty then. */
     static void erase(const QString& path);
@@ -76,7 +82,7 @@ signals:
     void refused(const QString& reason);
 
 private:
-    enum Step { eSignature, ePackage, eVerifying, eReady, eEnded, eHandedOver };
+    enum Step { eDifferential, eSignature, ePackage, eVerifying, eReady, eEnded, eHandedOver };
 
     FileDownloader& m_downloader;
     const PackageInfo m_package;
@@ -86,14 +92,16 @@ private:
     Step m_step = eSignature;
     std::optional<PackageSignature> m_signature;
     std::optional<Retries> m_retries;
+    std::unique_ptr<DifferentialUpdate> m_differential;
     /** What is downloaded now, with a policy; else the downloader does it. */
     std::unique_ptr<ResumableDownload> m_resumable;
     std::shared_ptr<BodyHash> m_hash;
     std::unique_ptr<BackgroundTask> m_verification;
 
-    [[nodiscard]] bool isDownloading() const { return m_step == ePackage || m_step == eSignature; }
+    [[nodiscard]] bool isDownloading() const { return m_step <= ePackage; }
     [[nodiscard]] bool isHashed() const;
     [[nodiscard]] QString signaturePath() const;
+    void startWhole();
     void fetch(const QUrl& url, const QString& path);
     void fetchResumable(const QUrl& url, const QString& path);
     void report(qint64 received, qint64 total);

@@ -122,7 +122,7 @@ void SoftwareUpdateClient::setPackagePublicKeys(const QStringList& keys)
 void SoftwareUpdateClient::setOptions(const UpdateOptions& options)
 {
     d->options = options;
-    if (options.download.retries > 0) {
+    if (options.usesCache()) {
         d->tidying = DownloadCache(d->store.read().productName).tidyInBackground();
     }
 }

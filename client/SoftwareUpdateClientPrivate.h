@@ -68,7 +68,10 @@ struct SoftwareUpdateClientPrivate
 
     void startDownload(const PackageInfo& package);
     void refusePackage(const QString& reason) const;
+    [[nodiscard]] DifferentialUpdate::Source differentialSource(const PackageInfo& package,
+                                                                const QUrl& url) const;
     void dispatch();
+    void offerRestart() const;
 };
 
 } // namespace zk

@@ -1,6 +1,7 @@
 #include "client/ZipUpdate.h"
 
 #include "install/DownloadManager.h"
+#include "install/StagingTree.h"
 #include "support/Log.h"
 #include "support/Unzipper.h"
 
@@ -49,6 +50,13 @@ ZipUpdate::ZipUpdate(QString zipFile)
     connect(qApp, &QCoreApplication::aboutToQuit, m_manager, &DownloadManager::cancelUnpacking);
 }
 
+ZipUpdate::ZipUpdate(std::shared_ptr<const StagingTree> tree)
+    : m_tree(std::move(tree))
+    , m_state(eUnpacked)
+    , m_folder(m_tree->folder())
+{
+}
+
 ZipUpdate::~ZipUpdate()
 {
     if (m_manager && m_state == eUnpacking) {
@@ -60,6 +68,9 @@ ZipUpdate::~ZipUpdate()
 /** With the folder that it was downloaded to. */
 void ZipUpdate::removeArchive() const
 {
+    if (m_zipFile.isEmpty()) {
+        return;
+    }
     QFile::remove(m_zipFile);
     QDir().rmdir(QFileInfo(m_zipFile).absolutePath());
 }
@@ -97,6 +108,9 @@ bool ZipUpdate::waitUntilUnpacked(QWidget* parent, Qt::WindowFlags flags)
 // Temporary folders are tidied up by other programs too: never install an incomplete tree.
 bool ZipUpdate::isIntact() const
 {
+    if (m_tree) {
+        return m_tree->isIntact();
+    }
     return m_manager && m_manager->unzipper() && m_manager->unzipper()->isIntact();
 }
 

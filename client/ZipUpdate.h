@@ -4,15 +4,19 @@
 #include <QPointer>
 #include <QString>
 
+#include <memory>
+
 class QWidget;
 
 namespace zk {
 
 class DownloadManager;
+class StagingTree;
 
 /**
- * One ZIP package on its way to become the application: unpacking, waiting for the unpacked tree,
- * and the hand-over to the program that swaps the folders.
+ * One ZIP package, or what has been put together in place of it, on its way to become the
+ * application: unpacking, waiting for the unpacked tree, and the hand-over to the program that
+ * swaps the folders.
  *
  * Destroying it stops the unpacking and removes the archive; a tree that is complete stays. GUI
  * thread only.
@@ -26,9 +30,13 @@ public:
 
     /** Starts to unpack @p zipFile, which belongs to it from now on. */
     explicit ZipUpdate(QString zipFile);
+    /** Has @p tree, which is complete. */
+    explicit ZipUpdate(std::shared_ptr<const StagingTree> tree);
     ~ZipUpdate() override;
 
     [[nodiscard]] State state() const { return m_state; }
+    /** It has the staging folder. */
+    [[nodiscard]] bool isStaged() const { return m_tree != nullptr; }
     /** The new application folder; empty until it is complete. */
     [[nodiscard]] QString folder() const { return m_folder; }
 
@@ -51,6 +59,8 @@ signals:
 private:
     const QString m_zipFile;
     QPointer<DownloadManager> m_manager;
+    /** In place of an archive. */
+    const std::shared_ptr<const StagingTree> m_tree;
     State m_state = eUnpacking;
     QString m_folder;
 

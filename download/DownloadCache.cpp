@@ -5,12 +5,13 @@
 #include "download/PackageSignature.h"
 #include "download/PartialFile.h"
 #include "support/BackgroundTask.h"
+#include "support/FileUtils.h"
+#include "support/Log.h"
 
 #include <QCryptographicHash>
 #include <QDateTime>
 #include <QDir>
 #include <QFileInfo>
-#include <QLockFile>
 #include <QStandardPaths>
 #include <QUrl>
 
@@ -29,6 +30,7 @@ constexpr qint64 daysKept = 7;
 const auto partSuffix = QLatin1String(".part");
 const auto recordSuffix = QLatin1String(".json");
 const auto lockSuffix = QLatin1String(".lock");
+const auto stagingPrefix = QLatin1String("staging-");
 constexpr int hashLength = 64;
 
 // Not a regular expression: tidy() runs in a thread, and with MinGW those of Qt 6 crash a thread
@@ -75,22 +77,22 @@ DownloadCache::DownloadCache(const QString& product)
 }
 
 // Private to the user: others must not replace bytes that are installed later.
-bool DownloadCache::prepare() const
+bool DownloadCache::prepare(const QString& path)
 {
     const QFileDevice::Permissions ours =
         QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ExeOwner;
-    if (!QDir().mkpath(m_folder)) {
+    if (!QDir().mkpath(path)) {
         return false;
     }
-    const QFileInfo folder(m_folder);
-    return folder.isDir() && !folder.isSymLink() && QFile::setPermissions(m_folder, ours) &&
+    const QFileInfo folder(path);
+    return folder.isDir() && !folder.isSymLink() && QFile::setPermissions(path, ours) &&
            folder.isWritable();
 }
 
 std::unique_ptr<PartialFile> DownloadCache::open(const QUrl& url,
                                                  const QStringList& publicKeys) const
 {
-    if (!prepare()) {
+    if (!prepare(m_folder)) {
         return nullptr;
     }
     const QByteArray name =
@@ -99,6 +101,37 @@ std::unique_ptr<PartialFile> DownloadCache::open(const QUrl& url,
     PartialFile::Place place{path + partSuffix, path + recordSuffix,
                              name + ' ' + keyIds(publicKeys), locked(path + lockSuffix)};
     return place.lock ? PartialFile::in(std::move(place)) : nullptr;
+}
+
+std::optional<DownloadCache::Staging> DownloadCache::staging(const QString& applicationFolder) const
+{
+    const QByteArray name =
+        QCryptographicHash::hash(QDir(applicationFolder).canonicalPath().toUtf8(),
+                                 QCryptographicHash::Sha256)
+            .toHex();
+    Staging staging{m_folder + QLatin1Char('/') + stagingPrefix + QString::fromLatin1(name), {}};
+    if (!prepare(m_folder) || !prepare(staging.folder)) {
+        return std::nullopt;
+    }
+    staging.lock = locked(staging.folder + lockSuffix);
+    return staging.lock ? std::optional(std::move(staging)) : std::nullopt;
+}
+
+void DownloadCache::tidyStaging(const QDateTime& now) const
+{
+    const QStringList folders = QDir(m_folder).entryList(QDir::Dirs | QDir::Hidden);
+    for (const QString& folder : folders) {
+        const QString path = m_folder + QLatin1Char('/') + folder;
+        const bool isOld = QFileInfo(path).lastModified().daysTo(now) > daysKept;
+        if (!folder.startsWith(stagingPrefix) || !isOld) {
+            continue;
+        }
+        if (const auto lock = locked(path + lockSuffix)) {
+            if (!FileUtils::erase(path)) {
+                SOFTWAREUPDATE_LOG(Log::eWarning, "zk::DownloadCache", "could not remove ", path);
+            }
+        }
+    }
 }
 
 std::unique_ptr<BackgroundTask> DownloadCache::tidyInBackground() const
@@ -116,6 +149,7 @@ void DownloadCache::tidy(const QDateTime& now) const
     if (!folder.isDir() || folder.isSymLink()) {
         return;
     }
+    tidyStaging(now);
     const QStringList files = QDir(m_folder).entryList(QDir::Files | QDir::Hidden | QDir::System);
     std::map<QString, QDateTime> parts; // each once, with the time of its last byte
     for (const QString& file : files) {

@@ -1,8 +1,10 @@
 #pragma once
 
+#include <QLockFile>
 #include <QStringList>
 
 #include <memory>
+#include <optional>
 
 class QDateTime;
 class QUrl;
@@ -17,7 +19,8 @@ class PartialFile;
  * after a restart of the host.
  *
  * Each has three files, named after the SHA-256 of its address: ".part" holds the bytes, ".json"
- * what they belong to, and ".lock" exists while a host uses them. Other files are left alone.
+ * what they belong to, and ".lock" exists while a host uses them. Folders called "staging-..." hold
+ * versions that are being put together. Everything else is left alone.
  */
 class DownloadCache final
 {
@@ -34,6 +37,18 @@ public:
     [[nodiscard]] std::unique_ptr<PartialFile> open(const QUrl& url,
                                                     const QStringList& publicKeys) const;
 
+    /**
+     * The folder in which the next version of the application in @p applicationFolder is put
+     * together, and what its lock keeps others from; nothing if it cannot be used. The folder
+     * stays for a week after its last use.
+     */
+    struct Staging
+    {
+        QString folder;
+        std::unique_ptr<QLockFile> lock;
+    };
+    [[nodiscard]] std::optional<Staging> staging(const QString& applicationFolder) const;
+
     /** Removes what is older than a week or not one of the two newest, unless it is in use.
      * Callable from any thread. */
     void tidy(const QDateTime& now) const;
@@ -43,7 +58,8 @@ public:
 private:
     QString m_folder;
 
-    [[nodiscard]] bool prepare() const;
+    [[nodiscard]] static bool prepare(const QString& folder);
+    void tidyStaging(const QDateTime& now) const;
 };
 
 } // namespace zk

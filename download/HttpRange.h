@@ -19,6 +19,15 @@ struct ContentRange
     qint64 total = -1;
 };
 
+/** Consecutive bytes of a file whose size is known. */
+struct Section
+{
+    qint64 first = 0;
+    qint64 size = 0;
+    /** Size of the whole file. */
+    qint64 total = 0;
+};
+
 /** Parses the header; nothing for nonsense. */
 [[nodiscard]] std::optional<ContentRange> parseContentRange(const QByteArray& header);
 

@@ -27,11 +27,16 @@ std::vector<trust::PublicKey> publicKeysIn(const QStringList& lines)
     return keys;
 }
 
-QUrl signatureUrl(const QUrl& url)
+QUrl besideUrl(const QUrl& url, const QString& suffix)
 {
     QUrl result = url;
-    result.setPath(url.path(QUrl::FullyEncoded) + QLatin1String(".minisig"), QUrl::TolerantMode);
+    result.setPath(url.path(QUrl::FullyEncoded) + suffix, QUrl::TolerantMode);
     return result;
+}
+
+QUrl signatureUrl(const QUrl& url)
+{
+    return besideUrl(url, QStringLiteral(".minisig"));
 }
 
 PackageSignature::PackageSignature(trust::Signature signature, const trust::PublicKey& key)

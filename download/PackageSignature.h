@@ -10,6 +10,8 @@
 
 namespace zk {
 
+/** The address of the file that is published beside @p url, with @p suffix after its name. */
+QUrl besideUrl(const QUrl& url, const QString& suffix);
 /** Where the signature of the package at @p url is published. */
 QUrl signatureUrl(const QUrl& url);
 

@@ -1,6 +1,5 @@
 #include "download/RangeRequest.h"
 
-#include "download/HttpRange.h"
 #include "download/PartialFile.h"
 #include "download/Redirect.h"
 #include "download/RetryRule.h"
@@ -15,11 +14,15 @@
 #include <QNetworkAccessManager>
 #include <QNetworkRequest>
 
+#include <algorithm>
+
 namespace zk {
 
 namespace {
 
 constexpr int pieceSize = 256 * 1024;
+// Of a section: some caches fetch and keep all that is asked for before they send it.
+constexpr qint64 largestRequest = 64LL * 1024 * 1024;
 // Error pages and bodies of redirects are shorter.
 constexpr qint64 mostDrained = 4LL * 1024 * 1024;
 
@@ -32,8 +35,11 @@ qint64 announcedSize(const QNetworkReply& reply)
 } // namespace
 
 RangeRequest::RangeRequest(const QUrl& url, PartialFile& partial, const QNetworkProxy& proxy,
-                           std::chrono::milliseconds stallTimeout)
+                           std::chrono::milliseconds stallTimeout,
+                           std::optional<HttpRange::Section> section)
     : m_partial(partial)
+    , m_section(section)
+    , m_begun(partial.size())
     , m_manager(new QNetworkAccessManager)
     , m_buffer(pieceSize, Qt::Uninitialized)
 {
@@ -58,10 +64,7 @@ void RangeRequest::get(const QUrl& url)
     QtCompatibility::usePlainHttp(request);
     // Ranges count the bytes that are sent, which must be those of the file.
     request.setRawHeader("Accept-Encoding", "identity");
-    if (m_partial.size() > 0) {
-        request.setRawHeader("Range", "bytes=" + QByteArray::number(m_partial.size()) + "-");
-        request.setRawHeader("If-Range", m_partial.content().validator);
-    }
+    setRange(request);
     m_isExamined = false;
     m_isAccepted = false;
     m_drained = 0;
@@ -75,6 +78,24 @@ void RangeRequest::get(const QUrl& url)
         }
     });
     m_stall.start();
+}
+
+void RangeRequest::setRange(QNetworkRequest& request) const
+{
+    if (m_section) {
+        const QByteArray last = QByteArray::number(m_section->first + wantedSize() - 1);
+        const QByteArray first = QByteArray::number(m_section->first + m_partial.size());
+        request.setRawHeader("Range", "bytes=" + first + '-' + last);
+    } else if (m_partial.size() > 0) {
+        request.setRawHeader("Range", "bytes=" + QByteArray::number(m_partial.size()) + "-");
+        request.setRawHeader("If-Range", m_partial.content().validator);
+    }
+}
+
+qint64 RangeRequest::wantedSize() const
+{
+    return m_section ? std::min(m_begun + largestRequest, m_section->size)
+                     : m_partial.content().total;
 }
 
 void RangeRequest::receive()
@@ -118,6 +139,9 @@ void RangeRequest::examine()
 
 std::optional<RangeRequest::End> RangeRequest::judge()
 {
+    if (m_section) {
+        return judgeSection();
+    }
     switch (httpStatus(*m_reply)) {
     case 200:
         return acceptWhole();
@@ -132,10 +156,8 @@ std::optional<RangeRequest::End> RangeRequest::judge()
 
 std::optional<RangeRequest::End> RangeRequest::acceptWhole()
 {
-    if (RetryRule::isWebPage(m_reply->rawHeader("Content-Type"), m_reply->peek(4))) {
-        return made(eBroken, QNetworkReply::UnknownContentError,
-                    QStringLiteral("the answer is a web page, perhaps of a network that asks for a "
-                                   "log-in first"));
+    if (auto page = complaintAboutPage()) {
+        return page;
     }
     m_decoder = std::make_unique<ContentDecoder>(*m_reply);
     const qint64 size = announcedSize(*m_reply);
@@ -148,6 +170,44 @@ std::optional<RangeRequest::End> RangeRequest::acceptWhole()
     if (!m_partial.begin(
             {isPlain ? HttpRange::validatorOf(*m_reply) : QByteArray(), isPlain ? size : -1})) {
         return made(eFailed, QNetworkReply::UnknownContentError, m_partial.systemError());
+    }
+    m_isAccepted = true;
+    return std::nullopt;
+}
+
+std::optional<RangeRequest::End> RangeRequest::complaintAboutPage() const
+{
+    if (!RetryRule::isWebPage(m_reply->rawHeader("Content-Type"), m_reply->peek(4))) {
+        return std::nullopt;
+    }
+    return made(eBroken, QNetworkReply::UnknownContentError,
+                QStringLiteral("the answer is a web page, perhaps of a network that asks for a "
+                               "log-in first"));
+}
+
+std::optional<RangeRequest::End> RangeRequest::judgeSection()
+{
+    const int status = httpStatus(*m_reply);
+    if (status == 200) {
+        if (auto page = complaintAboutPage()) {
+            return page;
+        }
+    }
+    if (status == 200 || status == 416) {
+        return made(eUnfit, QNetworkReply::UnknownContentError,
+                    QStringLiteral("the server does not send ranges of this file"));
+    }
+    if (status != 206) {
+        return std::nullopt; // finish() tells
+    }
+    const auto range = HttpRange::parseContentRange(m_reply->rawHeader("Content-Range"));
+    m_decoder = std::make_unique<ContentDecoder>(*m_reply);
+    const bool isSection = range && range->first == m_section->first + m_partial.size() &&
+                           range->last == m_section->first + wantedSize() - 1 &&
+                           range->total == m_section->total && !m_decoder->isEncoded();
+    if (!isSection) {
+        return made(eUnfit, QNetworkReply::UnknownContentError,
+                    QStringLiteral("the answer is not the range that was asked for"));
     }
     m_isAccepted = true;
     return std::nullopt;
@@ -196,7 +256,7 @@ bool RangeRequest::writePiece()
     if (length <= 0) {
         return false;
     }
-    const qint64 total = m_partial.content().total;
+    const qint64 total = wantedSize();
     const QByteArray piece = QByteArray::fromRawData(m_buffer.constData(), int(length));
     bool isTooLong = false;
     const bool isWritten = m_decoder->decode(piece, [&](const char* data, qint64 size) {
@@ -244,7 +304,7 @@ void RangeRequest::finish()
 RangeRequest::End RangeRequest::conclusion() const
 {
     const QNetworkReply::NetworkError error = m_reply->error();
-    const qint64 total = m_partial.content().total;
+    const qint64 total = wantedSize();
     if (error != QNetworkReply::NoError || !m_isAccepted) {
         const bool isTemporary = RetryRule::isTemporary(error, httpStatus(*m_reply));
         return made(isTemporary ? eBroken : eFailed,

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "download/DownloadPolicy.h"
+#include "download/HttpRange.h"
 
 #include <QNetworkProxy>
 #include <QNetworkReply>
@@ -13,6 +13,7 @@
 #include <optional>
 
 class QNetworkAccessManager;
+class QNetworkRequest;
 
 namespace zk {
 
@@ -20,8 +21,8 @@ class ContentDecoder;
 class PartialFile;
 
 /**
- * One try of a download: asks for what is missing of a partial file, follows redirects, and appends
- * what is right.
+ * One try of a download: asks for what is missing of a partial file, or of a section of a file,
+ * follows redirects, and appends what is right.
  *
  * Construct and connect; ended() follows once, unless the object is destroyed, which ends the
  * request. GUI thread only.
@@ -33,7 +34,7 @@ class RangeRequest final : public QObject
 public:
     /** How it ended. */
     enum Outcome {
-        /** The partial file is complete. */
+        /** The partial file is complete; or, of a section, what was asked for has arrived. */
         eWhole,
         /** The network or the server failed: a later try may continue. */
         eBroken,
@@ -55,9 +56,10 @@ public:
         QString reason;
     };
 
-    /** @p partial must outlive it. */
+    /** @p partial, which is that of @p section if there is one, must outlive it. */
     RangeRequest(const QUrl& url, PartialFile& partial, const QNetworkProxy& proxy,
-                 std::chrono::milliseconds stallTimeout);
+                 std::chrono::milliseconds stallTimeout,
+                 std::optional<HttpRange::Section> section = {});
     ~RangeRequest() override;
 
 signals:
@@ -67,6 +69,11 @@ signals:
 
 private:
     PartialFile& m_partial;
+    /** If only this is wanted. Hashes tell whether it is right, so that servers need no validators
+     * for it, nor agree on them. */
+    const std::optional<HttpRange::Section> m_section;
+    /** Size of the partial file before the request. */
+    const qint64 m_begun;
     QNetworkAccessManager* const m_manager;
     QNetworkReply* m_reply = nullptr;
     QTimer m_stall;
@@ -81,11 +88,16 @@ private:
     bool m_hasEnded = false;
 
     void get(const QUrl& url);
+    void setRange(QNetworkRequest& request) const;
     void receive();
     void examine();
     [[nodiscard]] std::optional<End> judge();
     [[nodiscard]] std::optional<End> acceptWhole();
     [[nodiscard]] std::optional<End> acceptRest();
+    [[nodiscard]] std::optional<End> judgeSection();
+    [[nodiscard]] std::optional<End> complaintAboutPage() const;
+    /** How large the partial file becomes with what was asked for; -1 if unknown. */
+    [[nodiscard]] qint64 wantedSize() const;
     [[nodiscard]] End refusedRange() const;
     [[nodiscard]] bool writePiece();
     void drain();

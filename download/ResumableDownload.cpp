@@ -40,8 +40,17 @@ void ResumableDownload::enableHash()
     m_partial->enableHash();
 }
 
+void ResumableDownload::discardSection()
+{
+    (void)m_partial->begin({}); // without a validator it is not kept
+}
+
 void ResumableDownload::start()
 {
+    if (m_section && m_partial->size() == m_section->size) {
+        finish(QNetworkReply::NoError);
+        return;
+    }
     if (m_partial->size() > 0) {
         SOFTWAREUPDATE_LOG(Log::eInfo, logName, "continuing ", logText(m_url), " after ",
                            m_partial->size(), " bytes");
@@ -85,7 +94,8 @@ QByteArray ResumableDownload::hash()
 
 void ResumableDownload::tryNow()
 {
-    m_request = std::make_unique<RangeRequest>(m_url, *m_partial, m_proxy(), m_policy.stallTimeout);
+    m_request = std::make_unique<RangeRequest>(m_url, *m_partial, m_proxy(), m_policy.stallTimeout,
+                                               m_section);
     connect(m_request.get(), &RangeRequest::progressed, this, &ResumableDownload::progressed);
     connect(m_request.get(), &RangeRequest::ended, this, &ResumableDownload::take);
 }
@@ -96,7 +106,7 @@ void ResumableDownload::take(const RangeRequest::End& end)
     noteProgress();
     switch (end.outcome) {
     case RangeRequest::eWhole:
-        place();
+        takeWhole();
         break;
     case RangeRequest::eUnfit:
         beginAnew(end);
@@ -113,6 +123,17 @@ void ResumableDownload::take(const RangeRequest::End& end)
     }
 }
 
+void ResumableDownload::takeWhole()
+{
+    if (!m_section) {
+        place();
+    } else if (m_partial->size() < m_section->size) {
+        QMetaObject::invokeMethod(this, &ResumableDownload::tryNow, Qt::QueuedConnection);
+    } else {
+        finish(QNetworkReply::NoError);
+    }
+}
+
 // Compared with the most that was ever there: beginning anew again and again is none.
 void ResumableDownload::noteProgress()
 {
@@ -125,9 +146,11 @@ void ResumableDownload::noteProgress()
 
 void ResumableDownload::beginAnew(const RangeRequest::End& end)
 {
-    SOFTWAREUPDATE_LOG(Log::eWarning, logName, logText(m_url), " begins anew after ",
+    SOFTWAREUPDATE_LOG(Log::eWarning, logName, logText(m_url),
+                       m_section ? " has no such section, after " : " begins anew after ",
                        m_partial->size(), " bytes: HTTP status ", end.httpStatus, ", ", end.reason);
-    if (m_hasBegunAnew || m_partial->size() == 0 || !m_partial->begin({})) {
+    m_isUnfit = m_section.has_value();
+    if (m_isUnfit || m_hasBegunAnew || m_partial->size() == 0 || !m_partial->begin({})) {
         finish(end.error);
         return;
     }

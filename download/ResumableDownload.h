@@ -1,6 +1,7 @@
 #pragma once
 
 #include "download/DownloadPolicy.h"
+#include "download/HttpRange.h"
 #include "download/RangeRequest.h"
 
 #include <QElapsedTimer>
@@ -11,6 +12,7 @@
 
 #include <functional>
 #include <memory>
+#include <optional>
 
 namespace zk {
 
@@ -38,18 +40,26 @@ public:
                       DownloadPolicy policy, ProxyChoice proxy);
     ~ResumableDownload() override;
 
+    /** Downloads only @p section, to the partial file, which stays there; to be called before
+     * start(). */
+    void setSection(const HttpRange::Section& section) { m_section = section; }
     /** Hashes the file while it arrives; to be called before start(). */
     void enableHash();
     void start();
     /** The hash of the whole file; to be called once, after a good end. */
     [[nodiscard]] QByteArray hash();
 
+    /** Removes what has arrived of the section, after the end. */
+    void discardSection();
+    /** After a bad end: the server does not send the section, or not of this file. */
+    [[nodiscard]] bool isUnfit() const { return m_isUnfit; }
+
 signals:
     /** Bytes that are there, and of the whole file (-1: unknown). */
     void progressed(qint64 received, qint64 total);
     /** Each second of a pause: the next try begins in @p milliseconds. */
     void waiting(qint64 milliseconds);
-    /** NoError: the file is whole, under its name. */
+    /** NoError: the file is whole, under its name; or the section is. */
     void ended(QNetworkReply::NetworkError code);
 
 private:
@@ -68,11 +78,14 @@ private:
     /** Tries in a row without progress. */
     int m_retries = 0;
     bool m_hasBegunAnew = false;
+    std::optional<HttpRange::Section> m_section;
+    bool m_isUnfit = false;
 
     void rehash();
     void tryNow();
     void take(const RangeRequest::End& end);
     void noteProgress();
+    void takeWhole();
     void beginAnew(const RangeRequest::End& end);
     void retry(const RangeRequest::End& end);
     void tick();

@@ -1,6 +1,7 @@
 #include "support/ZipExtraction.h"
 
 #include "support/DiskSpace.h"
+#include "support/FileMode.h"
 #include "support/ZipEntryLoader.h"
 
 #include <QDateTime>
@@ -21,32 +22,11 @@ namespace {
 
 constexpr qint64 PieceSize = 65536;
 
-void setExecutable(QFile& file, quint32 unixMode)
-{
-#ifdef Q_OS_UNIX
-    constexpr quint32 owner = 0100;
-    constexpr quint32 group = 0010;
-    constexpr quint32 other = 0001;
-    if ((unixMode & (owner | group | other)) == 0) {
-        return;
-    }
-    QFile::Permissions permissions = file.permissions();
-    // Only for those whom the umask lets read the file.
-    permissions.setFlag(QFile::ExeOwner, (unixMode & owner) != 0);
-    permissions.setFlag(QFile::ExeGroup, (unixMode & group) != 0 && permissions & QFile::ReadGroup);
-    permissions.setFlag(QFile::ExeOther, (unixMode & other) != 0 && permissions & QFile::ReadOther);
-    if (!file.setPermissions(permissions)) {
-        throw IOException(QStringLiteral("cannot be made executable: %1").arg(file.errorString()));
-    }
-#else
-    Q_UNUSED(file)
-    Q_UNUSED(unixMode)
-#endif
-}
-
 void finishFile(QFile& file, const ZipEntry& entry)
 {
-    setExecutable(file, entry.unixMode);
+    if (!setExecutable(file, entry.unixMode)) {
+        throw IOException(QStringLiteral("cannot be made executable: %1").arg(file.errorString()));
+    }
     if (entry.modified >= 0) {
         // Not fatal: some file systems cannot store every time, and the contents are correct.
         (void)file.setFileTime(QDateTime::fromSecsSinceEpoch(entry.modified),

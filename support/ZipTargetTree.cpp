@@ -1,6 +1,7 @@
 #include "support/ZipTargetTree.h"
 
 #include "support/Exception.h"
+#include "support/FolderWalk.h"
 #include "support/Log.h"
 
 #include <QDir>
@@ -27,11 +28,6 @@ std::filesystem::path nativeFile(const QString& path)
 #else
     return std::filesystem::path(QFile::encodeName(path).toStdString());
 #endif
-}
-
-bool isLink(const QFileInfo& info)
-{
-    return info.isSymLink() || info.isJunction();
 }
 
 bool isThere(const QFileInfo& info)
