@@ -85,12 +85,10 @@ struct Rig
     QStringList publicKeys{QString::fromLatin1(key.publicKey())};
     int retries = 0;
 
-    QByteArray archive;
+    /** Has the package. */
+    RangeOrigin origin{0};
     std::string manifest;
     QByteArray signature;
-    /** What goes wrong, answer by answer: "ok", or as answer() has it. */
-    QStringList script{u"ok"_s};
-    QStringList asked;
     std::unique_ptr<DifferentialUpdate> update;
     QString end;
     qint64 fetched = 0;
@@ -113,7 +111,7 @@ struct Rig
         }
         const QString path = temporary.filePath(u"desk.zip"_s);
         zip.write(path);
-        archive = readFile(path);
+        origin.body = readFile(path);
         manifest = trust::manifestText(
             std::get<trust::PackageManifest>(publisher::manifestOf(path, identity)));
         sign("file:desk.zip.manifest\trelease:4.3.0");
@@ -130,40 +128,12 @@ struct Rig
         manifest.replace(at, truth.size(), text);
         sign("file:desk.zip.manifest\trelease:4.3.0");
     }
-    Answer answer(const Request& request)
-    {
-        const QList<QByteArray> range = headerOf(request, "Range").mid(6).split('-');
-        const QString verb = script.size() > 1 ? script.takeFirst() : script.constFirst();
-        asked << QString::fromLatin1(headerOf(request, "Range").mid(6));
-        const int first = range[0].toInt();
-        QByteArray part = archive.mid(first, range.value(1).toInt() - first + 1);
-        QByteArray contentRange = "bytes " + range.join('-') + '/' +
-                                  QByteArray::number(archive.size() + (verb == u"total"_s));
-        QByteArray more;
-        if (verb == u"plain"_s || verb == u"416"_s || verb == u"503"_s) {
-            return http(verb == u"plain"_s ? 200 : verb.toInt(), archive);
-        }
-        if (verb == u"damaged"_s) {
-            part[part.size() / 2] = char(part[part.size() / 2] + 1);
-        } else if (verb == u"elsewhere"_s) {
-            contentRange.replace("bytes ", "bytes 1");
-        } else if (verb == u"gzip"_s) {
-            more = "Content-Encoding: gzip\r\n";
-        } else if (verb == u"page"_s) {
-            return http(200, "<html>", "Content-Type: text/html\r\n");
-        }
-        Answer whole = http(206, part, "Content-Range: " + contentRange + "\r\n" + more);
-        whole.bytes.chop(verb == u"cut"_s ? part.size() / 2 : 0);
-        whole.end = verb == u"silence"_s ? Answer::eSilence : whole.end;
-        whole.bytes.chop(verb == u"silence"_s ? part.size() / 2 : 0);
-        return whole;
-    }
     void start()
     {
         writeTree(installed, old);
         server.answer("/desk.zip.manifest", http(200, QByteArray::fromStdString(manifest)));
         server.answer("/desk.zip.manifest.minisig", http(200, signature));
-        server.answerWith("/desk.zip", [this](const Request& request) { return answer(request); });
+        origin.serveAt(server, "/desk.zip");
         DifferentialUpdate::Source source{{},
                                           server.url("/desk.zip"),
                                           publicKeys,
@@ -175,7 +145,7 @@ struct Rig
                                           [] { return QNetworkProxy(QNetworkProxy::NoProxy); }};
         source.package.url = source.url;
         source.package.release = u"4.3"_s;
-        source.package.fileSize = quint32(archive.size());
+        source.package.fileSize = quint32(origin.body.size());
         source.policy.retries = retries;
         source.policy.firstPause = std::chrono::milliseconds(1);
         source.policy.stallTimeout = std::chrono::milliseconds(300);
@@ -245,11 +215,11 @@ private slots:
         rig.publish();
         QCOMPARE(rig.run(), u"ready"_s);
         QVERIFY(rig.isNew());
-        QCOMPARE(rig.asked.size(), 2); // desk comes first, lib/8 is far behind
+        QCOMPARE(rig.origin.asked.size(), 2); // desk comes first, lib/8 is far behind
         QVERIFY2(rig.fetched < 2 * fileSize + 2000, qPrintable(QString::number(rig.fetched)));
 
         // Everything is there now: once more, nothing is fetched, and what is wrong is mended.
-        rig.asked.clear();
+        rig.origin.asked.clear();
         const QString tree = rig.update->tree()->folder();
         writeFile(tree + u"/lib/2"_s, noise(5, fileSize));
         writeFile(tree + u"/foreign"_s, "x");
@@ -257,7 +227,7 @@ private slots:
         QVERIFY(!rig.update->tree()->isIntact());
         QCOMPARE(rig.run(), u"ready"_s);
         QVERIFY(rig.isNew());
-        QCOMPARE(rig.asked, QStringList());
+        QCOMPARE(rig.origin.asked, QStringList());
     }
 
     void ends_data()
@@ -305,27 +275,28 @@ private slots:
         wrong(
             "a manifest as large as the package",
             [](Rig& r) {
-                r.manifest += "later " + std::string(std::size_t(r.archive.size()), 'x');
+                r.manifest += "later " + std::string(std::size_t(r.origin.body.size()), 'x');
                 r.sign("file:desk.zip.manifest\trelease:4.3.0");
             },
             u"too large"_s);
         wrong(
             "nothing left of the old version", [](Rig& r) { r.old.clear(); }, u"have changed"_s);
         wrong(
-            "a server without ranges", [](Rig& r) { r.script = QStringList{u"plain"_s}; },
+            "a server without ranges", [](Rig& r) { r.origin.script = QStringList{u"plain"_s}; },
             u"ranges"_s);
         wrong(
-            "a range that is refused", [](Rig& r) { r.script = QStringList{u"416"_s}; },
+            "a range that is refused",
+            [](Rig& r) { r.origin.script = QStringList{u"status 416"_s}; }, u"ranges"_s);
+        wrong(
+            "another range", [](Rig& r) { r.origin.script = QStringList{u"range bytes 1-2/3"_s}; },
             u"ranges"_s);
         wrong(
-            "another range", [](Rig& r) { r.script = QStringList{u"elsewhere"_s}; }, u"ranges"_s);
+            "a file of another size", [](Rig& r) { r.origin.body += "x"; }, u"ranges"_s);
         wrong(
-            "a file of another size", [](Rig& r) { r.script = QStringList{u"total"_s}; },
+            "a compressed range", [](Rig& r) { r.origin.script = QStringList{u"gzip"_s}; },
             u"ranges"_s);
         wrong(
-            "a compressed range", [](Rig& r) { r.script = QStringList{u"gzip"_s}; }, u"ranges"_s);
-        wrong(
-            "other bytes, twice", [](Rig& r) { r.script = QStringList{u"damaged"_s}; },
+            "other bytes, twice", [](Rig& r) { r.origin.script = QStringList{u"damage"_s}; },
             u"not the one of the manifest"_s);
         wrong(
             "contents of another size", [](Rig& r) { r.lie(" 30000 ", " 29999 "); },
@@ -339,20 +310,21 @@ private slots:
             },
             u"not the one of the manifest|too large"_s);
         row("other bytes, once", Act([](Rig& r) {
-                r.script = QStringList{u"damaged"_s, u"ok"_s};
+                r.origin.script = QStringList{u"damage"_s, u"ok"_s};
             }),
             u"ready"_s);
         row("a cut, and a page of the network", Act([](Rig& r) {
                 r.retries = 2;
-                r.script = QStringList{u"cut"_s, u"page"_s, u"ok"_s};
+                r.origin.script = QStringList{u"cut"_s, u"page"_s, u"ok"_s};
             }),
             u"ready"_s);
         row("a server that is busy for too long", Act([](Rig& r) {
                 r.retries = 1;
-                r.script = QStringList{u"503"_s};
+                r.origin.script = QStringList{u"status 503"_s};
             }),
             u"failed 403"_s);
-        row("silence", Act([](Rig& r) { r.script = QStringList{u"silence"_s}; }), u"failed 4"_s);
+        row("silence", Act([](Rig& r) { r.origin.script = QStringList{u"stall"_s}; }),
+            u"failed 4"_s);
     }
     void ends()
     {
@@ -375,19 +347,19 @@ private slots:
             rig.fresh.insert(u"lib/%1"_s.arg(i), noise(100 + i, 60'000));
         }
         rig.publish();
-        rig.script = QStringList{u"ok"_s, u"silence"_s};
+        rig.origin.script = QStringList{u"ok"_s, u"stall"_s};
         rig.start();
-        QTRY_COMPARE(rig.asked.size(), 2);
+        QTRY_COMPARE(rig.origin.asked.size(), 2);
         QTRY_VERIFY(QFileInfo(rig.staging() + u"/section"_s).size() > 10'000);
         rig.update.reset(); // as a cancel does, or a restart of the host
-        const QString broken = rig.asked[1];
-        rig.script = QStringList{u"ok"_s};
-        rig.asked.clear();
+        const QString broken = rig.origin.asked[1];
+        rig.origin.script = QStringList{u"ok"_s};
+        rig.origin.asked.clear();
         QCOMPARE(rig.run(), u"ready"_s);
         QVERIFY(rig.isNew());
-        QCOMPARE(rig.asked.size(), 1);
-        QCOMPARE(rig.asked[0].section(u'-', 1), broken.section(u'-', 1));
-        QVERIFY(rig.asked[0].section(u'-', 0, 0).toInt() >
+        QCOMPARE(rig.origin.asked.size(), 1);
+        QCOMPARE(rig.origin.asked[0].section(u'-', 1), broken.section(u'-', 1));
+        QVERIFY(rig.origin.asked[0].section(u'-', 0, 0).toInt() >
                 broken.section(u'-', 0, 0).toInt() + 10'000);
     }
 
@@ -395,7 +367,6 @@ private slots:
     {
         Rig rig;
         rig.publish();
-        const auto other = rig.cache.staging(rig.installed);
         QDir().mkpath(rig.installed);
         const auto lock = rig.cache.staging(rig.installed);
         QCOMPARE(rig.run(), u"unusable: the staging folder is in use, or cannot be"_s);

@@ -23,13 +23,15 @@ inline QByteArray headerOf(const Request& request, const QByteArray& name)
  * A file on a ScriptedServer that knows byte ranges, and what goes wrong with it try by try:
  *
  *     ok          all that was asked for
- *     cut N       the connection ends after byte N of the file; also reset N, stall N
+ *     cut N       the connection ends after byte N of the file; also reset N, stall N; without N
+ *                 after half of what was asked for
  *     plain       all of the file, whatever was asked for; plaincut N
  *     status N H  an error with this status, and a header line
  *     page        the log-in page of a network
  *     change      another file of the same size from now on; grow: a longer one
  *     range V     the rest, with this Content-Range
  *     gzip        the rest, said to be compressed; only N: the next N bytes
+ *     damage      the rest, with one wrong byte
  */
 class RangeOrigin
 {
@@ -37,7 +39,8 @@ public:
     QByteArray body;
     QByteArray validators = "ETag: \"1\"\r\n"; //!< header lines
     QStringList script{u"ok"_s};               //!< the last one again and again
-    QStringList asked; //!< the first byte of each request, "-" for the whole file
+    /** The first byte of each request, the last one if it has one; "-" for the whole file. */
+    QStringList asked;
 
     explicit RangeOrigin(int size = 200'000)
     {
@@ -55,8 +58,11 @@ private:
     Answer answer(const Request& request)
     {
         const QByteArray range = headerOf(request, "Range");
-        const int first = range.isEmpty() ? 0 : range.mid(6).chopped(1).toInt();
-        asked << (range.isEmpty() ? u"-"_s : QString::number(first));
+        const QList<QByteArray> ends = range.mid(6).split('-');
+        const int first = ends[0].toInt();
+        const bool isOpen = ends.value(1).isEmpty();
+        const QByteArray wanted = isOpen ? ends[0] : range.mid(6);
+        asked << (range.isEmpty() ? u"-"_s : QString::fromLatin1(wanted));
         QStringList words = script.constFirst().split(u' ');
         const QString verb = words.takeFirst();
         const QString rest = words.join(u' ');
@@ -81,7 +87,8 @@ private:
         if (first >= body.size()) {
             return http(416, {}, "Content-Range: bytes */" + size() + "\r\n");
         }
-        const int last = verb == u"only"_s ? first + rest.toInt() - 1 : body.size() - 1;
+        const int end = isOpen ? body.size() - 1 : qMin(ends[1].toInt(), body.size() - 1);
+        const int last = verb == u"only"_s ? first + rest.toInt() - 1 : end;
         QByteArray headers = "Content-Range: bytes " + QByteArray::number(first) + '-' +
                              QByteArray::number(last) + '/' + size() + "\r\n";
         if (verb == u"range"_s) {
@@ -89,7 +96,10 @@ private:
         } else if (verb == u"gzip"_s) {
             headers += "Content-Encoding: gzip\r\n";
         }
-        const QByteArray part = body.mid(first, last - first + 1);
+        QByteArray part = body.mid(first, last - first + 1);
+        if (verb == u"damage"_s) {
+            part[part.size() / 2] = char(part[part.size() / 2] + 1);
+        }
         return cut(head(206, part.size(), headers), part, first, verb, rest);
     }
     QByteArray size() const { return QByteArray::number(body.size()); }
@@ -103,14 +113,18 @@ private:
                       const QString& verb, const QString& rest)
     {
         const bool isCut = verb.endsWith(u"cut"_s) || verb == u"reset"_s || verb == u"stall"_s;
-        Answer answer{head + (isCut ? part.left(qMax(0, rest.toInt() - first)) : part)};
+        const int sent = rest.isEmpty() ? part.size() / 2 : qMax(0, rest.toInt() - first);
+        Answer answer{head + (isCut ? part.left(sent) : part)};
         if (verb == u"reset"_s) {
             // What has not been read yet is lost with a reset: give it time.
             answer.dripMs = 120;
             answer.dropSize = answer.bytes.size() - 1;
             answer.end = Answer::eReset;
         }
-        answer.end = verb == u"stall"_s ? Answer::eSilence : answer.end;
+        if (verb == u"stall"_s) {
+            answer.delayMs = 120; // progress is told every 100 ms
+            answer.end = Answer::eSilence;
+        }
         return answer;
     }
 };
