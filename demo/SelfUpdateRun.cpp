@@ -4,7 +4,8 @@
 // End-to-end self-update with real processes and files: creates an application folder with Camera
 // Desk 4.2.0, publishes 4.3.0 as a zip package, starts the old version and waits until the new one
 // reports that it is up to date. Prints the timeline. Exits with 0 only if the folder then contains
-// exactly the files of the new version.
+// exactly the files of the new version. With --publisher, the package is signed, a tenth of its
+// data is new, and only that may be fetched.
 
 #include "demo/Archive.h"
 #include "demo/Console.h"
@@ -50,21 +51,31 @@ QByteArray contents(const QString& path)
     return file.readAll();
 }
 
-/** The application folder of one version: the host, its dependencies, and @p payload more bytes. */
-QList<ArchiveFile> application(const QString& host, const QString& library, quint32 seed,
-                               int payload)
+/** What all versions consist of. */
+struct Payload
+{
+    QString library;
+    int bytes = 0;
+    /** Of 500 files. */
+    int changed = 500;
+};
+
+/** The application folder of one version: the host, its dependencies, and data. */
+QList<ArchiveFile> application(const QString& host, const Payload& payload, quint32 seed)
 {
     const QDir own(QCoreApplication::applicationDirPath());
     QList<ArchiveFile> files{
         {hostName, contents(host), true},
-        {QFileInfo(library).fileName(), contents(library), true},
+        {QFileInfo(payload.library).fileName(), contents(payload.library), true},
         {installerName, contents(own.filePath(installerName)), true},
         {QStringLiteral("version %1.txt").arg(seed), QByteArray::number(seed), false},
     };
     constexpr int pieces = 500;
-    QRandomGenerator generator(seed);
+    QRandomGenerator old(0);
+    QRandomGenerator fresh(seed);
     for (int i = 0; i < pieces; ++i) {
-        QByteArray bytes(payload / pieces / 4 * 4, Qt::Uninitialized);
+        QRandomGenerator& generator = i < pieces - payload.changed ? old : fresh;
+        QByteArray bytes(payload.bytes / pieces / 4 * 4, Qt::Uninitialized);
         generator.fillRange(reinterpret_cast<quint32*>(bytes.data()), bytes.size() / 4);
         files.append({QStringLiteral("data/%1/Bild ä %2.bin").arg(i % 20).arg(i), bytes, false});
     }
@@ -109,10 +120,13 @@ QStringList differences(const QDir& folder, const QList<ArchiveFile>& files)
     return result + expected.keys();
 }
 
-void publish(demo::UpdateServer& server, const QList<ArchiveFile>& files)
+constexpr char packageName[] = "camera-desk-4.3.0.zip";
+
+/** Publishes 4.3.0; the size of the package. */
+qint64 publish(demo::UpdateServer& server, const QList<ArchiveFile>& files)
 {
     const QByteArray archive = demo::storedZip(files);
-    const QString path = QStringLiteral("/camera-desk-4.3.0.zip");
+    const QString path = QLatin1Char('/') + QLatin1String(packageName);
     server.setAnswer(path, demo::UpdateServer::page("application/zip", archive));
     server.setDocument("<softwareList><package-set type=\"Application\" name=\"Camera Desk\" "
                        "status=\"STABLE\" platform=\"Win32 Win64\" language=\"en de fr\">"
@@ -121,6 +135,41 @@ void publish(demo::UpdateServer& server, const QList<ArchiveFile>& files)
                        server.url(path).toEncoded() + "\" file-size=\"" +
                        QByteArray::number(archive.size()) +
                        "\"/></package></package-set></softwareList>");
+    return archive.size();
+}
+
+/**
+ * Signs what is published with softwareupdate-publish, the program @p publisher, in @p folder, and
+ * publishes manifest and signatures, too. The public key, empty if that fails.
+ */
+QString sign(demo::UpdateServer& server, const QString& publisher, const QDir& folder)
+{
+    const QString package = folder.filePath(QLatin1String(packageName));
+    const QString key = folder.filePath(QStringLiteral("desk"));
+    QFile file(package);
+    if (!file.open(QIODevice::WriteOnly) ||
+        file.write(server.answer(QLatin1Char('/') + QLatin1String(packageName)).body) < 0) {
+        return QString();
+    }
+    file.close();
+    const QList<QStringList> commands{
+        {QStringLiteral("keys"), QStringLiteral("--no-password"), key},
+        {QStringLiteral("sign"), QStringLiteral("--key"), key + QStringLiteral(".key"),
+         QStringLiteral("--release"), QStringLiteral("4.3.0"), QStringLiteral("--product"),
+         QStringLiteral("Camera Desk"), QStringLiteral("--platform"), QStringLiteral("Win64"),
+         package}};
+    for (const QStringList& command : commands) {
+        if (QProcess::execute(publisher, command) != 0) {
+            return QString();
+        }
+    }
+    for (const char* suffix : {".minisig", ".manifest", ".manifest.minisig"}) {
+        const QString name = QLatin1String(packageName) + QLatin1String(suffix);
+        server.setAnswer(QLatin1Char('/') + name,
+                         demo::UpdateServer::page("text/plain", contents(folder.filePath(name))));
+    }
+    return QString::fromLatin1(contents(key + QStringLiteral(".pub")))
+        .section(QLatin1Char('\n'), 1, 1);
 }
 
 struct Step
@@ -232,11 +281,13 @@ struct Job
     int megabytes = 50;
     int limit = 10'000;
     QString pictures;
+    /** softwareupdate-publish; empty: nothing is signed. */
+    QString publisher;
 };
 
 /** Starts the old version in @p folder; its settings, logs and temporary files go to @p root. */
 bool startHost(HostProcess& process, const QDir& folder, const QDir& root, const QString& url,
-               const QString& pictures)
+               const QString& pictures, const QString& publicKey)
 {
     QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
     const QString temporary = root.filePath(QStringLiteral("tmp"));
@@ -244,6 +295,7 @@ bool startHost(HostProcess& process, const QDir& folder, const QDir& root, const
     for (const char* name : {"TMPDIR", "TMP", "TEMP"}) {
         environment.insert(QLatin1String(name), QDir::toNativeSeparators(temporary));
     }
+    environment.insert(QStringLiteral("XDG_CACHE_HOME"), root.filePath(QStringLiteral("cache")));
     QStringList arguments{QStringLiteral("--self-update"),
                           QStringLiteral("--server-url"),
                           url,
@@ -253,6 +305,9 @@ bool startHost(HostProcess& process, const QDir& folder, const QDir& root, const
                           root.filePath(QStringLiteral("report"))};
     if (!pictures.isEmpty()) {
         arguments << QStringLiteral("--pictures") << pictures;
+    }
+    if (!publicKey.isEmpty()) {
+        arguments << QStringLiteral("--public-key") << publicKey;
     }
     environment.insert(QStringLiteral("CAMERA_DESK_ARGUMENTS"), arguments.join(QLatin1Char('\n')));
     QProcess host;
@@ -286,14 +341,23 @@ int run(const Job& job)
     const Root root;
     const QDir parent(QDir(root.path()).filePath(QStringLiteral("Prøve & 测试 dir")));
     const QDir folder(parent.filePath(QStringLiteral("Camera Desk")));
-    const int payload = job.megabytes * 1024 * 1024;
-    const QList<ArchiveFile> newFiles = application(job.newHost, job.library, 43, payload);
-    if (!writeFiles(folder, application(job.oldHost, job.library, 42, payload))) {
+    constexpr int tenth = 50;
+    const bool isSigned = !job.publisher.isEmpty();
+    Payload payload{job.library, job.megabytes * 1024 * 1024};
+    payload.changed = isSigned ? tenth : payload.changed;
+    QList<ArchiveFile> newFiles = application(job.newHost, payload, 43);
+    if (!writeFiles(folder, application(job.oldHost, payload, 42))) {
         printError(QStringLiteral("cannot write to %1").arg(folder.path()));
         return 1;
     }
     demo::UpdateServer server;
-    publish(server, newFiles);
+    const qint64 packageSize = publish(server, newFiles);
+    const QString publicKey = isSigned ? sign(server, job.publisher, QDir(root.path())) : QString();
+    if (isSigned) {
+        const QString manifest = QLatin1String(packageName) + QLatin1String(".manifest");
+        newFiles.append({QStringLiteral(".softwareupdate-manifest"),
+                         server.answer(QLatin1Char('/') + manifest).body, false});
+    }
     print(QStringLiteral("self-update of %1: %2 MiB in %3 files")
               .arg(QDir::toNativeSeparators(folder.path()))
               .arg(job.megabytes)
@@ -303,14 +367,14 @@ int run(const Job& job)
     const QString last = QStringLiteral("4.3.0 up to date");
     QList<Step> steps;
     HostProcess host;
-    const bool isUpdated =
-        startHost(host, folder, QDir(root.path()), server.url().toString(), job.pictures) &&
-        waitFor(
-            [&] {
-                steps = readReport(reportFile);
-                return timeOf(steps, last) > 0;
-            },
-            job.limit * 2);
+    const bool isUpdated = startHost(host, folder, QDir(root.path()), server.url().toString(),
+                                     job.pictures, publicKey) &&
+                           waitFor(
+                               [&] {
+                                   steps = readReport(reportFile);
+                                   return timeOf(steps, last) > 0;
+                               },
+                               job.limit * 2);
     for (const Step& step : qAsConst(steps)) {
         print(QStringLiteral("%1 ms  %2").arg(step.time - steps.first().time, 6).arg(step.text));
     }
@@ -340,6 +404,11 @@ int run(const Job& job)
             QString::fromUtf8(contents(parent.filePath(QStringLiteral("UpdateInstaller.log")))));
         return 1;
     }
+    print(QStringLiteral("sent: %1 of %2 bytes").arg(server.sentBytes()).arg(packageSize));
+    if (isSigned && server.sentBytes() > packageSize / 2) {
+        printError(QStringLiteral("more was fetched than has changed"));
+        return 1;
+    }
     const qint64 total = timeOf(steps, last) - steps.first().time;
     const qint64 blackout = timeOf(steps, QStringLiteral("4.3.0 running")) -
                             timeOf(steps, QStringLiteral("4.2.0 Restart required"));
@@ -361,6 +430,7 @@ int main(int argc, char* argv[])
 {
     const QCoreApplication application(argc, argv);
     const QString pictures = QStringLiteral("pictures");
+    const QString publisher = QStringLiteral("publisher");
     QCommandLineParser parser;
     parser.addHelpOption();
     parser.addOptions({
@@ -370,6 +440,8 @@ int main(int argc, char* argv[])
          QStringLiteral("ms"), QStringLiteral("10000")},
         {pictures, QStringLiteral("Save a picture of the new version's window in <folder>."),
          QStringLiteral("folder")},
+        {publisher, QStringLiteral("Sign the package with <program>, softwareupdate-publish."),
+         QStringLiteral("program")},
     });
     parser.addPositionalArgument(QStringLiteral("files"),
                                  QStringLiteral("The old host, the new host, and the library."));
@@ -378,9 +450,9 @@ int main(int argc, char* argv[])
     if (files.size() != 3) {
         parser.showHelp(2);
     }
-    return run({files.at(0), files.at(1), files.at(2),
-                parser.value(QStringLiteral("megabytes")).toInt(),
-                parser.value(QStringLiteral("limit")).toInt(),
-                parser.isSet(pictures) ? QFileInfo(parser.value(pictures)).absoluteFilePath()
-                                       : QString()});
+    return run(
+        {files.at(0), files.at(1), files.at(2), parser.value(QStringLiteral("megabytes")).toInt(),
+         parser.value(QStringLiteral("limit")).toInt(),
+         parser.isSet(pictures) ? QFileInfo(parser.value(pictures)).absoluteFilePath() : QString(),
+         parser.value(publisher)});
 }

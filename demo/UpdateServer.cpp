@@ -3,6 +3,7 @@
 #include "demo/StoppableServer.h"
 
 #include <algorithm>
+#include <atomic>
 #include <chrono>
 #include <condition_variable>
 #include <map>
@@ -63,6 +64,7 @@ public:
     Private& operator=(const Private&) = delete;
 
     [[nodiscard]] int port() const { return std::max(m_port, 0); }
+    [[nodiscard]] qint64 sentBytes() const { return m_sent; }
 
     void setAnswer(const std::string& path, const Answer& answer)
     {
@@ -85,6 +87,7 @@ private:
     mutable std::mutex m_mutex;
     std::condition_variable m_stopping;
     bool m_isStopping = false;
+    std::atomic<qint64> m_sent{0};
     std::map<std::string, std::shared_ptr<const Answer>> m_answers;
 
     void respond(const httplib::Request& request, httplib::Response& response)
@@ -95,7 +98,10 @@ private:
             response.status = 503;
             return;
         }
-        response.status = given->status;
+        // Otherwise httplib takes 206 for a range.
+        if (given->status != 200 || request.ranges.empty()) {
+            response.status = given->status;
+        }
         send(given, response);
     }
 
@@ -114,6 +120,7 @@ private:
                     return false;
                 }
                 const auto piece = std::size_t(std::max(given->pieceSize, 1));
+                m_sent += qint64(std::min(length, piece));
                 return sink.write(given->body.constData() + offset, std::min(length, piece));
             });
     }
@@ -151,6 +158,11 @@ QUrl UpdateServer::url(const QString& path) const
     result.setPort(port());
     result.setPath(path);
     return result;
+}
+
+qint64 UpdateServer::sentBytes() const
+{
+    return d->sentBytes();
 }
 
 QString UpdateServer::documentPath()

@@ -24,7 +24,8 @@ public:
     {
         int status = 200;
         QByteArray contentType;
-        /** Sent unchanged, without compression. */
+        /** Sent unchanged, without compression; the part that was asked for if the status is 200.
+         */
         QByteArray body;
         /** The body is sent in pieces of this many bytes ... */
         int pieceSize = 64 * 1024;
@@ -55,6 +56,9 @@ public:
     void setAnswer(const QString& path, const Answer& answer);
     /** The answer for @p path; a 404 for a path never set. */
     [[nodiscard]] Answer answer(const QString& path) const;
+
+    /** Bytes of bodies that were sent so far. */
+    [[nodiscard]] qint64 sentBytes() const;
 
     [[nodiscard]] static Answer page(const QByteArray& contentType, const QByteArray& body);
     [[nodiscard]] static Answer failure(int status);
