@@ -212,27 +212,53 @@ void DifferentialUpdate::reuse()
     work(
         [this](const std::atomic<bool>& isCancelled) {
             const trust::PackageManifest& manifest = m_tree->manifest();
-            const ContentPaths contents =
-                installedContents(m_source.applicationFolder, manifest, isCancelled);
+            m_installed = installedContents(m_source.applicationFolder, manifest, isCancelled);
             std::vector<std::size_t> missing;
             for (const std::size_t position : m_missing) {
-                const QString path = contents.value(bytesOf(manifest.files[position].hash));
+                const QString path = m_installed.value(bytesOf(manifest.files[position].hash));
                 if (path.isEmpty() || !m_tree->copy(position, path, isCancelled)) {
                     missing.push_back(position);
                 }
             }
             m_missing = std::move(missing);
+            choosePatches();
             return QString();
         },
         &DifferentialUpdate::plan);
 }
 
+void DifferentialUpdate::choosePatches()
+{
+    for (const std::size_t position : m_missing) {
+        const trust::ManifestFile& file = m_tree->manifest().files[position];
+        quint64 smallest = file.packedSize;
+        for (const trust::ManifestPatch& patch : file.patches) {
+            if (patch.size < smallest && m_installed.contains(bytesOf(patch.oldHash)) &&
+                trust::patchWindowLog(patch.oldSize, file.size)) {
+                smallest = patch.size;
+                m_patches[position] = patch;
+            }
+        }
+    }
+}
+
 void DifferentialUpdate::plan()
 {
-    m_sections = planSections(m_tree->manifest(), m_missing);
-    for (const ArchiveSection& section : m_sections) {
-        m_wanted += section.size;
+    std::vector<WantedBytes> patches;
+    std::vector<WantedBytes> entries;
+    for (const std::size_t position : m_missing) {
+        const auto patch = m_patches.find(position);
+        if (patch != m_patches.end()) {
+            patches.push_back({qint64(patch->second.offset), qint64(patch->second.size), position});
+        } else {
+            const trust::ManifestFile& file = m_tree->manifest().files[position];
+            entries.push_back({qint64(file.offset), qint64(file.packedSize), position});
+        }
     }
+    m_fetches.clear();
+    m_current = 0;
+    planFrom(Fetch::ePatches, std::move(patches));
+    planFrom(Fetch::eArchive, std::move(entries));
     const QString complaint = complaintAboutPlan();
     if (!complaint.isEmpty()) {
         giveUp(complaint);
@@ -240,9 +266,22 @@ void DifferentialUpdate::plan()
     }
     SOFTWAREUPDATE_LOG(Log::eInfo, logName, "fetching ", m_wanted, " of ",
                        m_tree->manifest().archiveSize, " bytes of ", logText(m_source.url), " in ",
-                       m_sections.size(), " parts, for ", m_missing.size(), " of ",
-                       m_tree->manifest().files.size(), " files");
+                       m_fetches.size(), " parts, for ", m_missing.size(), " of ",
+                       m_tree->manifest().files.size(), " files, ", m_patches.size(),
+                       " of them by patches");
+    m_missing.clear();
     fetchSection();
+}
+
+void DifferentialUpdate::planFrom(Fetch::From from, std::vector<WantedBytes> wanted)
+{
+    std::sort(wanted.begin(), wanted.end(), [](const WantedBytes& left, const WantedBytes& right) {
+        return left.first < right.first;
+    });
+    for (FetchedSection& section : planSections(wanted)) {
+        m_wanted += section.size;
+        m_fetches.push_back({from, std::move(section)});
+    }
 }
 
 QString DifferentialUpdate::complaintAboutPlan() const
@@ -256,8 +295,8 @@ QString DifferentialUpdate::complaintAboutPlan() const
         sizes.push_back(m_tree->manifest().files[position].size);
     }
     quint64 largest = 0;
-    for (const ArchiveSection& section : m_sections) {
-        largest = std::max(largest, quint64(section.size));
+    for (const Fetch& fetch : m_fetches) {
+        largest = std::max(largest, quint64(fetch.section.size));
     }
     sizes.push_back(largest);
     const auto space = diskSpaceAt(m_tree->folder());
@@ -269,14 +308,17 @@ QString DifferentialUpdate::complaintAboutPlan() const
 
 void DifferentialUpdate::fetchSection()
 {
-    if (m_current == m_sections.size()) {
-        check();
+    if (m_current == m_fetches.size()) {
+        m_missing.empty() ? check() : plan();
         return;
     }
-    const ArchiveSection& section = m_sections[m_current];
+    const auto& [from, section] = m_fetches[m_current];
     const trust::PackageManifest& manifest = m_tree->manifest();
+    const bool isArchive = from == Fetch::eArchive;
+    const auto total = qint64(isArchive ? manifest.archiveSize : manifest.patchesSize);
     const QString path = m_tree->sectionPath();
     const QByteArray owner = QByteArray::fromStdString(trust::hexText(manifest.archiveHash)) + ' ' +
+                             QByteArray::number(int(from)) + ' ' +
                              QByteArray::number(section.first) + ' ' +
                              QByteArray::number(section.size);
     auto partial = PartialFile::in({path, path + QStringLiteral(".json"), owner, nullptr});
@@ -284,9 +326,11 @@ void DifferentialUpdate::fetchSection()
         giveUp(QStringLiteral("the staging folder cannot be written to"));
         return;
     }
-    m_fetch = std::make_unique<ResumableDownload>(m_source.url, path, std::move(partial),
-                                                  m_source.policy, m_source.proxy);
-    m_fetch->setSection({section.first, section.size, qint64(manifest.archiveSize)});
+    const QString suffix = toText(std::string(trust::patchesSuffix));
+    m_fetch = std::make_unique<ResumableDownload>(
+        isArchive ? m_source.url : besideUrl(m_source.url, suffix), path, std::move(partial),
+        m_source.policy, m_source.proxy);
+    m_fetch->setSection({section.first, section.size, total});
     connect(m_fetch.get(), &ResumableDownload::waiting, this, &DifferentialUpdate::waiting);
     connect(m_fetch.get(), &ResumableDownload::progressed, this,
             [this](qint64 received, qint64 /*total*/) {
@@ -298,8 +342,12 @@ void DifferentialUpdate::fetchSection()
 
 void DifferentialUpdate::takeSection(QNetworkReply::NetworkError code)
 {
+    const bool isPatch = m_fetches[m_current].from == Fetch::ePatches;
     if (code == QNetworkReply::NoError) {
         unpackSection();
+    } else if (isPatch && (m_fetch->isUnfit() || code == QNetworkReply::ContentNotFoundError)) {
+        dropPatches();
+        nextSection();
     } else if (m_fetch->isUnfit()) {
         giveUp(QStringLiteral("the server does not send ranges of the package"));
     } else {
@@ -307,22 +355,55 @@ void DifferentialUpdate::takeSection(QNetworkReply::NetworkError code)
     }
 }
 
+// Their files are fetched as they are in the package.
+void DifferentialUpdate::dropPatches()
+{
+    for (const WantedBytes& part : m_fetches[m_current].section.parts) {
+        m_patches.erase(part.position);
+        m_missing.push_back(part.position);
+    }
+}
+
 void DifferentialUpdate::unpackSection()
 {
-    const auto unpackFiles = [this](const std::atomic<bool>& isCancelled) {
-        const ArchiveSection& section = m_sections[m_current];
+    const auto unpackParts = [this](const std::atomic<bool>& isCancelled) {
         QFile file(m_tree->sectionPath());
-        bool isFine = file.open(QIODevice::ReadOnly);
-        for (const std::size_t position : section.files) {
-            const qint64 offset = qint64(m_tree->manifest().files[position].offset) - section.first;
-            isFine = isFine && m_tree->unpack(position, file, offset, isCancelled);
+        if (!file.open(QIODevice::ReadOnly)) {
+            return QStringLiteral("the staging folder cannot be read");
         }
+        if (m_fetches[m_current].from == Fetch::ePatches) {
+            applyPatches(file, isCancelled);
+            return QString();
+        }
+        const bool isFine = unpackEntries(file, isCancelled);
         m_isSecondTry = !isFine && !m_isSecondTry;
-        return isFine || m_isSecondTry ? QString()
-                                       : QStringLiteral("the package is not the one of the "
-                                                        "manifest, or cannot be written");
+        return isFine || m_isSecondTry
+                   ? QString()
+                   : QStringLiteral("the package is not the one of the manifest, or cannot be "
+                                    "written");
     };
-    work(unpackFiles, &DifferentialUpdate::nextSection);
+    work(unpackParts, &DifferentialUpdate::nextSection);
+}
+
+bool DifferentialUpdate::unpackEntries(QFile& file, const std::atomic<bool>& isCancelled)
+{
+    const FetchedSection& section = m_fetches[m_current].section;
+    return std::all_of(section.parts.begin(), section.parts.end(), [&](const WantedBytes& part) {
+        return m_tree->unpack(part.position, file, part.first - section.first, isCancelled);
+    });
+}
+
+void DifferentialUpdate::applyPatches(QFile& file, const std::atomic<bool>& isCancelled)
+{
+    const FetchedSection& section = m_fetches[m_current].section;
+    for (const WantedBytes& part : section.parts) {
+        const trust::ManifestPatch& patch = m_patches.at(part.position);
+        if (!m_tree->applyPatch(part.position, patch, file, part.first - section.first,
+                                m_installed.value(bytesOf(patch.oldHash)), isCancelled)) {
+            m_patches.erase(part.position);
+            m_missing.push_back(part.position);
+        }
+    }
 }
 
 void DifferentialUpdate::nextSection()
@@ -330,7 +411,7 @@ void DifferentialUpdate::nextSection()
     m_fetch->discardSection();
     m_fetch.reset();
     if (!m_isSecondTry) {
-        m_fetched += m_sections[m_current].size;
+        m_fetched += m_fetches[m_current].section.size;
         ++m_current;
     }
     fetchSection();

@@ -3,6 +3,7 @@
 #include "catalogue/PackageInfo.h"
 #include "download/DownloadCache.h"
 #include "download/ResumableDownload.h"
+#include "install/InstalledContents.h"
 #include "install/RangePlan.h"
 #include "install/StagingTree.h"
 
@@ -10,6 +11,7 @@
 #include <QUrl>
 
 #include <functional>
+#include <map>
 #include <memory>
 #include <vector>
 
@@ -70,13 +72,26 @@ signals:
     void failed(QNetworkReply::NetworkError code);
 
 private:
+    /** A section of one of the files on the server. */
+    struct Fetch
+    {
+        enum From { ePatches, eArchive };
+
+        From from;
+        FetchedSection section;
+    };
+
     const Source m_source;
     std::unique_ptr<ResumableDownload> m_fetch;
     std::shared_ptr<StagingTree> m_tree;
     DownloadCache::Staging m_staging;
     QByteArray m_manifestText;
+    /** Positions of files that are neither in the tree nor on their way. */
     std::vector<std::size_t> m_missing;
-    std::vector<ArchiveSection> m_sections;
+    ContentPaths m_installed;
+    /** For a file that is made by a patch, by position. */
+    std::map<std::size_t, trust::ManifestPatch> m_patches;
+    std::vector<Fetch> m_fetches;
     std::size_t m_current = 0;
     bool m_isSecondTry = false;
     qint64 m_fetched = 0;
@@ -95,11 +110,16 @@ private:
                                                  qint64 size) const;
     void work(const std::function<QString(const std::atomic<bool>&)>& job, Next next);
     void reuse();
+    void choosePatches();
     void plan();
+    void planFrom(Fetch::From from, std::vector<WantedBytes> wanted);
     [[nodiscard]] QString complaintAboutPlan() const;
     void fetchSection();
     void takeSection(QNetworkReply::NetworkError code);
     void unpackSection();
+    [[nodiscard]] bool unpackEntries(QFile& file, const std::atomic<bool>& isCancelled);
+    void applyPatches(QFile& file, const std::atomic<bool>& isCancelled);
+    void dropPatches();
     void nextSection();
     void check();
     void conclude();

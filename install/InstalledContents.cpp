@@ -14,6 +14,9 @@ ContentPaths installedContents(const QString& folder, const trust::PackageManife
     QSet<quint64> sizes;
     for (const trust::ManifestFile& file : manifest.files) {
         sizes.insert(file.size);
+        for (const trust::ManifestPatch& patch : file.patches) {
+            sizes.insert(patch.oldSize);
+        }
     }
     sizes.remove(0);
     ContentPaths contents;

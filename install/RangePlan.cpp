@@ -10,16 +10,6 @@ constexpr qint64 smallGap = 64 * 1024;
 constexpr std::size_t mostRanges = 64;
 constexpr qint64 largestSection = 64LL * 1024 * 1024;
 
-qint64 beginOf(const trust::ManifestFile& file)
-{
-    return qint64(file.offset);
-}
-
-qint64 endOf(const trust::ManifestFile& file)
-{
-    return qint64(file.offset + file.packedSize);
-}
-
 /** The largest gap to fetch, so that not too many ranges are left. */
 qint64 largestGap(std::vector<qint64> gaps)
 {
@@ -33,26 +23,25 @@ qint64 largestGap(std::vector<qint64> gaps)
 
 } // namespace
 
-std::vector<ArchiveSection> planSections(const trust::PackageManifest& manifest,
-                                         const std::vector<std::size_t>& missing)
+std::vector<FetchedSection> planSections(const std::vector<WantedBytes>& wanted)
 {
     std::vector<qint64> gaps;
-    for (std::size_t i = 1; i < missing.size(); ++i) {
-        gaps.push_back(beginOf(manifest.files[missing[i]]) - endOf(manifest.files[missing[i - 1]]));
+    for (std::size_t i = 1; i < wanted.size(); ++i) {
+        gaps.push_back(wanted[i].first - wanted[i - 1].first - wanted[i - 1].size);
     }
     const qint64 mostFetched = largestGap(gaps);
-    std::vector<ArchiveSection> sections;
-    for (const std::size_t index : missing) {
-        const trust::ManifestFile& file = manifest.files[index];
-        ArchiveSection* const last = sections.empty() ? nullptr : &sections.back();
-        const bool isNear = last && beginOf(file) - last->first - last->size <= mostFetched &&
-                            endOf(file) - last->first <= largestSection;
+    std::vector<FetchedSection> sections;
+    for (const WantedBytes& part : wanted) {
+        FetchedSection* const last = sections.empty() ? nullptr : &sections.back();
+        const qint64 end = part.first + part.size;
+        const bool isNear = last && part.first - last->first - last->size <= mostFetched &&
+                            end - last->first <= largestSection;
         if (!isNear) {
-            sections.push_back({beginOf(file), endOf(file) - beginOf(file), {index}});
+            sections.push_back({part.first, part.size, {part}});
             continue;
         }
-        last->size = endOf(file) - last->first;
-        last->files.push_back(index);
+        last->size = std::max(last->size, end - last->first);
+        last->parts.push_back(part);
     }
     return sections;
 }

@@ -1,31 +1,35 @@
 #pragma once
 
-#include "trust/PackageManifest.h"
-
 #include <QtGlobal>
 
 #include <vector>
 
 namespace zk {
 
-/** Consecutive bytes of an archive that are fetched together, and the files in them. */
-struct ArchiveSection
+/** Bytes of a file on the server, and the position in the manifest of what is made of them. */
+struct WantedBytes
 {
     qint64 first = 0;
     qint64 size = 0;
-    /** Positions in the manifest, in the order of their bytes. */
-    std::vector<std::size_t> files;
+    std::size_t position = 0;
+};
+
+/** Consecutive bytes that are fetched together. */
+struct FetchedSection
+{
+    qint64 first = 0;
+    qint64 size = 0;
+    /** In the order of their bytes. */
+    std::vector<WantedBytes> parts;
 };
 
 /**
- * What to fetch of the archive for the files of @p manifest at the positions @p missing, which
- * ascend: as few requests as are worth their bytes.
+ * What to fetch for @p wanted, which ascends: as few requests as are worth their bytes.
  *
- * Bytes between files that nobody needs are fetched, too, where they are fewer than a request
- * costs: 64 KiB, or more when there would be more than 64 requests. A section of more than one file
- * has at most 64 MiB.
+ * Bytes between that nobody needs are fetched, too, where they are fewer than a request costs: 64
+ * KiB, or more when there would be more than 64 requests. A section of more than one part has at
+ * most 64 MiB.
  */
-[[nodiscard]] std::vector<ArchiveSection> planSections(const trust::PackageManifest& manifest,
-                                                       const std::vector<std::size_t>& missing);
+[[nodiscard]] std::vector<FetchedSection> planSections(const std::vector<WantedBytes>& wanted);
 
 } // namespace zk

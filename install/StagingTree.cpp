@@ -1,6 +1,7 @@
 #include "install/StagingTree.h"
 
 #include "download/FileHash.h"
+#include "install/FilePatch.h"
 #include "install/PackedEntry.h"
 #include "support/FileMode.h"
 #include "support/FilePlacement.h"
@@ -171,6 +172,18 @@ bool StagingTree::unpack(std::size_t position, QFile& section, qint64 offset,
     return entry.isRight(isCancelled) &&
            to.open(QIODevice::WriteOnly | QIODevice::Truncate | QIODevice::Unbuffered) &&
            entry.unpack(to, isCancelled) && place(to, file);
+}
+
+bool StagingTree::applyPatch(std::size_t position, const trust::ManifestPatch& patch,
+                             QFile& section, qint64 offset, const QString& oldPath,
+                             const Cancelled& isCancelled)
+{
+    const ManifestFile& file = m_manifest.files[position];
+    const QByteArray bytes = section.seek(offset) ? section.read(qint64(patch.size)) : QByteArray();
+    QFile to(newPath());
+    return quint64(bytes.size()) == patch.size && Blake2b256::of(viewOf(bytes)) == patch.hash &&
+           to.open(QIODevice::WriteOnly | QIODevice::Truncate | QIODevice::Unbuffered) &&
+           zk::applyPatch(bytes, oldPath, file, to, isCancelled) && place(to, file);
 }
 
 bool StagingTree::place(QFile& file, const ManifestFile& target) const

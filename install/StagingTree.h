@@ -54,6 +54,12 @@ public:
     [[nodiscard]] bool unpack(std::size_t position, QFile& section, qint64 offset,
                               const Cancelled& isCancelled);
 
+    /** Makes the file at @p position from @p patch, which is at @p offset of @p section, and the
+     * file at @p oldPath; false if something is wrong. */
+    [[nodiscard]] bool applyPatch(std::size_t position, const trust::ManifestPatch& patch,
+                                  QFile& section, qint64 offset, const QString& oldPath,
+                                  const Cancelled& isCancelled);
+
     /** Writes the manifest, which has this text, into the folder that holds @p program and will
      * become the application's. */
     [[nodiscard]] bool writeManifest(const QByteArray& text, const QString& program) const;

@@ -115,6 +115,17 @@ ManifestFile readFile(Words& words)
     return file;
 }
 
+ManifestPatch readPatch(Words& words)
+{
+    ManifestPatch patch;
+    patch.oldSize = words.number();
+    patch.oldHash = words.digest();
+    patch.offset = words.number();
+    patch.size = words.number();
+    patch.hash = words.digest();
+    return patch;
+}
+
 void readArchive(Words& words, PackageManifest& manifest)
 {
     manifest.archiveSize = words.number();
@@ -129,6 +140,10 @@ bool readLine(std::string_view line, PackageManifest& manifest)
     const std::string_view kind = words.next();
     if (kind == "file") {
         manifest.files.push_back(readFile(words));
+    } else if (kind == "patch" && !manifest.files.empty()) {
+        manifest.files.back().patches.push_back(readPatch(words));
+    } else if (kind == "patches" && manifest.patchesSize == 0) {
+        manifest.patchesSize = words.number();
     } else if (kind == "folder") {
         manifest.folders.push_back(words.rest());
     } else if (kind == "archive" && manifest.archive.empty()) {
@@ -139,8 +154,9 @@ bool readLine(std::string_view line, PackageManifest& manifest)
         manifest.release = words.rest();
     } else if (kind == "platform") {
         manifest.platforms.push_back(words.rest());
-    } else if (kind == "archive" || kind == "product" || kind == "release") {
-        return false; // twice
+    } else if (kind == "archive" || kind == "product" || kind == "release" || kind == "patch" ||
+               kind == "patches") {
+        return false; // twice, or of no file
     }
     return words.isFine();
 }
@@ -161,6 +177,25 @@ std::string_view sizeComplaint(const ManifestFile& file)
     }
     if ((file.size + mostInflated - 1) / mostInflated > file.packedSize) {
         return "cannot have that size";
+    }
+    return {};
+}
+
+/** Of the patches of all files. */
+std::string patchComplaint(const PackageManifest& manifest)
+{
+    std::size_t entries = manifest.files.size() + manifest.folders.size();
+    for (const ManifestFile& file : manifest.files) {
+        entries += file.patches.size();
+        for (const ManifestPatch& patch : file.patches) {
+            if (patch.size == 0 || patch.size > maximumPatchSize ||
+                patch.offset + patch.size > manifest.patchesSize) {
+                return "a patch for '" + file.path + "' is too large, or outside their file";
+            }
+        }
+    }
+    if (entries > maximumManifestEntries) {
+        return "it has more than " + std::to_string(maximumManifestEntries) + " entries";
     }
     return {};
 }
@@ -206,10 +241,8 @@ std::string complaintAbout(const PackageManifest& manifest)
         manifest.platforms.empty()) {
         return "it does not name product, platform, release and archive";
     }
-    if (manifest.files.size() + manifest.folders.size() > maximumManifestEntries) {
-        return "it has more than " + std::to_string(maximumManifestEntries) + " entries";
-    }
-    return entryComplaint(manifest);
+    std::string complaint = patchComplaint(manifest);
+    return complaint.empty() ? entryComplaint(manifest) : complaint;
 }
 
 } // namespace
@@ -249,6 +282,9 @@ std::string manifestText(const PackageManifest& manifest)
         text += "\nplatform " + platform;
     }
     text += "\nrelease " + manifest.release;
+    if (manifest.patchesSize > 0) {
+        text += "\npatches " + std::to_string(manifest.patchesSize);
+    }
     text += "\narchive " + std::to_string(manifest.archiveSize) + ' ' +
             hexText(manifest.archiveHash) + ' ' + manifest.archive + '\n';
     for (const std::string& folder : manifest.folders) {
@@ -265,6 +301,11 @@ std::string manifestText(const PackageManifest& manifest)
                 (file.method == ManifestFile::eDeflated ? " deflated " : " stored ") +
                 std::to_string(file.size) + ' ' + hexText(file.hash) + ' ' + mode + ' ' +
                 file.path + '\n';
+        for (const ManifestPatch& patch : file.patches) {
+            text += "patch " + std::to_string(patch.oldSize) + ' ' + hexText(patch.oldHash) + ' ' +
+                    std::to_string(patch.offset) + ' ' + std::to_string(patch.size) + ' ' +
+                    hexText(patch.hash) + '\n';
+        }
     }
     return text;
 }
@@ -303,6 +344,19 @@ std::variant<PackageManifest, std::string> acceptManifest(std::string_view text,
         }
     }
     return manifest;
+}
+
+std::optional<int> patchWindowLog(std::uint64_t oldSize, std::uint64_t newSize)
+{
+    constexpr int smallest = 10; // of the format (RFC 8878, section 3.1.1.1.2)
+    int log = smallest;
+    while (log < 63 && (std::uint64_t(1) << unsigned(log)) < newSize) {
+        ++log;
+    }
+    const std::uint64_t window = std::uint64_t(1) << unsigned(log);
+    return oldSize <= maximumPatchMemory && window <= maximumPatchMemory - oldSize
+               ? std::optional(log)
+               : std::nullopt;
 }
 
 std::string hexText(const Blake2b256::Digest& digest)

@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # [QT=6] build-sysroot.sh FOLDER [STAGE...]: builds what the cross build for Windows needs, from the distribution's own
 # source packages, into FOLDER: with Qt 5.15, or with QT=6 in the environment Qt 6. Made for an empty Debian 12 machine; it is
-# not part of CI. Stages: packages zlib libdeflate libzip libsodium httplib qt runtime; with Qt 6, compat after qt (default:
+# not part of CI. Stages: packages zlib libdeflate libzip libsodium libzstd httplib qt runtime; with Qt 6, compat after qt (default:
 # all, in this order). Sources and objects stay in FOLDER.build.
 set -euo pipefail
 [ $# -gt 0 ] || { sed -n '2,5s/^# //p' "$0" >&2; exit 2; }
@@ -12,7 +12,7 @@ qt=${QT:-5}
 [[ $qt = [56] ]] || { echo "QT is '$qt'; it may be 5 or 6" >&2; exit 2; }
 stages=("$@")
 if [ $# -eq 0 ]; then
-    stages=(packages zlib libdeflate libzip libsodium httplib qt)
+    stages=(packages zlib libdeflate libzip libsodium libzstd httplib qt)
     [ "$qt" = 5 ] || stages+=(compat)
     stages+=(runtime)
 fi
@@ -112,6 +112,15 @@ stage_libsodium() {
         make install --quiet
     )
     license "$source/LICENSE" libsodium.txt
+}
+
+stage_libzstd() {
+    local source
+    source=$(source_of libzstd)
+    make -C "$source/lib" CC=$triplet-gcc AR=$triplet-ar TARGET_SYSTEM=Windows_NT -j "$jobs" libzstd.a
+    install -D -m 644 -t "$target/include" "$source"/lib/zstd.h "$source"/lib/zstd_errors.h
+    install -D -m 644 -t "$target/lib" "$source/lib/libzstd.a"
+    license "$source/LICENSE" zstd.txt
 }
 
 stage_httplib() {

@@ -9,6 +9,7 @@
 #include "download/FileHash.h"
 #include "install/DifferentialUpdate.h"
 #include "publisher/ManifestWriter.h"
+#include "publisher/PatchMaker.h"
 #include "publisher/SecretKey.h"
 
 #include <QDirIterator>
@@ -87,6 +88,7 @@ struct Rig
 
     /** Has the package. */
     RangeOrigin origin{0};
+    RangeOrigin patches{0};
     std::string manifest;
     QByteArray signature;
     std::unique_ptr<DifferentialUpdate> update;
@@ -120,6 +122,27 @@ struct Rig
     {
         signature = key.sign(bytesOf(trust::Blake2b512::of(manifest)), comment);
     }
+    /** Publishes the one patch there is, for the file "big" as it is installed. */
+    void addPatch(const QByteArray& from, const QByteArray& to)
+    {
+        const QByteArray patch = to.isEmpty()
+                                     ? from
+                                     : publisher::makePatch(from, to, publisher::defaultPatchLevel)
+                                           .value_or(QByteArray());
+        patches.body = patch;
+        auto made = std::get<trust::PackageManifest>(trust::parseManifest(manifest));
+        made.patchesSize = std::uint64_t(patch.size());
+        for (trust::ManifestFile& file : made.files) {
+            if (file.path == "big") {
+                const QByteArray& older = old[u"big"_s];
+                file.patches = {{std::uint64_t(older.size()), trust::Blake2b256::of(viewOf(older)),
+                                 0, std::uint64_t(patch.size()),
+                                 trust::Blake2b256::of(viewOf(patch))}};
+            }
+        }
+        manifest = trust::manifestText(made);
+        sign("file:desk.zip.manifest\trelease:4.3.0");
+    }
     /** Replaces a part of the manifest by a lie, which is signed. */
     void lie(const std::string& truth, const std::string& text)
     {
@@ -134,6 +157,7 @@ struct Rig
         server.answer("/desk.zip.manifest", http(200, QByteArray::fromStdString(manifest)));
         server.answer("/desk.zip.manifest.minisig", http(200, signature));
         origin.serveAt(server, "/desk.zip");
+        patches.serveAt(server, "/desk.zip.patches");
         DifferentialUpdate::Source source{{},
                                           server.url("/desk.zip"),
                                           publicKeys,
@@ -340,6 +364,41 @@ private slots:
         QVERIFY(rig.isHonest());
     }
 
+    void appliesPatches_data()
+    {
+        columns<Act, int, int>("act", "patchRequests", "requests");
+        row("one patch", Act([](Rig&) {}), 1, 0);
+        row("bytes that are not the patch",
+            Act([](Rig& r) { r.patches.script = QStringList{u"damage"_s}; }), 1, 1);
+        row("no file of patches",
+            Act([](Rig& r) { r.patches.script = QStringList{u"status 404"_s}; }), 1, 1);
+        row("no ranges of it", Act([](Rig& r) { r.patches.script = QStringList{u"plain"_s}; }), 1,
+            1);
+        row("a patch that makes another file", Act([](Rig& r) { r.addPatch(noise(5), noise(6)); }),
+            1, 1);
+        row("a patch that makes a larger file",
+            Act([](Rig& r) { r.addPatch(noise(5), QByteArray(2'000'000, 'x')); }), 1, 1);
+        row("bytes that are no patch", Act([](Rig& r) { r.addPatch(noise(5), QByteArray()); }), 1,
+            1);
+        row("another old file", Act([](Rig& r) { r.old[u"big"_s][7] = 'x'; }), 0, 1);
+    }
+    void appliesPatches()
+    {
+        QFETCH(Act, act);
+        Rig rig;
+        rig.old.insert(u"big"_s, noise(20, 200'000));
+        rig.fresh.insert(u"big"_s, noise(20, 100'000) + "news" + noise(20, 200'000).mid(100'000));
+        rig.fresh.insert(u"desk"_s, rig.old[u"desk"_s]);
+        rig.publish();
+        rig.addPatch(rig.old[u"big"_s], rig.fresh[u"big"_s]);
+        act(rig);
+        QCOMPARE(rig.run(), u"ready"_s);
+        QVERIFY(rig.isNew());
+        QTEST(rig.patches.asked.size(), "patchRequests");
+        QTEST(rig.origin.asked.size(), "requests");
+        QVERIFY(!rig.origin.asked.isEmpty() || rig.fetched < 1000);
+    }
+
     void goesOnAfterAnEnd()
     {
         Rig rig;
@@ -399,44 +458,31 @@ private slots:
 
     void plansFewRequests()
     {
-        trust::PackageManifest manifest;
-        const auto add = [&manifest](quint64 offset, quint64 size) {
-            trust::ManifestFile file;
-            file.offset = offset;
-            file.packedSize = size;
-            manifest.files.push_back(file);
-        };
-        const auto planned = [&manifest](const std::vector<std::size_t>& missing) {
+        std::vector<WantedBytes> wanted;
+        const auto planned = [&wanted] {
             QStringList text;
-            for (const ArchiveSection& section : planSections(manifest, missing)) {
+            for (const FetchedSection& section : planSections(wanted)) {
                 text << u"%1+%2(%3)"_s.arg(section.first)
                             .arg(section.size)
-                            .arg(section.files.size());
+                            .arg(section.parts.size());
             }
             return text.join(u' ');
         };
-        add(0, 100);
-        add(100 + 65536, 100); // a gap of 64 KiB is fetched
-        add(100 + 65536 + 100 + 65537, 100);
-        QCOMPARE(planned({}), QString());
-        QCOMPARE(planned({0, 1, 2}), u"0+65736(2) 131273+100(1)"_s);
-        QCOMPARE(planned({0, 2}), u"0+100(1) 131273+100(1)"_s);
+        QCOMPARE(planned(), QString());
+        wanted = {{0, 100, 0}, {65636, 100, 1}, {131273, 100, 2}}; // gaps of 64 KiB, and one more
+        QCOMPARE(planned(), u"0+65736(2) 131273+100(1)"_s);
 
-        constexpr quint64 mebi = 1 << 20;
-        manifest.files.clear();
-        add(0, 60 * mebi);
-        add(60 * mebi, 5 * mebi);
-        add(65 * mebi, 100 * mebi); // larger than a section may be, but one file
-        QCOMPARE(planned({0, 1, 2}), u"0+62914560(1) 62914560+5242880(1) 68157440+104857600(1)"_s);
+        constexpr qint64 mebi = 1 << 20;
+        // The last is larger than a section may be, but one file.
+        wanted = {{0, 60 * mebi, 0}, {60 * mebi, 5 * mebi, 1}, {65 * mebi, 100 * mebi, 2}};
+        QCOMPARE(planned(), u"0+62914560(1) 62914560+5242880(1) 68157440+104857600(1)"_s);
 
-        // A hundred far apart: the smallest gaps are fetched until 64 are left.
-        manifest.files.clear();
-        std::vector<std::size_t> all;
-        for (quint64 i = 0; i < 100; ++i) {
-            add(i * mebi - (i % 2 == 1 ? mebi / 2 : 0), 1000);
-            all.push_back(std::size_t(i));
+        // A hundred far apart: the smallest gaps are fetched until not too many are left.
+        wanted.clear();
+        for (qint64 i = 0; i < 100; ++i) {
+            wanted.push_back({i * mebi - (i % 2 == 1 ? mebi / 2 : 0), 1000, 0});
         }
-        QCOMPARE(planSections(manifest, all).size(), std::size_t(50));
+        QCOMPARE(planSections(wanted).size(), std::size_t(50));
     }
 };
 

@@ -62,7 +62,7 @@ private slots:
 
     void ignoresWhatItDoesNotKnow()
     {
-        std::string text = good() + "patch whatever 1 2 3\n\nfuture\n";
+        std::string text = good() + "patchwork 1 2 3\n\nfuture\n";
         QCOMPARE(refusal(text), std::string());
     }
 
