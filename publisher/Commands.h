@@ -23,5 +23,6 @@ int lintCommand(const QStringList& arguments, Console& console);
 int previewCommand(const QStringList& arguments, Console& console);
 int serveCommand(const QStringList& arguments, Console& console);
 int signCommand(const QStringList& arguments, Console& console);
+int verifyCommand(const QStringList& arguments, Console& console);
 
 } // namespace publisher

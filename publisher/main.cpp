@@ -21,6 +21,7 @@ constexpr Command commands[] = {
     {"preview", "show what a user would see of it", previewCommand},
     {"keys", "make a pair of keys for signatures", keysCommand},
     {"sign", "sign packages", signCommand},
+    {"verify", "compare a folder with a package's manifest", verifyCommand},
     {"serve", "serve a folder on this machine, for trying out", serveCommand},
 };
 
