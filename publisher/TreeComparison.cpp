@@ -1,5 +1,7 @@
 #include "publisher/TreeComparison.h"
 
+#include "publisher/Files.h"
+
 #include "download/FileHash.h"
 #include "support/ZipEntryNames.h"
 
@@ -68,13 +70,13 @@ private:
     /** Compares what is in the folder @p prefix, which is empty or ends with "/". */
     void walk(const QString& prefix)
     {
-        const QDir folder(m_root.filePath(prefix));
-        if (!folder.isReadable()) {
-            report(prefix, QStringLiteral("cannot be read"));
+        const auto entries = entriesIn(QDir(m_root.filePath(prefix)));
+        if (!entries) {
+            report(prefix.isEmpty() ? QStringLiteral("./") : prefix,
+                   QStringLiteral("cannot be read, or has a name that cannot be decoded"));
+            return;
         }
-        const QFileInfoList entries = folder.entryInfoList(QDir::AllEntries | QDir::Hidden |
-                                                           QDir::System | QDir::NoDotAndDotDot);
-        for (const QFileInfo& entry : entries) {
+        for (const QFileInfo& entry : *entries) {
             compare(prefix + entry.fileName(), entry);
         }
     }

@@ -16,6 +16,7 @@ struct Command
 };
 
 constexpr Command commands[] = {
+    {"pack", "pack a folder as a ZIP package, always alike", packCommand},
     {"lint", "find the mistakes in an update document", lintCommand},
     {"add", "add packages to it, or begin one", addCommand},
     {"preview", "show what a user would see of it", previewCommand},
