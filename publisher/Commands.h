@@ -20,8 +20,10 @@ enum ExitCode {
 int addCommand(const QStringList& arguments, Console& console);
 int keysCommand(const QStringList& arguments, Console& console);
 int lintCommand(const QStringList& arguments, Console& console);
+int packCommand(const QStringList& arguments, Console& console);
 int previewCommand(const QStringList& arguments, Console& console);
 int serveCommand(const QStringList& arguments, Console& console);
 int signCommand(const QStringList& arguments, Console& console);
+int verifyCommand(const QStringList& arguments, Console& console);
 
 } // namespace publisher

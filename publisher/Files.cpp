@@ -4,14 +4,17 @@
 
 #include "support/QtCompatibility.h"
 
+#include <QDir>
 #include <QEventLoop>
 #include <QFile>
-#include <QFileInfo>
 #include <QNetworkAccessManager>
 #include <QNetworkReply>
 #include <QNetworkRequest>
 #include <QSaveFile>
 #include <QUrl>
+
+#include <filesystem>
+#include <system_error>
 
 namespace publisher {
 
@@ -40,6 +43,23 @@ std::optional<QByteArray> fetch(const QUrl& url, const Console& console)
     return reply->readAll();
 }
 
+/** The number of names in a folder, whatever they are; -1 if it cannot be read. */
+int namesIn(const QString& folder)
+{
+#ifdef Q_OS_WIN
+    const std::filesystem::path path(folder.toStdWString());
+#else
+    const std::filesystem::path path(QFile::encodeName(folder).toStdString());
+#endif
+    std::error_code error;
+    int count = 0;
+    std::filesystem::directory_iterator names(path, error);
+    for (; !error && names != std::filesystem::directory_iterator(); names.increment(error)) {
+        ++count;
+    }
+    return error ? -1 : count;
+}
+
 } // namespace
 
 DocumentFile readDocument(const QString& place, const Console& console)
@@ -60,6 +80,14 @@ std::optional<QByteArray> readFile(const QString& path, const Console& console)
         return std::nullopt;
     }
     return file.readAll();
+}
+
+std::optional<QFileInfoList> entriesIn(const QDir& folder)
+{
+    const QFileInfoList entries =
+        folder.entryInfoList(QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot);
+    // Qt leaves out names that it cannot decode.
+    return entries.size() == namesIn(folder.path()) ? std::optional(entries) : std::nullopt;
 }
 
 bool writeFile(const QString& path, const QByteArray& bytes, const Console& console,

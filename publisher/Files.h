@@ -1,9 +1,12 @@
 #pragma once
 
 #include <QByteArray>
+#include <QFileInfo>
 #include <QString>
 
 #include <optional>
+
+class QDir;
 
 namespace publisher {
 
@@ -24,6 +27,12 @@ DocumentFile readDocument(const QString& place, const Console& console);
 
 /** The contents of a file; nothing if it cannot be read, which is reported on @p console. */
 std::optional<QByteArray> readFile(const QString& path, const Console& console);
+
+/**
+ * All that is in @p folder, hidden files and links too; nothing if it cannot be read, or has a name
+ * that is not a text in the system's encoding.
+ */
+std::optional<QFileInfoList> entriesIn(const QDir& folder);
 
 enum class Readers { eEverybody, eOwner };
 

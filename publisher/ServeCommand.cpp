@@ -1,5 +1,6 @@
 #include "publisher/CommandLine.h"
 #include "publisher/Commands.h"
+#include "publisher/FolderServer.h"
 
 #include <httplib.h>
 
@@ -58,10 +59,11 @@ int serveCommand(const QStringList& arguments, Console& console)
                                    QString::fromStdString(request.path))
                               .arg(response.status));
         });
-    if (!folder.exists() || !server.set_mount_point("/", folder.absolutePath().toStdString())) {
+    if (!folder.exists()) {
         console.complain(QStringLiteral("no such folder: ") + folder.path());
         return eFailed;
     }
+    serveFolder(server, folder.absolutePath());
     const bool isBound = wanted == 0 || server.bind_to_port("127.0.0.1", wanted);
     const int port = wanted == 0 ? server.bind_to_any_port("127.0.0.1") : wanted;
     if (!isBound || port <= 0) {
