@@ -5,9 +5,10 @@
 
 namespace zk {
 
+// Not isSymLink(), which takes shortcuts on Windows, which are files, for links.
 bool isLink(const QFileInfo& info)
 {
-    return info.isSymLink() || info.isJunction();
+    return info.isSymbolicLink() || info.isJunction();
 }
 
 bool isPlainFile(const QFileInfo& info)

@@ -92,5 +92,7 @@ export CAMERA_DESK_ARGUMENTS
 for _ in $(seq 300); do grep -q "4.3.0 up to date" report && break || sleep 0.1; done
 grep -q "4.3.0 up to date" report || fail "no update: $(cat report host.log server.log)"
 cmp "$new_host" "host/Camera Desk/CameraDesk" || fail "it is not the new version that is there"
-grep -q "camera-desk-4.3.0.zip.minisig" server.log || fail "nobody asked for the signature"
+grep -q "camera-desk-4.3.0.zip.manifest.minisig" server.log || fail "nobody asked for the signature"
+grep -q "camera-desk-4.3.0.zip -> 206" server.log || fail "not by ranges: $(cat server.log)"
+expect "" "$publish" verify "host/Camera Desk"
 echo "the host has updated itself from what was published"
