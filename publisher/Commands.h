@@ -21,6 +21,7 @@ int addCommand(const QStringList& arguments, Console& console);
 int keysCommand(const QStringList& arguments, Console& console);
 int lintCommand(const QStringList& arguments, Console& console);
 int packCommand(const QStringList& arguments, Console& console);
+int patchCommand(const QStringList& arguments, Console& console);
 int previewCommand(const QStringList& arguments, Console& console);
 int serveCommand(const QStringList& arguments, Console& console);
 int signCommand(const QStringList& arguments, Console& console);

@@ -1,6 +1,7 @@
 #include "publisher/ManifestWriter.h"
 
 #include "publisher/EntryContents.h"
+#include "publisher/PatchFile.h"
 
 #include "download/FileHash.h"
 #include "support/ZipArchive.h"
@@ -119,8 +120,8 @@ QString complaintAbout(const trust::PackageManifest& manifest)
 
 } // namespace
 
-std::variant<trust::PackageManifest, QString> manifestOf(const QString& zipPath,
-                                                         const PackageIdentity& identity)
+std::variant<trust::PackageManifest, QString>
+manifestOf(const QString& zipPath, const PackageIdentity& identity, Patches patches)
 {
     try {
         const ZipArchive archive(zipPath);
@@ -136,7 +137,8 @@ std::variant<trust::PackageManifest, QString> manifestOf(const QString& zipPath,
         }
         manifest.archiveHash = *hash;
         readEntries(archive, file, manifest);
-        const QString complaint = complaintAbout(manifest);
+        QString complaint = patches == Patches::eNamed ? addPatches(zipPath, manifest) : QString();
+        complaint = complaint.isEmpty() ? complaintAbout(manifest) : complaint;
         if (!complaint.isEmpty()) {
             return QStringLiteral("There can be no manifest of '%1': %2.").arg(zipPath, complaint);
         }

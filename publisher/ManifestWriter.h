@@ -17,6 +17,9 @@ struct PackageIdentity
     QString release;
 };
 
+/** Whether a manifest names the patches in the file beside the package. */
+enum class Patches { eNamed, eIgnored };
+
 /**
  * The manifest of the ZIP package in the file @p zipPath, which clients accept, or the error.
  *
@@ -24,6 +27,7 @@ struct PackageIdentity
  * checksum. Needs little memory, whatever the package's size.
  */
 std::variant<trust::PackageManifest, QString> manifestOf(const QString& zipPath,
-                                                         const PackageIdentity& identity);
+                                                         const PackageIdentity& identity,
+                                                         Patches patches = Patches::eNamed);
 
 } // namespace publisher

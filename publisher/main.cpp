@@ -16,11 +16,12 @@ struct Command
 };
 
 constexpr Command commands[] = {
-    {"pack", "pack a folder as a ZIP package, always alike", packCommand},
     {"lint", "find the mistakes in an update document", lintCommand},
     {"add", "add packages to it, or begin one", addCommand},
     {"preview", "show what a user would see of it", previewCommand},
     {"keys", "make a pair of keys for signatures", keysCommand},
+    {"pack", "pack a folder as a ZIP package, always alike", packCommand},
+    {"patch", "make patches for users of older packages", patchCommand},
     {"sign", "sign packages", signCommand},
     {"verify", "compare a folder with a package's manifest", verifyCommand},
     {"serve", "serve a folder on this machine, for trying out", serveCommand},
