@@ -2,6 +2,7 @@
 
 #include "publisher/Files.h"
 
+#include "support/FolderWalk.h"
 #include "support/ZipArchive.h"
 #include "support/ZipEntryNames.h"
 #include "trust/EntryName.h"
@@ -67,8 +68,7 @@ private:
 
     QString readEntry(const QFileInfo& entry, const QByteArray& name)
     {
-        // Not isSymLink(), which takes shortcuts on Windows for links.
-        if (entry.isSymbolicLink() || entry.isJunction() || (!entry.isFile() && !entry.isDir())) {
+        if (zk::isLink(entry) || (!entry.isFile() && !entry.isDir())) {
             return QStringLiteral("%1 is a link or another special file").arg(entry.filePath());
         }
         if (!entry.isReadable()) {

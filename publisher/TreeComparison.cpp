@@ -3,6 +3,7 @@
 #include "publisher/Files.h"
 
 #include "download/FileHash.h"
+#include "support/FolderWalk.h"
 #include "support/ZipEntryNames.h"
 
 #include <QDir>
@@ -10,6 +11,10 @@
 #include <QFileInfo>
 #include <QHash>
 #include <QSet>
+
+#include <set>
+#include <string>
+#include <vector>
 
 namespace publisher {
 
@@ -87,8 +92,7 @@ private:
         if (path == manifest || path == manifest + QLatin1String(".minisig")) {
             return;
         }
-        // Not isSymLink(), which takes shortcuts on Windows for links.
-        if (entry.isSymbolicLink() || entry.isJunction()) {
+        if (zk::isLink(entry)) {
             report(path, QStringLiteral("is a link"));
             m_files.remove(path);
             m_folders.remove(path);
@@ -131,7 +135,40 @@ private:
     }
 };
 
+/** The path without its first name. */
+std::string belowTop(const std::string& path)
+{
+    return path.substr(path.find('/') + 1);
+}
+
 } // namespace
+
+trust::PackageManifest belowOnlyFolder(trust::PackageManifest manifest)
+{
+    std::set<std::string> tops;
+    for (const trust::ManifestFile& file : manifest.files) {
+        // A file at the top has a name that no folder can have.
+        const std::size_t end = file.path.find('/');
+        tops.insert(end == std::string::npos ? "/" : file.path.substr(0, end));
+    }
+    for (const std::string& folder : manifest.folders) {
+        tops.insert(folder.substr(0, folder.find('/')));
+    }
+    if (tops.size() != 1 || *tops.begin() == "/") {
+        return manifest;
+    }
+    std::vector<std::string> folders;
+    for (const std::string& folder : manifest.folders) {
+        if (folder != *tops.begin()) {
+            folders.push_back(belowTop(folder));
+        }
+    }
+    manifest.folders = folders;
+    for (trust::ManifestFile& file : manifest.files) {
+        file.path = belowTop(file.path);
+    }
+    return manifest;
+}
 
 QStringList differences(const QString& folder, const trust::PackageManifest& manifest)
 {

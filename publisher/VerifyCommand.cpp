@@ -8,6 +8,8 @@
 #include <QDir>
 #include <QFileInfo>
 
+#include <algorithm>
+
 namespace publisher {
 
 namespace {
@@ -66,6 +68,17 @@ readManifest(const QString& path, const std::optional<QString>& keyPlace, const 
     return std::move(std::get<trust::PackageManifest>(manifest));
 }
 
+/** The manifest with paths as they are in @p folder, which may be all of the package or the only
+ * folder in it. */
+trust::PackageManifest pathsIn(const QDir& folder, const trust::PackageManifest& manifest)
+{
+    const auto isThere = [&folder](const auto& file) {
+        return folder.exists(QString::fromStdString(file.path));
+    };
+    const bool isWhole = std::any_of(manifest.files.begin(), manifest.files.end(), isThere);
+    return isWhole ? manifest : belowOnlyFolder(manifest);
+}
+
 /** Prints the differences, and their number; returns the exit code. */
 int compare(const QString& folder, const trust::PackageManifest& manifest, const Console& console)
 {
@@ -122,7 +135,7 @@ int verifyCommand(const QStringList& arguments, Console& console)
     if (!keyPlace) {
         console.print(QStringLiteral("without --key the manifest's signature is not verified"));
     }
-    return compare(folder.path(), *manifest, console);
+    return compare(folder.path(), pathsIn(folder, *manifest), console);
 }
 
 } // namespace publisher

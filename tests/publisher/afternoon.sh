@@ -38,7 +38,7 @@ for target in "build/CameraDesk" "host/Camera Desk"; do
 done
 cp "$old_host" "host/Camera Desk/CameraDesk"
 cp "$new_host" build/CameraDesk/CameraDesk
-(cd build/CameraDesk && cmake -E tar cf ../../release/camera-desk-4.3.0.zip --format=zip .)
+expect "camera-desk-4.3.0.zip" "$publish" pack build/CameraDesk release/camera-desk-4.3.0.zip
 head -c 20000 "$new_host" >release/camera-desk-4.3.0.exe
 head -c 30000 "$new_host" >release/camera-viewer-2.0.exe
 head -c 40000 "$new_host" >"release/kestrel 1.1.bin"
@@ -92,7 +92,11 @@ export CAMERA_DESK_ARGUMENTS
 for _ in $(seq 300); do grep -q "4.3.0 up to date" report && break || sleep 0.1; done
 grep -q "4.3.0 up to date" report || fail "no update: $(cat report host.log server.log)"
 cmp "$new_host" "host/Camera Desk/CameraDesk" || fail "it is not the new version that is there"
-grep -q "camera-desk-4.3.0.zip.manifest.minisig" server.log || fail "nobody asked for the signature"
-grep -q "camera-desk-4.3.0.zip -> 206" server.log || fail "not by ranges: $(cat server.log)"
-expect "" "$publish" verify "host/Camera Desk"
+# Only the program has changed; the library and UpdateInstaller were there already.
+grep -q "camera-desk-4.3.0.zip.manifest.minisig -> 200" server.log || fail "nobody asked for the manifest's signature"
+grep -q "camera-desk-4.3.0.zip -> 206" server.log || fail "no range was asked for: $(cat server.log)"
+if grep -q "camera-desk-4.3.0.zip -> 200" server.log; then fail "the whole package was fetched"; fi
+expect "is Camera Desk 4.3.0, file by file" "$publish" verify "host/Camera Desk" --key desk.pub \
+    --manifest release/camera-desk-4.3.0.zip.manifest
+expect "is Camera Desk 4.3.0, file by file" "$publish" verify "host/Camera Desk"
 echo "the host has updated itself from what was published"

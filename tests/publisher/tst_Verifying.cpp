@@ -138,6 +138,67 @@ private slots:
         QCOMPARE(differences(m_folder.path(), m_manifest), lines);
     }
 
+    void findsTheOnlyFolderOfAPackage_data()
+    {
+        columns<QStringList, QStringList, QStringList>("files", "folders", "paths");
+        row("one folder", QStringList{u"app/desk"_s, u"app/a/b"_s}, QStringList{u"app"_s},
+            QStringList{u"desk"_s, u"a/b"_s});
+        row("one folder with another", QStringList{u"app/desk"_s}, QStringList{u"app/empty"_s},
+            QStringList{u"desk"_s, u"empty"_s});
+        row("two folders", QStringList{u"app/desk"_s}, QStringList{u"empty"_s},
+            QStringList{u"app/desk"_s, u"empty"_s});
+        row("two folders that begin alike", QStringList{u"app/a"_s, u"apple/b"_s}, QStringList(),
+            QStringList{u"app/a"_s, u"apple/b"_s});
+        row("a file beside the folder", QStringList{u"app/desk"_s, u"readme"_s}, QStringList(),
+            QStringList{u"app/desk"_s, u"readme"_s});
+        row("a single file", QStringList{u"desk"_s}, QStringList(), QStringList{u"desk"_s});
+    }
+    void findsTheOnlyFolderOfAPackage()
+    {
+        QFETCH(QStringList, files);
+        QFETCH(QStringList, folders);
+        QFETCH(QStringList, paths);
+        trust::PackageManifest manifest;
+        for (const QString& file : files) {
+            manifest.files.emplace_back().path = file.toStdString();
+        }
+        for (const QString& folder : folders) {
+            manifest.folders.push_back(folder.toStdString());
+        }
+        QStringList found;
+        manifest = belowOnlyFolder(manifest);
+        for (const trust::ManifestFile& file : manifest.files) {
+            found << QString::fromStdString(file.path);
+        }
+        for (const std::string& folder : manifest.folders) {
+            found << QString::fromStdString(folder);
+        }
+        QCOMPARE(found, paths);
+    }
+
+    void takesAWholePackageOrItsOnlyFolder()
+    {
+        const QString path = m_temp->filePath(u"nested.zip"_s);
+        ZipBuilder().add("app/desk", "program").add("app/plugins/one").write(path);
+        zk::ZipReader zip(path);
+        zip.open(QIODevice::NotOpen);
+        const QString whole = m_temp->filePath(u"whole"_s);
+        zip.extractFiles(whole, QRegExp(), QString(), false, zip.fileList());
+        const auto made = manifestOf(path, {u"Camera Desk"_s, {u"Win64"_s}, u"4.3.0"_s});
+        const QString manifest = m_temp->filePath(u"manifest"_s);
+        writeFile(manifest, QByteArray::fromStdString(
+                                trust::manifestText(std::get<trust::PackageManifest>(made))));
+        Console console;
+        const auto verify = [&](const QString& folder) {
+            return verifyCommand({u"verify"_s, u"--manifest"_s, manifest, folder}, console);
+        };
+        QCOMPARE(verify(whole), int(eFine));
+        QCOMPARE(verify(whole + u"/app"_s), int(eFine));
+        QVERIFY(QFile::remove(whole + u"/app/desk"_s));
+        QCOMPARE(verify(whole), int(eHasErrors));
+        QCOMPARE(verify(whole + u"/app"_s), int(eHasErrors));
+    }
+
     void trustsOnlyTheKey()
     {
         const SecretKey key = SecretKey::generate();

@@ -51,5 +51,7 @@ rest="Range: bytes=60000-"$'\r\n'"If-Range: $tag"
 expect /package.exe "HTTP/1.1 206" "$rest"
 expect /package.exe "Content-Range: bytes 60000-99999/100000" "$rest"
 expect /package.exe "HTTP/1.1 200" "${rest%\"}x\""
+# What a client needs that fetches a part.
+expect /package.exe "Content-Range: bytes 500-599/100000" "Range: bytes=500-599"
 expect /nowhere.exe "HTTP/1.1 404"
 "$publish" lint "http://127.0.0.1:$port/updates.xml"
