@@ -58,6 +58,22 @@ std::variant<PackageTree, QString> plan(const QString& folder, const QString& pa
     return tree;
 }
 
+/** Returns the exit code. */
+int write(const QString& package, const PackageTree& tree, const QDateTime& time, Console& console)
+{
+    constexpr int steps = 1000;
+    const QString error = writeZip(package, tree, time, [&](double done) {
+        console.progress(QFileInfo(package).fileName(), qint64(done * steps), steps);
+    });
+    console.endProgress();
+    if (!error.isEmpty()) {
+        console.complain(error);
+        return eFailed;
+    }
+    console.print(QStringLiteral("written: ") + package);
+    return eFine;
+}
+
 } // namespace
 
 int packCommand(const QStringList& arguments, Console& console)
@@ -95,17 +111,7 @@ int packCommand(const QStringList& arguments, Console& console)
         console.complain(*error);
         return eFailed;
     }
-    constexpr int steps = 1000;
-    const QString error = writeZip(package, std::get<PackageTree>(tree), *time, [&](double done) {
-        console.progress(QFileInfo(package).fileName(), qint64(done * steps), steps);
-    });
-    console.endProgress();
-    if (!error.isEmpty()) {
-        console.complain(error);
-        return eFailed;
-    }
-    console.print(QStringLiteral("written: ") + package);
-    return eFine;
+    return write(package, std::get<PackageTree>(tree), *time, console);
 }
 
 } // namespace publisher

@@ -52,7 +52,7 @@ public:
             return add({prefix.toStdString(), folder.path()});
         }
         for (const QFileInfo& entry : *entries) {
-            const QString complaint = readEntry(entry, prefix + nameOnDisk(entry.fileName()));
+            QString complaint = readEntry(entry, prefix + nameOnDisk(entry.fileName()));
             if (!complaint.isEmpty()) {
                 return complaint;
             }

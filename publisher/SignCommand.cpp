@@ -19,7 +19,7 @@ namespace publisher {
 
 namespace {
 
-constexpr QLatin1String signatureSuffix(".minisig");
+constexpr char signatureSuffix[] = ".minisig";
 
 QString option(const char* key)
 {
@@ -89,13 +89,13 @@ bool writeManifest(const SigningJob& job, const SecretKey& key, const Console& c
         return false;
     }
     if (!writeFile(path, QByteArray::fromStdString(text), console) ||
-        !writeFile(path + signatureSuffix, signature, console)) {
+        !writeFile(path + QLatin1String(signatureSuffix), signature, console)) {
         // Not fatal if it fails: clients ignore a manifest that its signature does not fit.
         (void)QFile::remove(path);
         return false;
     }
     console.print(QStringLiteral("written: ") + path);
-    console.print(QStringLiteral("written: ") + path + signatureSuffix);
+    console.print(QStringLiteral("written: ") + path + QLatin1String(signatureSuffix));
     return true;
 }
 
@@ -109,7 +109,7 @@ bool signPackage(const SigningJob& job, const SecretKey& key, Console& console)
         console.print(
             QStringLiteral("no manifest of %1 was written: %2").arg(job.file, job.noManifest));
     }
-    const QString path = job.file + signatureSuffix;
+    const QString path = job.file + QLatin1String(signatureSuffix);
     const QByteArray signature =
         signatureOf(*hash, QFileInfo(job.file).fileName(), job.identity.release, key);
     const bool isWritten = writeFile(path, signature, console);
