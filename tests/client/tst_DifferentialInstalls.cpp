@@ -1,98 +1,9 @@
-#include "InstallFixture.h"
-#include "RangeOrigin.h"
-#include "ZipBuilder.h"
-
-#include "download/DownloadCache.h"
-#include "download/FileHash.h"
-#include "publisher/ManifestWriter.h"
-#include "publisher/SecretKey.h"
+#include "DifferentialFixture.h"
 
 #include <QProgressBar>
 
 using namespace zk;
 using namespace zk::test;
-
-namespace {
-
-const auto restart = u"Please restart"_s;
-
-/** A signed ZIP package, most of which is installed already: here, beside this program. */
-struct DifferentialFixture : InstallFixture
-{
-    ScopedVariable cacheVariable{"XDG_CACHE_HOME", temporary.path()};
-    QDir cache{DownloadCache(u"Viewer"_s).folder()};
-    publisher::SecretKey key = publisher::SecretKey::generate();
-    RangeOrigin archive;
-    QByteArray changed = RangeOrigin(50'000).body;
-    QByteArray manifest;
-    QString installed = QCoreApplication::applicationDirPath() + u"/tst_DifferentialInstalls.bin"_s;
-
-    DifferentialFixture()
-        : InstallFixture("update.zip")
-    {
-        cache.removeRecursively(); // which tests share where no variable moves it
-        QByteArray same(300'000, Qt::Uninitialized);
-        for (int i = 0; i < same.size(); ++i) {
-            same[i] = char(i * i >> 7);
-        }
-        writeFile(installed, same);
-        ZipBuilder zip;
-        zip.add(entry("a program", changed, false)).add(entry("data", same, false));
-        archive.body = zip.bytes();
-        archive.serveAt(server, "/update.zip");
-        const QString path = temporary.filePath(u"update.zip"_s);
-        zip.write(path);
-        const auto made = publisher::manifestOf(path, {u"Viewer"_s, {u"Win64"_s}, u"4.3"_s});
-        manifest =
-            QByteArray::fromStdString(trust::manifestText(std::get<trust::PackageManifest>(made)));
-        publish("update.zip.manifest", manifest);
-        publish("update.zip", archive.body);
-        client->setPackagePublicKeys({QString::fromLatin1(key.publicKey())});
-        UpdateOptions options;
-        options.differentialUpdates = true;
-        client->setOptions(options);
-        robot.press(restart, u"Restart later"_s);
-        robot.press(u"Installation process"_s, u"OK"_s);
-    }
-    ~DifferentialFixture()
-    {
-        SoftwareUpdateClient::deleteInstance();
-        cache.removeRecursively();
-        QFile::remove(installed);
-    }
-
-    /** What the server has under this name, and its signature; the package has ranges. */
-    void publish(const QByteArray& name, const QByteArray& bytes)
-    {
-        if (name != "update.zip") {
-            server.answer("/" + name, http(200, bytes));
-        }
-        const QByteArray hash = bytesOf(trust::Blake2b512::of(viewOf(bytes)));
-        server.answer("/" + name + ".minisig",
-                      http(200, key.sign(hash, "file:" + name + "\trelease:4.3")));
-    }
-    QStringList asked() const
-    {
-        QStringList paths;
-        for (const Request& request : server.requests()) {
-            paths << QString::fromLatin1(request.path);
-        }
-        return paths.filter(u"update.zip"_s);
-    }
-    /** The new version that has been put together. */
-    QDir tree() const
-    {
-        QDirIterator it(cache.path(), {u"tree"_s}, QDir::Dirs, QDirIterator::Subdirectories);
-        return it.hasNext() ? QDir(it.next()) : QDir(u"/nowhere"_s);
-    }
-    QByteArray made(const char* name) const
-    {
-        return readFile(tree().filePath(QLatin1String(name)));
-    }
-    int restarts() const { return robot.seen().filter(restart).size(); }
-};
-
-} // namespace
 
 /** Installations that fetch what changed, from the button to the question for the restart. */
 class tst_DifferentialInstalls : public QObject

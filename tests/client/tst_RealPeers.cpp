@@ -1,9 +1,8 @@
+#include "DifferentialFixture.h"
 #include "Files.h"
-#include "InstallFixture.h"
 #include "Rows.h"
 #include "ToolRun.h"
 
-#include "download/DownloadCache.h"
 #include "support/SystemProxy.h"
 
 #include <QSslConfiguration>
@@ -93,25 +92,32 @@ public:
         : m_program(program)
     {
         QDir(m_folder.path()).mkpath(u"www"_s);
-        writeFile(m_folder.filePath(u"www/setup.exe"_s), package);
+        add(u"setup.exe"_s, package);
         // Some serve as a user of their own.
-        // A tag is weak as long as the file may change once more within the same second.
-        QFile file(m_folder.filePath(u"www/setup.exe"_s));
-        (void)file.open(QIODevice::ReadWrite);
-        file.setFileTime(QDateTime::currentDateTime().addDays(-1),
-                         QFileDevice::FileModificationTime);
         const auto open = QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ExeOwner |
                           QFileDevice::ReadOther | QFileDevice::ExeOther;
         QFile::setPermissions(m_folder.path(), open);
         QFile::setPermissions(m_folder.filePath(u"www"_s), open);
         run(true);
     }
+    void add(const QString& name, const QByteArray& bytes) const
+    {
+        writeFile(m_folder.filePath(u"www/"_s + name), bytes);
+        // A tag is weak as long as the file may change once more within the same second.
+        QFile file(m_folder.filePath(u"www/"_s + name));
+        (void)file.open(QIODevice::ReadWrite);
+        file.setFileTime(QDateTime::currentDateTime().addDays(-1),
+                         QFileDevice::FileModificationTime);
+    }
     void restart()
     {
         stop();
         run(false);
     }
-    QUrl url() const { return QUrl(u"http://127.0.0.1:%1/setup.exe"_s.arg(port())); }
+    QUrl url(const QString& name) const
+    {
+        return QUrl(u"http://127.0.0.1:%1/%2"_s.arg(port()).arg(name));
+    }
 
 private:
     QString m_program;
@@ -323,7 +329,7 @@ private slots:
         InstallFixture f;
         const ScopedVariable variable("XDG_CACHE_HOME", f.temporary.path());
         const QDir cache(DownloadCache(u"Viewer"_s).folder());
-        f.show(server.url());
+        f.show(server.url(u"setup.exe"_s));
         if (isProxied) {
             f.client->setNetworkProxy({QNetworkProxy::HttpProxy, u"127.0.0.1"_s, proxy.port(),
                                        u"somebody"_s, u"secret"_s});
@@ -338,6 +344,33 @@ private slots:
         QVERIFY2(!f.log.lines(Log::eInfo).filter(u"the server continues after"_s).isEmpty(),
                  qPrintable(f.log.lines(Log::eWarning).join(u'\n')));
         QVERIFY(f.log.lines(Log::eWarning).filter(u"begins anew"_s).isEmpty());
+    }
+
+    void fetchesWhatChanged_data() { continuesWhenItsServerIsBack_data(); }
+    void fetchesWhatChanged()
+    {
+        QFETCH(QString, program);
+        QFETCH(bool, isProxied);
+        const RunningProxy proxy;
+        if (programPath(program).isEmpty() || (isProxied && !proxy.isThere())) {
+            QSKIP("the server or the proxy is not installed");
+        }
+        DifferentialFixture f;
+        RunningFileServer server(program, {});
+        server.add(u"update.zip"_s, f.archive.body);
+        server.add(u"update.zip.manifest"_s, f.manifest);
+        server.add(u"update.zip.manifest.minisig"_s,
+                   f.signatureOf("update.zip.manifest", f.manifest));
+        server.restart();
+        f.show(server.url(u"update.zip"_s));
+        if (isProxied) {
+            f.client->setNetworkProxy({QNetworkProxy::HttpProxy, u"127.0.0.1"_s, proxy.port(),
+                                       u"somebody"_s, u"secret"_s});
+        }
+        f.install();
+        QTRY_COMPARE(f.restarts(), 1);
+        QVERIFY(f.made("a program") == f.changed);
+        QVERIFY(f.made("data") == readFile(f.installed));
     }
 
     void followsToTlsButNotBack()
