@@ -151,7 +151,7 @@ bool StagingTree::copy(std::size_t position, const QString& source, const Cancel
     constexpr int pieceSize = 1024 * 1024;
     QByteArray piece(pieceSize, Qt::Uninitialized);
     Blake2b256 hash; // of what is written: the source may change at any moment
-    qint64 left = qint64(file.size);
+    auto left = qint64(file.size);
     while (left > 0 && !isCancelled) {
         const qint64 length = from.read(piece.data(), qMin<qint64>(left, pieceSize));
         if (length <= 0 || !writeAll(to, piece.constData(), length)) {
