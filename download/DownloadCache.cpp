@@ -105,10 +105,12 @@ std::unique_ptr<PartialFile> DownloadCache::open(const QUrl& url,
 
 std::optional<DownloadCache::Staging> DownloadCache::staging(const QString& applicationFolder) const
 {
+    constexpr int enough = 16; // paths below it should not become too long
     const QByteArray name =
         QCryptographicHash::hash(QDir(applicationFolder).canonicalPath().toUtf8(),
                                  QCryptographicHash::Sha256)
-            .toHex();
+            .toHex()
+            .left(enough);
     Staging staging{m_folder + QLatin1Char('/') + stagingPrefix + QString::fromLatin1(name), {}};
     if (!prepare(m_folder) || !prepare(staging.folder)) {
         return std::nullopt;

@@ -58,7 +58,7 @@ public:
 private:
     QString m_folder;
 
-    [[nodiscard]] static bool prepare(const QString& folder);
+    [[nodiscard]] static bool prepare(const QString& path);
     void tidyStaging(const QDateTime& now) const;
 };
 

@@ -112,8 +112,11 @@ void DifferentialUpdate::fetchBeside(const QString& suffix, const QString& path,
         giveUp(QStringLiteral("the staging folder cannot be written to"));
         return;
     }
-    m_fetch = std::make_unique<ResumableDownload>(
-        besideUrl(m_source.url, suffix), path, std::move(partial), m_source.policy, m_source.proxy);
+    // Servers that have a page for what is missing look like networks that ask for a log-in.
+    DownloadPolicy policy = m_source.policy;
+    policy.retries = std::min(policy.retries, 1);
+    m_fetch = std::make_unique<ResumableDownload>(besideUrl(m_source.url, suffix), path,
+                                                  std::move(partial), policy, m_source.proxy);
     connect(m_fetch.get(), &ResumableDownload::waiting, this, &DifferentialUpdate::waiting);
     connect(m_fetch.get(), &ResumableDownload::progressed, this,
             [this, largest](qint64 received, qint64 total) {

@@ -47,7 +47,7 @@ PackedEntry::PackedEntry(QFile& section, qint64 offset, const trust::ManifestFil
 bool PackedEntry::read(const std::atomic<bool>& isCancelled, const Taker& take) const
 {
     QByteArray piece(pieceSize, Qt::Uninitialized);
-    qint64 left = qint64(m_file.packedSize);
+    auto left = qint64(m_file.packedSize);
     bool isFine = m_section.seek(m_offset);
     while (isFine && left > 0 && !isCancelled) {
         const qint64 length = m_section.read(piece.data(), qMin<qint64>(left, pieceSize));

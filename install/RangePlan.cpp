@@ -6,7 +6,7 @@ namespace zk {
 
 namespace {
 
-constexpr qint64 smallGap = 64 * 1024;
+constexpr qint64 smallGap = 64LL * 1024;
 constexpr std::size_t mostRanges = 64;
 constexpr qint64 largestSection = 64LL * 1024 * 1024;
 

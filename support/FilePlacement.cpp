@@ -3,7 +3,6 @@
 #include <QDir>
 #include <QFileInfo>
 
-#include <filesystem>
 #include <system_error>
 
 namespace zk {
@@ -13,16 +12,24 @@ namespace {
 constexpr qint64 bytesInStep = 8LL * 1024 * 1024; // less than a second on a slow stick
 constexpr int bufferSize = 256 * 1024;
 
-std::filesystem::path nativePath(const QString& path)
+} // namespace
+
+std::filesystem::path nativeFilePath(const QString& path)
 {
 #ifdef Q_OS_WIN
-    return {QDir::toNativeSeparators(path).toStdWString()};
+    QString native = QDir::toNativeSeparators(path);
+    // Windows' old path limit does not apply to this form.
+    constexpr int oldLimit = 248;
+    if (native.size() >= oldLimit && !native.startsWith(QLatin1String("\\\\?\\"))) {
+        native = native.startsWith(QLatin1String("\\\\"))
+                     ? QStringLiteral("\\\\?\\UNC") + native.mid(1)
+                     : QStringLiteral("\\\\?\\") + native;
+    }
+    return {native.toStdWString()};
 #else
     return {QFile::encodeName(path).toStdString()};
 #endif
 }
-
-} // namespace
 
 // A disk that gets full takes a part first; only the next attempt tells why.
 bool writeAll(QIODevice& file, const char* data, qint64 size)
@@ -42,7 +49,7 @@ bool writeAll(QIODevice& file, const char* data, qint64 size)
 bool renameInPlace(const QString& from, const QString& to)
 {
     std::error_code error;
-    std::filesystem::rename(nativePath(from), nativePath(to), error);
+    std::filesystem::rename(nativeFilePath(from), nativeFilePath(to), error);
     return !error;
 }
 

@@ -4,10 +4,15 @@
 #include <QFile>
 #include <QString>
 
+#include <filesystem>
+
 namespace zk {
 
 /** Whether all of @p data was written; otherwise @p file tells why. */
 [[nodiscard]] bool writeAll(QIODevice& file, const char* data, qint64 size);
+
+/** @p path for the standard library's functions; on Windows in the form that may be long. */
+[[nodiscard]] std::filesystem::path nativeFilePath(const QString& path);
 
 /** Renames a file on the same volume, and never copies it; false if that is not possible. */
 [[nodiscard]] bool renameInPlace(const QString& from, const QString& to);

@@ -1,6 +1,7 @@
 #include "support/ZipTargetTree.h"
 
 #include "support/Exception.h"
+#include "support/FilePlacement.h"
 #include "support/FolderWalk.h"
 #include "support/Log.h"
 
@@ -12,23 +13,6 @@
 namespace zk {
 
 namespace {
-
-std::filesystem::path nativeFile(const QString& path)
-{
-#ifdef Q_OS_WIN
-    QString native = QDir::toNativeSeparators(path);
-    // Windows' old path limit does not apply to this form.
-    constexpr int oldLimit = 248;
-    if (native.size() >= oldLimit && !native.startsWith(QLatin1String("\\\\?\\"))) {
-        native = native.startsWith(QLatin1String("\\\\"))
-                     ? QStringLiteral("\\\\?\\UNC") + native.mid(1)
-                     : QStringLiteral("\\\\?\\") + native;
-    }
-    return std::filesystem::path(native.toStdWString());
-#else
-    return std::filesystem::path(QFile::encodeName(path).toStdString());
-#endif
-}
 
 bool isThere(const QFileInfo& info)
 {
@@ -156,7 +140,8 @@ void ZipTargetTree::commit()
     for (const Replacement& replacement : m_replacements) {
         std::error_code error;
         // Not QFile::rename(): it does not replace.
-        std::filesystem::rename(nativeFile(replacement.from), nativeFile(replacement.to), error);
+        std::filesystem::rename(nativeFilePath(replacement.from), nativeFilePath(replacement.to),
+                                error);
         if (error) {
             throw IOException(QStringLiteral("the file '%1' cannot be replaced: %2")
                                   .arg(QDir::toNativeSeparators(replacement.to),
