@@ -48,7 +48,7 @@ private slots:
         f.server.answer("/update.zip.manifest", http(404));
         f.install();
         QTRY_COMPARE(f.restarts(), 1);
-        QCOMPARE(f.asked().last(), u"/update.zip"_s);
+        QCOMPARE(f.asked().constLast(), u"/update.zip"_s);
         QCOMPARE(f.archive.asked, QStringList{u"-"_s});
         QCOMPARE(
             f.log.lines(Log::eInfo).filter(u"is fetched: .manifest cannot be fetched"_s).size(), 1);

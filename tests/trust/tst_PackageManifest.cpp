@@ -14,12 +14,16 @@ using namespace zk::test;
 
 namespace {
 
-const std::string some(64, 'a');
-const std::string other(64, 'b');
+std::string hexDigits(char digit)
+{
+    return std::string(64, digit);
+}
 
 /** Two files, one of them deflated, and a folder. */
 std::string good()
 {
+    const std::string some = hexDigits('a');
+    const std::string other = hexDigits('b');
     return "softwareupdate-manifest 1\n"
            "product Camera Desk\n"
            "platform Win64\n"
@@ -103,8 +107,8 @@ private slots:
         change("more than deflate can do", "deflated 400 ", "deflated 9999999 ", "size");
         change("nothing that becomes something", " 40 100 ", " 40 0 ", "size");
         change("stored, of another size", "stored 300", "stored 301", "not the same");
-        change("stored, of another hash", QByteArray::fromStdString("stored 300 " + some),
-               QByteArray::fromStdString("stored 300 " + other), "not the same");
+        change("stored, of another hash", QByteArray::fromStdString("stored 300 " + hexDigits('a')),
+               QByteArray::fromStdString("stored 300 " + hexDigits('b')), "not the same");
     }
     void refuses()
     {
