@@ -1,5 +1,6 @@
 #include "Flow.h"
 
+#include "Files.h"
 #include "Resources.h"
 
 #include "download/DownloadCache.h"
@@ -68,7 +69,12 @@ void Flow::answerBoxes()
 
 Outcome Flow::run()
 {
-    m_sandbox.prepare(m_plan);
+    // Beside this program: the client takes it for a file of the old version.
+    const test::TemporaryFile installed(
+        QCoreApplication::applicationDirPath() +
+            QStringLiteral("/faults-%1.bin").arg(QCoreApplication::applicationPid()),
+        m_plan.isDifferential ? m_peer.installed() : QByteArray());
+    m_sandbox.prepare(m_plan); // which may limit files
     leavePart();
     m_clock.start();
     QMetaObject::invokeMethod(this, &Flow::start, Qt::QueuedConnection);
@@ -83,8 +89,8 @@ Outcome Flow::run()
     tearDown();
     m_sandbox.restore();
     examineLeftovers();
-    examineCache();
     examineSuccess();
+    examineCache();
     const QString lost = m_sandbox.lostSettings();
     if (!lost.isEmpty()) {
         violate(QStringLiteral("settings lost: ") + lost);
@@ -126,6 +132,7 @@ void Flow::start()
     m_client->setPackagePublicKeys(m_peer.keys());
     if (m_plan.retries > 0) {
         UpdateOptions options;
+        options.differentialUpdates = m_plan.isDifferential;
         options.download = {m_plan.retries, std::chrono::milliseconds(1),
                             std::chrono::milliseconds(300 * slowness())};
         m_client->setOptions(options);

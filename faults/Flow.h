@@ -101,6 +101,8 @@ private:
     void examineStarts();
     void examineLeftovers();
     void examineCache();
+    void examineStaging(QStringList& files);
+    [[nodiscard]] QString stagedTree() const;
     void leavePart() const;
     void examineSuccess();
     [[nodiscard]] bool mayStay(const QString& folder, const Tree& files) const;

@@ -66,6 +66,10 @@ void Flow::examineStarts()
     if (isUnpacked && !m_wasHandedOver && m_sandbox.leftovers().size() == 1) {
         m_outcome.end = QStringLiteral("tree unpacked");
     }
+    const QString staged = stagedTree();
+    if (!staged.isEmpty() && !m_wasHandedOver && m_peer.mayStage(Sandbox::tree(staged))) {
+        m_outcome.end = QStringLiteral("tree put together");
+    }
     if ((isUnpacked || !paths.isEmpty()) && !m_peer.mayDispatch()) {
         violate(QStringLiteral("dispatched without a valid signature"));
     }
@@ -75,7 +79,8 @@ int Flow::handOverTo(const QStringList& arguments)
 {
     m_wasHandedOver = true;
     const QString folder = arguments.value(arguments.indexOf(QStringLiteral("-newDir")) + 1);
-    if (!m_peer.mayUnpack(Sandbox::tree(folder)) || !m_peer.mayDispatch()) {
+    const Tree tree = Sandbox::tree(folder);
+    if (!m_peer.mayStage(tree) && (!m_peer.mayUnpack(tree) || !m_peer.mayDispatch())) {
         violate(QStringLiteral("handed over what is not the tree: ") + folder);
     }
     const QString record = arguments.first() + QStringLiteral(".arguments");
@@ -119,6 +124,45 @@ void Flow::examineLeftovers()
     }
 }
 
+// The staging folder: the path of its tree, empty if there is none.
+QString Flow::stagedTree() const
+{
+    const QDir cache(DownloadCache(QStringLiteral("Viewer")).folder());
+    const QStringList folders = cache.entryList({QStringLiteral("staging-*")}, QDir::Dirs);
+    return folders.isEmpty() ? QString()
+                             : cache.filePath(folders.constFirst()) + QStringLiteral("/tree");
+}
+
+// No file in it has other contents than the package, however far it came.
+void Flow::examineStaging(QStringList& files)
+{
+    static const QRegularExpression ours(QStringLiteral("^staging-[0-9a-f]{16}$"));
+    static const QStringList known{
+        QStringLiteral("manifest"), QStringLiteral("manifest.minisig"), QStringLiteral("new"),
+        QStringLiteral("section"),  QStringLiteral("section.json"),     QStringLiteral("tree")};
+    const QStringList folders = files.filter(ours);
+    for (const QString& folder : folders) {
+        files.removeOne(folder);
+    }
+    if (folders.isEmpty()) {
+        return;
+    }
+    const QString tree = stagedTree();
+    Tree staged = Sandbox::tree(tree);
+    staged.remove(QStringLiteral(".softwareupdate-manifest"));
+    QStringList others =
+        QDir(tree.chopped(5)).entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot);
+    for (const QString& name : known) {
+        others.removeOne(name);
+    }
+    if (!m_plan.isDifferential || folders.size() > 1 || !others.isEmpty() ||
+        (!staged.isEmpty() && !m_peer.mayBePartOfTree(staged))) {
+        violate(QStringLiteral("staged: %1; %2")
+                    .arg(QStringList(staged.keys()).join(QStringLiteral(", ")),
+                         others.join(QStringLiteral(", "))));
+    }
+}
+
 // Parts with their records, at most two, and nothing of what has been installed.
 void Flow::examineCache()
 {
@@ -126,12 +170,14 @@ void Flow::examineCache()
     QDir cache(DownloadCache(QStringLiteral("Viewer")).folder());
     QStringList files =
         cache.entryList(QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot);
+    examineStaging(files);
     if (m_plan.leftBehind > 0 && files.size() == 3) {
         files = files.filter(ours); // nobody has asked for it since its host died
     }
     const bool isDescribed =
         files.size() % 2 == 0 && files.size() <= 4 && files.filter(ours).size() == files.size();
-    const bool isWanted = m_plan.retries > 0 && !m_plan.mustSucceed();
+    // Who fetches only what has changed does not need the part of the whole.
+    const bool isWanted = m_plan.retries > 0 && (!m_plan.mustSucceed() || m_plan.isDifferential);
     if (!isDescribed || (!files.isEmpty() && !isWanted)) {
         violate(QStringLiteral("left in the cache: ") + files.join(QStringLiteral(", ")));
     }
@@ -146,6 +192,8 @@ void Flow::examineSuccess()
         for (const Tree& files : left) {
             isUnpacked = isUnpacked || m_peer.mayUnpack(files);
         }
+        const QString staged = stagedTree();
+        isUnpacked = isUnpacked || (!staged.isEmpty() && m_peer.mayStage(Sandbox::tree(staged)));
         const bool isDone = m_plan.isArchive ? isUnpacked && m_wasHandedOver == m_plan.restartsNow
                                              : startedPrograms().size() == 1;
         if (!isDone) {

@@ -4,9 +4,11 @@
 #include "ZipBuilder.h"
 
 #include "download/FileHash.h"
+#include "publisher/ManifestWriter.h"
 
-#include <QBuffer>
+#include <QCoreApplication>
 #include <QRandomGenerator>
+#include <QTemporaryDir>
 
 #include <algorithm>
 
@@ -88,7 +90,10 @@ Peer::Peer(const Plan& plan)
     } else {
         serve(path, m_served, plan.package, &m_bodies);
     }
-    serve(path + ".minisig", makeSignature(), plan.signature, nullptr);
+    serve(path + ".minisig", makeSignature(m_package, path.mid(1)), plan.signature, nullptr);
+    if (plan.isDifferential) {
+        serveParts(path);
+    }
 }
 
 QByteArray Peer::packagePath() const
@@ -178,19 +183,44 @@ QByteArray Peer::makeArchive(int variant)
     return builder.bytes();
 }
 
-QByteArray Peer::makeSignature() const
+QByteArray Peer::makeManifest() const
 {
-    const QByteArray name = m_plan.isArchive ? "file:update.zip" : "file:setup.exe";
-    QByteArray genuine = signatureOf(m_package, m_ours, name + "\trelease:4.3");
+    // Not in the temporary folder, which may be on the full disk of an earlier flow.
+    const QTemporaryDir folder(QCoreApplication::applicationDirPath() +
+                               QStringLiteral("/manifest-XXXXXX"));
+    const QString path = folder.filePath(QString::fromLatin1(packagePath().mid(1)));
+    test::writeFile(path, m_package);
+    const auto made = publisher::manifestOf(
+        path, {QStringLiteral("Viewer"), {QStringLiteral("Win64")}, QStringLiteral("4.3")});
+    return QByteArray::fromStdString(trust::manifestText(std::get<trust::PackageManifest>(made)));
+}
+
+QByteArray Peer::installed() const
+{
+    return noise(m_plan, 2, m_plan.size / 2);
+}
+
+bool Peer::mayStage(const Tree& tree) const
+{
+    Tree files = tree;
+    return m_plan.isDifferential && m_plan.forgery == Plan::eNoForgery &&
+           files.take(QStringLiteral(".softwareupdate-manifest")) == m_manifest &&
+           m_trees.contains(files);
+}
+
+QByteArray Peer::makeSignature(const QByteArray& signedBytes, const QByteArray& fileName) const
+{
+    const QByteArray name = "file:" + fileName;
+    QByteArray genuine = signatureOf(signedBytes, m_ours, name + "\trelease:4.3");
     switch (m_plan.forgery) {
     case Plan::eOtherKey:
-        return signatureOf(m_package, m_other, name);
+        return signatureOf(signedBytes, m_other, name + "\trelease:4.3");
     case Plan::eOtherBytes:
-        return signatureOf(m_package + '\n', m_ours, name);
+        return signatureOf(signedBytes + '\n', m_ours, name + "\trelease:4.3");
     case Plan::eOtherName:
-        return signatureOf(m_package, m_ours, "file:setup-old.exe");
+        return signatureOf(signedBytes, m_ours, "file:setup-old.exe\trelease:4.3");
     case Plan::eOtherRelease:
-        return signatureOf(m_package, m_ours, name + "\trelease:4.2");
+        return signatureOf(signedBytes, m_ours, name + "\trelease:4.2");
     case Plan::eDamaged: {
         QByteArray damaged = genuine;
         const int at = genuine.indexOf('\n') + 30 + m_plan.number % 50;
@@ -231,13 +261,16 @@ void Peer::serveTries(const QByteArray& path)
     }
     const QByteArray elsewhere = "/moved" + path;
     const auto answer = [=](const test::Request& request) {
+        const QByteArray range = test::headerOf(request, "Range");
+        if (!range.isEmpty() && !range.endsWith('-')) {
+            return answerRange(range);
+        }
         const int number = request.path == elsewhere ? int(faults.size()) - 1 : m_tries++;
         const Fault fault = faults.value(number, Fault());
         asked(number + 2 >= faults.size());
         if (fault.kind == Fault::eRedirects || fault.kind == Fault::eLoop) {
             return test::redirect(fault.status, m_server.url(elsewhere).toEncoded(), "moved");
         }
-        const QByteArray range = test::headerOf(request, "Range");
         const int first =
             range.mid(int(qstrlen("bytes="))).chopped(range.isEmpty() ? 0 : 1).toInt();
         const bool isCompressed =
@@ -258,6 +291,38 @@ void Peer::serveTries(const QByteArray& path)
     };
     m_server.answerWith(path, answer);
     m_server.answerWith(elsewhere, answer);
+}
+
+void Peer::serveParts(const QByteArray& path)
+{
+    m_manifest = makeManifest();
+    const QByteArray name = path.mid(1) + ".manifest";
+    const QByteArray signature = makeSignature(m_manifest, name);
+    m_server.answerWith(path + ".manifest", [this](const test::Request& /*request*/) {
+        return answerPart(whole, m_manifest);
+    });
+    m_server.answerWith(path + ".manifest.minisig", [=](const test::Request& /*request*/) {
+        return answerPart(whole, signature);
+    });
+}
+
+Answer Peer::answerRange(const QByteArray& range)
+{
+    const QList<QByteArray> ends = range.mid(int(qstrlen("bytes="))).split('-');
+    const int first = ends[0].toInt();
+    return answerPart("HTTP/1.1 206 Partial Content\r\nContent-Range: bytes " + ends[0] + '-' +
+                          ends[1] + '/' + QByteArray::number(m_served.size()) + "\r\n",
+                      m_served.mid(first, ends[1].toInt() - first + 1));
+}
+
+Answer Peer::answerPart(const QByteArray& head, const QByteArray& body)
+{
+    const Fault fault = m_plan.parts.value(m_parts++, Fault());
+    if (fault.kind == Fault::eRedirects || fault.kind == Fault::eLoop) {
+        return test::redirect(fault.status, m_server.url("/elsewhere").toEncoded(), "moved");
+    }
+    QByteArray arriving = body;
+    return answerTo(head, body, fault, &arriving);
 }
 
 void Peer::keep(const QByteArray& arriving, const Fault& fault, QSet<QByteArray>* bodies) const

@@ -33,6 +33,11 @@ public:
     [[nodiscard]] QStringList keys() const;
     [[nodiscard]] bool isConnected() const { return m_server.connections() > 0; }
 
+    /** Contents of a file of the package that is installed already. */
+    [[nodiscard]] QByteArray installed() const;
+    /** Whether a new version may consist of these files that was put together. */
+    [[nodiscard]] bool mayStage(const Tree& tree) const;
+
     /** Whether a program with this content may be started. */
     [[nodiscard]] bool mayStart(const QByteArray& content) const;
     /** Whether anything may be started: without keys, or with a signature that can be valid. */
@@ -52,7 +57,9 @@ private:
     test::ScriptedServer m_server;
     QByteArray m_package;
     QByteArray m_served;
+    QByteArray m_manifest;
     int m_tries = 0;
+    int m_parts = 0;
     /** The possible results of the server's answers, in HTTP terms. */
     QSet<QByteArray> m_bodies;
     QList<Tree> m_trees;
@@ -60,10 +67,15 @@ private:
     [[nodiscard]] QByteArray packagePath() const;
     QByteArray makePackage(int variant);
     QByteArray makeArchive(int variant);
-    [[nodiscard]] QByteArray makeSignature() const;
+    [[nodiscard]] QByteArray makeManifest() const;
+    [[nodiscard]] QByteArray makeSignature(const QByteArray& signedBytes,
+                                           const QByteArray& name) const;
     void serve(const QByteArray& path, const QByteArray& body, const Fault& fault,
                QSet<QByteArray>* bodies);
     void serveTries(const QByteArray& path);
+    void serveParts(const QByteArray& path);
+    [[nodiscard]] test::Answer answerPart(const QByteArray& head, const QByteArray& body);
+    [[nodiscard]] test::Answer answerRange(const QByteArray& range);
     [[nodiscard]] test::Answer answerTo(const QByteArray& head, const QByteArray& body,
                                         const Fault& fault, QByteArray* arriving) const;
     void keep(const QByteArray& arriving, const Fault& fault, QSet<QByteArray>* bodies) const;

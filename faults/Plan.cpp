@@ -193,6 +193,13 @@ QString Fault::text() const
         .arg(QLatin1String(kinds[kind]), QString::number(number), QString::number(status));
 }
 
+bool Plan::arePartsHarmless() const
+{
+    return std::all_of(parts.begin(), parts.end(), [](const Fault& fault) {
+        return fault.isHarmless() && fault.kind != Fault::eRedirects;
+    });
+}
+
 bool Plan::isPackageHarmless() const
 {
     if (retries == 0 || package.isHarmless()) {
@@ -214,7 +221,8 @@ bool Plan::mustSucceed() const
 {
     return document.isHarmless() && isPackageHarmless() && signature.isHarmless() &&
            (content == eGenuine || (content == eChangedMeanwhile && !hasKeys)) &&
-           forgery == eNoForgery && (surroundings == eFine || surroundings == eReadOnlySettings) &&
+           arePartsHarmless() && forgery == eNoForgery &&
+           (surroundings == eFine || surroundings == eReadOnlySettings) &&
            act.kind == Act::eNothing && !isRejected;
 }
 
@@ -236,6 +244,10 @@ QString Plan::text() const
     add(retries > 0, QStringLiteral("%1 retries").arg(retries));
     for (const Fault& fault : tries) {
         list << QStringLiteral("then ") + fault.text();
+    }
+    add(isDifferential, QStringLiteral("differential"));
+    for (const Fault& fault : parts) {
+        list << QStringLiteral("part ") + fault.text();
     }
     add(leftBehind > 0, QStringLiteral("%1 left behind").arg(leftBehind));
     add(signature.kind != Fault::eNone, QStringLiteral("signature ") + signature.text());
@@ -275,6 +287,13 @@ Plan drawPlan(quint32 seed, int number)
             plan.tries << (dice.oneIn(3) ? drawFault(dice) : drawInterruption(dice));
         }
         plan.leftBehind = dice.oneIn(4) ? dice.below(millionths) : 0;
+    }
+    if (plan.retries > 0 && plan.isArchive && plan.hasKeys && !dice.oneIn(4)) {
+        plan.isDifferential = true;
+        plan.size += 60'000; // or the manifest would be too large for it
+        for (int i = dice.below(5); i > 0; --i) {
+            plan.parts << (dice.oneIn(2) ? Fault() : drawFault(dice));
+        }
     }
     return plan;
 }

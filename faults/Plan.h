@@ -107,6 +107,10 @@ struct Plan
     int retries = 0;
     /** What happens to the tries after the first one; the rest are in order. */
     QList<Fault> tries;
+    /** The client fetches only what has changed: half of the archive is installed. */
+    bool isDifferential = false;
+    /** What happens to the requests that only such a client sends; the rest are in order. */
+    QList<Fault> parts;
     /** Millionths of the package that a host has left which died; 0: nothing. */
     int leftBehind = 0;
     Content content = eGenuine;
@@ -120,6 +124,8 @@ struct Plan
 
     /** Whether the package arrives in the end. */
     [[nodiscard]] bool isPackageHarmless() const;
+    /** Whether what only a differential client asks for arrives, too. */
+    [[nodiscard]] bool arePartsHarmless() const;
     /** Whether nothing in it prevents the installation. */
     [[nodiscard]] bool mustSucceed() const;
     /** Its faults as text. */

@@ -22,6 +22,24 @@ inline QByteArray readFile(const QString& path)
     return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
 }
 
+/** A file that exists, with @p data in it, as long as this; none without data. */
+class TemporaryFile
+{
+public:
+    TemporaryFile(QString path, const QByteArray& data)
+        : m_path(std::move(path))
+    {
+        if (!data.isEmpty()) {
+            writeFile(m_path, data);
+        }
+    }
+    ~TemporaryFile() { QFile::remove(m_path); }
+    Q_DISABLE_COPY(TemporaryFile)
+
+private:
+    const QString m_path;
+};
+
 /** The cases in a file: each begins with "== " on a line of its own, a comment precedes the first.
  */
 inline QStringList casesIn(const QString& path)
