@@ -5,6 +5,7 @@ set -euo pipefail
 build=$1
 name=${2:-}
 [ $# -gt 1 ] && shift 2 || shift
+[ "$name" != differential ] || exec scripts/differential-pairs.sh "$build" build/pairs
 export QT_QPA_PLATFORM=offscreen LC_ALL=C.UTF-8 XDG_RUNTIME_DIR=$build/runtime XDG_CACHE_HOME=$build/cache
 # Qt warns about a folder that does not exist or that others may read.
 mkdir -p "$XDG_RUNTIME_DIR"
