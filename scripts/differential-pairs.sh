@@ -29,11 +29,18 @@ compare() { # PACKAGE OLD NEW
     # "from X: N bytes (P %) have changed; with K patches M bytes (Q %) in R requests"
     shares=$("$publish" patch "$name-old.zip" "$name-new.zip" | sed -nE \
         's/^from [^(]*\(([0-9.]+ %)\)[^(]*\(([0-9.]+ %)\) in ([0-9]+) requests$/\1|\2|\3/p')
-    printf '%-34s %-20s %6d %9d   %8s %8s %5s\n' "$1" "$2 -> $3" "$(find "$name-$3" -type f | wc -l)" \
-        "$(stat -c %s "$name-new.zip")" "${shares%%|*}" "$(cut -d'|' -f2 <<<"$shares")" "${shares##*|}"
+    "$publish" sign --key pairs.key --release "$3" --product "$1" --platform any "$name-new.zip" >/dev/null
+    local size manifest
+    size=$(stat -c %s "$name-new.zip")
+    manifest=$(awk -v part="$(stat -c %s "$name-new.zip.manifest")" -v all="$size" \
+        'BEGIN { printf "%.1f %%", 100 * part / all }')
+    printf '%-34s %-20s %6d %9d   %8s %8s %6s %8s\n' "$1" "$2 -> $3" "$(find "$name-$3" -type f | wc -l)" "$size" \
+        "${shares%%|*}" "$(cut -d'|' -f2 <<<"$shares")" "${shares##*|}" "$manifest"
 }
 
-printf '%-34s %-20s %6s %9s   %8s %8s %5s\n' package versions files bytes changed patches ranges
+[ -f pairs.key ] || "$publish" keys pairs --no-password >/dev/null
+# Clients do not use a manifest above 2 % of its package.
+printf '%-34s %-20s %6s %9s   %8s %8s %6s %8s\n' package versions files bytes changed patches ranges manifest
 compare @img/sharp-win32-x64 0.35.4 0.35.5
 compare @img/sharp-libvips-win32-x64 1.3.2 1.3.3
 compare 7zip-bin 5.1.1 5.2.0
