@@ -394,8 +394,8 @@ private slots:
         act(rig);
         QCOMPARE(rig.run(), u"ready"_s);
         QVERIFY(rig.isNew());
-        QTEST(rig.patches.asked.size(), "patchRequests");
-        QTEST(rig.origin.asked.size(), "requests");
+        QTEST(int(rig.patches.asked.size()), "patchRequests");
+        QTEST(int(rig.origin.asked.size()), "requests");
         QVERIFY(!rig.origin.asked.isEmpty() || rig.fetched < 1000);
     }
 
