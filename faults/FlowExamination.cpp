@@ -155,11 +155,11 @@ void Flow::examineStaging(QStringList& files)
     for (const QString& name : known) {
         others.removeOne(name);
     }
+    const QStringList names = staged.keys();
     if (!m_plan.isDifferential || folders.size() > 1 || !others.isEmpty() ||
         (!staged.isEmpty() && !m_peer.mayBePartOfTree(staged))) {
         violate(QStringLiteral("staged: %1; %2")
-                    .arg(QStringList(staged.keys()).join(QStringLiteral(", ")),
-                         others.join(QStringLiteral(", "))));
+                    .arg(names.join(QStringLiteral(", ")), others.join(QStringLiteral(", "))));
     }
 }
 
